@@ -1,0 +1,64 @@
+# Compiler and linker options, as targets to link:
+#   Palvo::Options   how everything of this tree is compiled and linked;
+#   Palvo::Warnings  the warnings that the tree's own code must be free of.
+
+add_library(palvo_options INTERFACE)
+add_library(Palvo::Options ALIAS palvo_options)
+add_library(palvo_warnings INTERFACE)
+add_library(Palvo::Warnings ALIAS palvo_warnings)
+
+target_compile_features(palvo_options INTERFACE cxx_std_20)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+# _WIN32_WINNT: the headers declare what Windows 8 has, since the automatic configuration needs it.
+# The program itself starts on Vista; tools/check-program refuses imports that Vista lacks.
+target_compile_definitions(palvo_options INTERFACE
+    UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0602)
+
+if(MSVC)
+    # The static runtime: the program is one self-contained file.
+    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+    # The C runtime's "safer" variants are not portable; lengths are checked by the code.
+    target_compile_definitions(palvo_options INTERFACE _CRT_SECURE_NO_WARNINGS)
+    target_compile_options(palvo_options INTERFACE
+        /utf-8 /permissive- /Zc:__cplusplus /Zc:inline /EHsc /GS /guard:cf /Zi)
+    # The manifest is in the resource file, for every compiler in the same way.
+    target_link_options(palvo_options INTERFACE
+        /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /MANIFEST:NO /DEBUG /OPT:REF /OPT:ICF)
+    target_compile_options(palvo_warnings INTERFACE /W4 /WX)
+    return()
+endif()
+
+# No folder of the machine that built it goes into the program.
+target_compile_options(palvo_options INTERFACE
+    -g "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" -fstack-protector-strong)
+target_link_options(palvo_options INTERFACE
+    -static -fstack-protector-strong
+    -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -Wl,--no-insert-timestamp)
+
+# GCC's standard library reports misuse of iterators, optionals and strings.
+target_compile_definitions(palvo_options INTERFACE
+    $<$<OR:$<CONFIG:Debug>,$<BOOL:${PALVO_SANITIZE}>>:_GLIBCXX_ASSERTIONS>)
+
+if(PALVO_COVERAGE)
+    target_compile_options(palvo_options INTERFACE --coverage -O0)
+    target_link_options(palvo_options INTERFACE --coverage)
+endif()
+if(PALVO_SANITIZE)
+    # There is no run-time library for this target: a trap ends the program at the fault.
+    target_compile_options(palvo_options INTERFACE
+        -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+endif()
+
+target_compile_options(palvo_warnings INTERFACE
+    -Werror -Wall -Wextra -Wpedantic
+    -Wconversion -Wsign-conversion -Wdouble-promotion
+    -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
+    -Wformat=2 -Wundef -Wvla
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi
+    -Wmissing-declarations -Wimplicit-fallthrough -Wunused)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(palvo_warnings INTERFACE
+        -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wzero-as-null-pointer-constant
+        -Wredundant-decls)
+endif()

@@ -1,0 +1,81 @@
+# Palvo::Windows: the system libraries of the program. Kernel, registry and C runtime are bound at the
+# start; every other DLL is loaded at its first call.
+
+include(DelayLoad)
+
+add_library(palvo_windows INTERFACE)
+add_library(Palvo::Windows ALIAS palvo_windows)
+
+delay_load(palvo_windows WEVTAPI.dll
+    EvtClose
+    EvtCreateRenderContext
+    EvtGetChannelConfigProperty
+    EvtNext
+    EvtOpenChannelConfig
+    EvtQuery
+    EvtRender
+    EvtSaveChannelConfig
+    EvtSetChannelConfigProperty)
+
+delay_load(palvo_windows WTSAPI32.dll
+    WTSEnumerateSessionsW
+    WTSFreeMemory
+    WTSQuerySessionInformationW
+    WTSQueryUserToken
+    WTSSendMessageW)
+
+delay_load(palvo_windows WINSPOOL.DRV
+    ClosePrinter
+    GetPrinterDriverW
+    InstallPrinterDriverFromPackageW
+    OpenPrinterW)
+
+delay_load(palvo_windows USERENV.dll
+    CreateEnvironmentBlock
+    DestroyEnvironmentBlock
+    UnloadUserProfile)
+
+delay_load(palvo_windows USER32.dll
+    DispatchMessageW
+    GetMessageW
+    GetProcessWindowStation
+    GetUserObjectInformationW
+    MessageBoxW
+    MsgWaitForMultipleObjects
+    PeekMessageW
+    PostQuitMessage
+    PostThreadMessageW
+    TranslateMessage)
+
+delay_load(palvo_windows SHELL32.dll
+    SHGetKnownFolderPath)
+
+delay_load(palvo_windows OLE32.dll
+    CoCreateInstance
+    CoInitializeEx
+    CoInitializeSecurity
+    CoSetProxyBlanket
+    CoTaskMemAlloc
+    CoTaskMemFree
+    CoUninitialize)
+
+delay_load(palvo_windows OLEAUT32.dll
+    GetErrorInfo
+    SetErrorInfo
+    SysAllocString
+    SysAllocStringByteLen
+    SysAllocStringLen
+    SysFreeString
+    SysStringByteLen
+    SysStringLen
+    VariantChangeType
+    VariantClear
+    VariantCopy
+    VariantInit)
+
+delay_load(palvo_windows SECUR32.dll
+    GetUserNameExW)
+
+# Identifiers of COM classes and interfaces: constants, no DLL.
+target_link_libraries(palvo_windows INTERFACE
+    advapi32 taskschd wbemuuid uuid)

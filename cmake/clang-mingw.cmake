@@ -1,0 +1,26 @@
+# The second compiler: Clang for 64-bit Windows, with the headers and the standard library that come
+# with GCC's win32 thread model, and LLVM's linker.
+
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+
+set(palvo_triplet x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER clang-14)
+set(CMAKE_CXX_COMPILER clang++-14)
+set(CMAKE_C_COMPILER_TARGET ${palvo_triplet})
+set(CMAKE_CXX_COMPILER_TARGET ${palvo_triplet})
+set(CMAKE_RC_COMPILER ${palvo_triplet}-windres)
+
+# Clang looks for GCC's libraries where other systems put them; Debian names the folder after the
+# thread model.
+file(GLOB palvo_gcc_folder /usr/lib/gcc/${palvo_triplet}/*-win32)
+list(GET palvo_gcc_folder -1 palvo_gcc_folder)
+set(CMAKE_CXX_FLAGS_INIT "-cxx-isystem ${palvo_gcc_folder}/include/c++ \
+-cxx-isystem ${palvo_gcc_folder}/include/c++/${palvo_triplet}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -L${palvo_gcc_folder}")
+
+set(CMAKE_FIND_ROOT_PATH /usr/${palvo_triplet})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Owners.h"
+
+#include <combaseapi.h>
+#include <oleauto.h>
+
+namespace GiveBack
+{
+inline void Interface(IUnknown* object) noexcept
+{
+    object->Release();
+}
+inline void BasicString(BSTR text) noexcept
+{
+    SysFreeString(text);
+}
+} // namespace GiveBack
+
+/// A COM interface pointer.
+template <class Interface> using ComPointer = Owner<NullIsNothing<Interface*, &GiveBack::Interface>>;
+using BStr = Owner<NullIsNothing<BSTR, &GiveBack::BasicString>>;
+
+/// A VARIANT that is cleared at the end of its life.
+class Variant
+{
+public:
+    Variant() noexcept { VariantInit(&value); }
+    ~Variant()
+    {
+        const LastErrorKeeper keeper;
+        VariantClear(&value);
+    }
+    Variant(const Variant&) = delete;
+    Variant& operator=(const Variant&) = delete;
+
+    VARIANT* operator&() noexcept { return &value; }
+    [[nodiscard]] const VARIANT& Get() const noexcept { return value; }
+
+private:
+    VARIANT value;
+};
+
+/// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this object's
+/// life when it was initialised. Declare it before the interface pointers that it must outlive.
+class ComApartment
+{
+public:
+    ComApartment() noexcept : result(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~ComApartment()
+    {
+        if (SUCCEEDED(result))
+        {
+            const LastErrorKeeper keeper;
+            CoUninitialize();
+        }
+    }
+    ComApartment(const ComApartment&) = delete;
+    ComApartment& operator=(const ComApartment&) = delete;
+
+    [[nodiscard]] HRESULT Result() const noexcept { return result; }
+
+private:
+    HRESULT result;
+};

@@ -1,0 +1,41 @@
+#include "Compiler.h"
+
+#include <new>
+
+#ifdef __GNUC__
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
+
+// mingw-w64's start-up code would expand wildcards in the arguments, so that "/?" could become the
+// name of a file. 0 switches that off; Visual C++ never does it.
+extern "C" int _dowildcard;
+int _dowildcard = 0;
+#endif
+
+std::string ClassName(const std::type_info& type)
+{
+#ifdef __GNUC__
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+    return name == nullptr ? std::string() : "class " + std::string(name.get());
+#else
+    return type.name();
+#endif
+}
+
+std::string WhatText(const std::exception& e)
+{
+    // The standard library of GCC answers with the type's name here.
+    if (typeid(e) == typeid(std::bad_alloc))
+    {
+        return "bad allocation";
+    }
+    if (typeid(e) == typeid(std::bad_array_new_length))
+    {
+        return "bad array new length";
+    }
+    const char* text = e.what();
+    return text == nullptr ? std::string() : text;
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "FormatCheck.h"
+#include "Text.h"
+
+#include <string>
+
+namespace FormatDetail
+{
+/// Formats by the rules of the Windows C runtime (_vsnwprintf): `%s` takes wide text, `%S` narrow
+/// text, `I64` marks a 64-bit number. An impossible conversion gives the empty string.
+std::wstring FormatUnchecked(const wchar_t* format, ...);
+
+inline const wchar_t* Passed(const std::wstring& text)
+{
+    return text.c_str();
+}
+inline const char* Passed(const std::string& text)
+{
+    return text.c_str();
+}
+template <class Argument> auto Passed(const Argument& argument)
+{
+    return static_cast<std::decay_t<const Argument>>(argument);
+}
+} // namespace FormatDetail
+
+/// Formats wide text; arguments are checked against the format when the program is compiled.
+template <class... Arguments>
+std::wstring Format(WideFormat<Arguments...> format, const Arguments&... arguments)
+{
+    return FormatDetail::FormatUnchecked(format.Text(), FormatDetail::Passed(arguments)...);
+}
+
+/// The same for a format that exists as a narrow literal. It is widened first, so `%s` takes wide
+/// text here too.
+template <class... Arguments>
+std::wstring Format(NarrowFormat<Arguments...> format, const Arguments&... arguments)
+{
+    return FormatDetail::FormatUnchecked(FromNarrow(format.Text()).c_str(),
+                                         FormatDetail::Passed(arguments)...);
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+/// The name of an object that every session sees: "Global\" and the object's own name.
+std::wstring MakeGlobalObjectName(const std::wstring& name);
+
+/// Every named object of the program but the log's mutex, whose name is made from the log's
+/// directory and which alone carries access control of its own. These have the default security of
+/// the account that creates them: their users are copies of the program, which run as SYSTEM.
+namespace GlobalObjects
+{
+/// Mutex around the first scan of a printer-event run.
+/// On time-out (10 minutes): the scan runs all the same, it only reads.
+/// On abandoned: the owner died within its scan, which left nothing behind; go on.
+inline constexpr wchar_t ScanCheckMutex[] = L"{5B1F7C2A-94D3-4E6B-8A0C-3F7E2D9164B8}PPRCFGEVTCHK";
+
+/// Event: a refresh is asked for. Signalled when it is created, so that its creator's own request
+/// counts; set by a redundant refresh copy.
+inline constexpr wchar_t RefreshRequestEvent[] =
+    L"{0C4E9A57-1D82-4F3B-B6E9-72A5D1C83F06}PalvoOrvela";
+
+/// Mutex of the copy that refreshes.
+/// On time-out (at once): another copy works; leave it the request and go.
+/// On abandoned: every owner leaves it so, by ending; go on.
+inline constexpr wchar_t RefreshInstanceMutex[] =
+    L"{D38A6F12-5E47-4C9D-81B2-9F0C6E4A27D5}PalvoOrvela";
+
+/// Event: a printer event is to be dealt with.
+inline constexpr wchar_t NormalRequestEvent[] =
+    L"{7E29B4C1-A605-4D78-9F3E-0B6D2C8A51E4}PalvoOrvela";
+
+/// Event: a full run is asked for, by a logon, the job-management service or a person.
+inline constexpr wchar_t SpecialRequestEvent[] =
+    L"{A14D8E63-2F9B-4A07-BC51-6E3F97D0248C}PalvoOrvela";
+
+/// Mutex of the copy that deals with new and changed printers.
+/// On time-out (at once): another copy works; the request is posted already, so go.
+/// On abandoned: the owner was killed; its requests are still posted; go on.
+inline constexpr wchar_t NewOrChangedInstanceMutex[] =
+    L"{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela";
+} // namespace GlobalObjects

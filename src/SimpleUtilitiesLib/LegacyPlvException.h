@@ -1,0 +1,73 @@
+#pragma once
+
+#include "WindowsHeaders.h"
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+
+// These classes stand in no namespace: a description begins with the class's name, and that name is
+// what support knows.
+
+/// Base of the program's own exceptions: where it was thrown, and optional details.
+class LegacyPlvException : public std::exception
+{
+public:
+    LegacyPlvException(std::wstring thrownDetails, std::wstring thrownFile,
+                       std::uint32_t thrownLine, std::wstring thrownMethod);
+    /// Copies the four facts; the copy makes a buffer of its own when `what` is called.
+    LegacyPlvException(const LegacyPlvException& other);
+    LegacyPlvException& operator=(const LegacyPlvException&) = delete;
+    ~LegacyPlvException() override;
+
+    /// The description as UTF-8, at most 2048 bytes with its terminating zero. Never throws and
+    /// leaves the thread's last-error value alone. Valid as long as this object.
+    const char* what() const noexcept override;
+
+    /// A slot that other programs of the suite fill; it does nothing here.
+    virtual void Reserved() const noexcept;
+
+    /// The kind's identifier: three digits, a colon, three digits.
+    virtual const char* GetErrorId() const noexcept = 0;
+
+    [[nodiscard]] const std::wstring& Details() const noexcept { return details; }
+    [[nodiscard]] std::uint32_t Line() const noexcept { return line; }
+    [[nodiscard]] const std::wstring& Method() const noexcept { return method; }
+    [[nodiscard]] const std::wstring& File() const noexcept { return file; }
+
+private:
+    std::wstring details;
+    std::uint32_t line;
+    std::wstring method;
+    std::wstring file;
+    mutable std::unique_ptr<char[]> whatBuffer;
+};
+
+/// A registry value could not be read or written.
+class ExceptionRegistryRequest : public LegacyPlvException
+{
+public:
+    using LegacyPlvException::LegacyPlvException;
+    const char* GetErrorId() const noexcept override;
+};
+
+/// A value holds fewer bytes than the number that was to be read from it.
+class ExceptionNotEnoughBytesForDesiredDataType : public LegacyPlvException
+{
+public:
+    using LegacyPlvException::LegacyPlvException;
+    const char* GetErrorId() const noexcept override;
+};
+
+/// A failed COM call.
+class LegacyPlvComException : public std::exception
+{
+public:
+    explicit LegacyPlvComException(HRESULT failure) noexcept : result(failure) {}
+    const char* what() const noexcept override;
+    [[nodiscard]] HRESULT Result() const noexcept { return result; }
+
+private:
+    HRESULT result;
+};

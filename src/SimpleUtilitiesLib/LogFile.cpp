@@ -1,0 +1,198 @@
+#include "LogFile.h"
+
+#include "Directories.h"
+#include "GlobalObjects.h"
+#include "LogLine.h"
+#include "LogTrim.h"
+#include "ProgramFile.h"
+#include "Text.h"
+
+#include <vector>
+
+namespace
+{
+constexpr DWORD MutexWaitMilliseconds = 5000;
+
+FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition)
+{
+    // No security attributes: children do not inherit the handle.
+    return FileHandle(CreateFileW(path.c_str(), access, sharing, nullptr, disposition,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+/// The size of the file, which is created when it is missing; 0 when it cannot be opened.
+std::uint64_t FileSize(const std::wstring& path)
+{
+    const FileHandle file =
+        Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
+    LARGE_INTEGER size = {};
+    return file && GetFileSizeEx(file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+}
+
+/// Reads the next block; an empty one at the end or on failure.
+std::string_view ReadBlock(HANDLE file, std::vector<char>& buffer)
+{
+    DWORD length = 0;
+    ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr);
+    return {buffer.data(), length};
+}
+
+std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::vector<char>& buffer)
+{
+    LogTrim::Scanner scanner(size);
+    for (;;)
+    {
+        const std::string_view block = ReadBlock(file, buffer);
+        const std::optional<std::uint64_t> found =
+            block.empty() ? scanner.Finish() : scanner.Feed(block);
+        if (found || block.empty())
+        {
+            return found.value_or(size);
+        }
+    }
+}
+
+void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::vector<char>& buffer)
+{
+    LARGE_INTEGER position = {};
+    position.QuadPart = static_cast<LONGLONG>(from);
+    if (!SetFilePointerEx(source, position, nullptr, FILE_BEGIN))
+    {
+        return;
+    }
+    for (;;)
+    {
+        const std::string_view block = ReadBlock(source, buffer);
+        if (block.empty())
+        {
+            return;
+        }
+        DWORD written = 0;
+        WriteFile(target, block.data(), static_cast<DWORD>(block.size()), &written, nullptr);
+    }
+}
+} // namespace
+
+std::wstring LogMutexName(const std::wstring& directory)
+{
+    return MakeGlobalObjectName(LowerCase(ReplaceCharacter(directory, L'\\', L'/')));
+}
+
+LogFile& LogFile::Get(const std::wstring& logDirectory, const std::wstring& name)
+{
+    // Never destroyed: whatever runs while the process ends may still log.
+    static LogFile* const log = new LogFile(logDirectory, name);
+    return *log;
+}
+
+LogFile::LogFile(const std::wstring& logDirectory, const std::wstring& name) noexcept
+{
+    try
+    {
+        Build(logDirectory, name);
+    }
+    catch (...)
+    {
+        directory.clear();
+        path.clear();
+    }
+}
+
+void LogFile::Build(const std::wstring& logDirectory, const std::wstring& name)
+{
+    moduleName = BaseNameOf(ProgramPath());
+    mutexSecurity = BuildSharedObjectSecurityDescriptor();
+    if (!mutexSecurity.isValid || logDirectory.empty() || name.empty())
+    {
+        return;
+    }
+    directory = logDirectory;
+    path = directory + L"\\" + name + L".log";
+
+    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), &mutexSecurity.descriptor, FALSE};
+    mutex = std::make_unique<NamedMutex>();
+    mutex->name = LogMutexName(directory);
+    mutex->handle = KernelHandle(CreateMutexW(&attributes, FALSE, mutex->name.c_str()));
+
+    const HeldMutex held = WaitForMutex();
+    if (!held.IsHeld())
+    {
+        directory.clear();
+        return;
+    }
+    MakeDirectory(directory);
+    Trim();
+}
+
+HeldMutex LogFile::WaitForMutex() const noexcept
+{
+    return {mutex == nullptr ? nullptr : mutex->handle.Get(), MutexWaitMilliseconds};
+}
+
+void LogFile::Trim()
+{
+    const std::uint64_t size = FileSize(path);
+    if (size <= LogTrim::LargestLog)
+    {
+        return;
+    }
+    const std::wstring copyPath = path + L".plvold";
+    CopyFileW(path.c_str(), copyPath.c_str(), FALSE);
+    {
+        const FileHandle copy = Open(copyPath, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+        // The log is emptied only when there is a copy to fill it again from.
+        const FileHandle log = copy ? Open(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                           CREATE_ALWAYS)
+                                    : FileHandle();
+        if (log)
+        {
+            std::vector<char> buffer(0x10000);
+            const std::uint64_t firstKept = FirstKeptByte(copy.Get(), size, buffer);
+            CopyTail(copy.Get(), firstKept, log.Get(), buffer);
+        }
+    }
+    DeleteFileW(copyPath.c_str());
+    Write(L"Log trimmed.");
+}
+
+void LogFile::Write(const std::wstring& message) noexcept
+{
+    if (path.empty())
+    {
+        return;
+    }
+    try
+    {
+        Append(message);
+    }
+    catch (...)
+    {
+        // Out of memory: the line is dropped.
+    }
+}
+
+void LogFile::Append(const std::wstring& message)
+{
+    SYSTEMTIME now = {};
+    GetLocalTime(&now);
+    const auto threadId =
+        includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
+    const std::wstring line = LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(),
+                                          threadId, message);
+
+    const HeldMutex held = WaitForMutex();
+    if (!held.IsHeld())
+    {
+        directory.clear();
+        return;
+    }
+    // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
+    // would lose the rest of a line at the first character that its locale lacks.
+    const std::string bytes = WithCarriageReturns(ToCodePage(line));
+    const FileHandle file = Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
+    if (file)
+    {
+        DWORD written = 0;
+        WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    }
+}

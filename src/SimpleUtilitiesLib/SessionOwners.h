@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Owners.h"
+
+#include <wtsapi32.h>
+
+namespace GiveBack
+{
+inline void Wts(void* memory) noexcept
+{
+    WTSFreeMemory(memory);
+}
+} // namespace GiveBack
+
+/// Memory that terminal services handed out, as `Type` (a pointer).
+template <class Type> using WtsMemory = Owner<NullIsNothing<Type, &GiveBack::Wts>>;

@@ -1,0 +1,90 @@
+#include "Sids.h"
+
+#include <sddl.h>
+
+namespace
+{
+/// The length of a name with its terminating zero that is tried before the system is asked.
+constexpr DWORD FirstNameCharacters = 32;
+} // namespace
+
+Sid SidFromText(const std::wstring& text)
+{
+    Sid sid;
+    if (!ConvertStringSidToSidW(text.c_str(), sid.Receive()))
+    {
+        return {};
+    }
+    return sid;
+}
+
+bool LookupAccountNameFromSid(PSID sid, std::wstring& name, std::wstring& domain)
+{
+    DWORD nameLength = FirstNameCharacters;
+    DWORD domainLength = FirstNameCharacters;
+    for (int attempt = 0; attempt < 2; ++attempt)
+    {
+        std::vector<wchar_t> nameBuffer(nameLength + 1);
+        std::vector<wchar_t> domainBuffer(domainLength + 1);
+        SID_NAME_USE use = SidTypeUnknown;
+        if (LookupAccountSidW(nullptr, sid, nameBuffer.data(), &nameLength, domainBuffer.data(),
+                              &domainLength, &use))
+        {
+            name = nameBuffer.data();
+            domain = domainBuffer.data();
+            return true;
+        }
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        {
+            break;
+        }
+    }
+    return false;
+}
+
+bool LookupSidFromAccountName(const std::wstring& account, std::vector<BYTE>& sid)
+{
+    sid.assign(SECURITY_MAX_SID_SIZE, 0);
+    auto sidSize = static_cast<DWORD>(sid.size());
+    DWORD domainLength = FirstNameCharacters;
+    for (int attempt = 0; attempt < 2; ++attempt)
+    {
+        std::vector<wchar_t> domainBuffer(domainLength + 1);
+        SID_NAME_USE use = SidTypeUnknown;
+        if (LookupAccountNameW(nullptr, account.c_str(), sid.data(), &sidSize, domainBuffer.data(),
+                               &domainLength, &use))
+        {
+            return true;
+        }
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        {
+            break;
+        }
+        sid.resize(sidSize);
+    }
+    sid.clear();
+    return false;
+}
+
+bool GetTokenUserSidString(HANDLE token, std::wstring& sidString)
+{
+    sidString.clear();
+    DWORD size = 0;
+    GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+    if (size < sizeof(TOKEN_USER))
+    {
+        return false;
+    }
+    std::vector<BYTE> buffer(size);
+    if (!GetTokenInformation(token, TokenUser, buffer.data(), size, &size))
+    {
+        return false;
+    }
+    LocalPointer<wchar_t*> text;
+    if (ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid,
+                               text.Receive()))
+    {
+        sidString = text.Get();
+    }
+    return !sidString.empty();
+}

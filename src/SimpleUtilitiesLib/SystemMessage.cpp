@@ -1,0 +1,32 @@
+#include "SystemMessage.h"
+
+#include "Format.h"
+#include "Owners.h"
+
+std::wstring SystemMessage(DWORD code, DWORD flags)
+{
+    LocalPointer<wchar_t*> buffer;
+    // With an allocated buffer the argument is where the buffer's address goes.
+    const DWORD length =
+        FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
+                       reinterpret_cast<wchar_t*>(buffer.Receive()), 0, nullptr);
+    return length == 0 || !buffer ? std::wstring() : std::wstring(buffer.Get(), length);
+}
+
+std::wstring Win32ErrorText(DWORD code)
+{
+    const LastErrorKeeper keeper;
+    std::wstring text =
+        SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM);
+    if (text.empty())
+    {
+        text = L"Unknown value";
+    }
+    // The text carries the separator of a label, "GetLastError()", that is itself not printed:
+    // callers put two blanks and an equals sign before the code. Support's searches expect them.
+    if (code == 0)
+    {
+        return Format("%s%s", L": ", text);
+    }
+    return Format("%s%lu/0x%lx: %s", L" = ", code, code, text);
+}

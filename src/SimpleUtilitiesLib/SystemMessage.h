@@ -1,0 +1,14 @@
+#pragma once
+
+#include "WindowsHeaders.h"
+
+#include <string>
+
+/// The system's message text for `code` (FormatMessageW), language neutral with the default
+/// sub-language. Empty when the system has none. `flags` must ask for an allocated buffer and for
+/// the system's messages.
+std::wstring SystemMessage(DWORD code, DWORD flags);
+
+/// The text of a Win32 error code as the log shows it: " = 2/0x2: " and the system's text with its
+/// own line end, or "Unknown value". For code 0 ": " and the text. Keeps the last-error value.
+std::wstring Win32ErrorText(DWORD code);

@@ -1,0 +1,140 @@
+#include "Text.h"
+
+#include "WindowsHeaders.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+wchar_t LowerLetter(wchar_t c)
+{
+    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
+}
+
+wchar_t UpperLetter(wchar_t c)
+{
+    return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
+}
+
+std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
+{
+    const int length = static_cast<int>(text.size());
+    const int size =
+        WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(codePage, flags, text.data(), length, narrow.data(), size, nullptr, nullptr);
+    return narrow;
+}
+} // namespace
+
+std::wstring FromNarrow(const char* narrow)
+{
+    if (narrow == nullptr || *narrow == '\0')
+    {
+        return {};
+    }
+    const int length = static_cast<int>(std::strlen(narrow));
+    const int size = MultiByteToWideChar(CP_UTF8, 0, narrow, length, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, narrow, length, wide.data(), size);
+    return wide;
+}
+
+void ToNarrow(const std::wstring& text, char* buffer, std::size_t size)
+{
+    if (size == 0)
+    {
+        return;
+    }
+    const std::string narrow = Narrowed(text, CP_UTF8, 0);
+    const std::size_t kept = std::min(narrow.size(), size - 1);
+    std::memcpy(buffer, narrow.data(), kept);
+    buffer[kept] = '\0';
+}
+
+std::string ToCodePage(const std::wstring& text)
+{
+    // Without this flag a similar character may be put in place of one that the code page lacks.
+    // A machine whose ANSI code page is UTF-8 lacks none and refuses the flag.
+    const std::string narrow = Narrowed(text, CP_ACP, WC_NO_BEST_FIT_CHARS);
+    return narrow.empty() ? Narrowed(text, CP_ACP, 0) : narrow;
+}
+
+std::string WithCarriageReturns(const std::string& bytes)
+{
+    std::string text;
+    text.reserve(bytes.size() + 2);
+    for (const char byte : bytes)
+    {
+        if (byte == '\n')
+        {
+            text += '\r';
+        }
+        text += byte;
+    }
+    return text;
+}
+
+std::wstring LowerCase(std::wstring text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), LowerLetter);
+    return text;
+}
+
+std::wstring UpperCase(std::wstring text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), UpperLetter);
+    return text;
+}
+
+bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right)
+{
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](wchar_t a, wchar_t b) { return LowerLetter(a) == LowerLetter(b); });
+}
+
+std::wstring ReplaceCharacter(std::wstring text, wchar_t from, wchar_t to)
+{
+    std::replace(text.begin(), text.end(), from, to);
+    return text;
+}
+
+bool IsEmptyOrBlank(std::wstring_view text)
+{
+    return text.find_first_not_of(L' ') == std::wstring_view::npos;
+}
+
+std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator)
+{
+    std::vector<std::wstring> pieces;
+    std::size_t start = 0;
+    for (;;)
+    {
+        const std::size_t end = text.find(separator, start);
+        pieces.emplace_back(text.substr(start, end - start));
+        if (end == std::wstring_view::npos)
+        {
+            return pieces;
+        }
+        start = end + 1;
+    }
+}
+
+std::wstring FileNameOf(const std::wstring& path)
+{
+    const std::size_t backslash = path.rfind(L'\\');
+    return backslash == std::wstring::npos ? path : path.substr(backslash + 1);
+}
+
+std::wstring DirectoryOf(const std::wstring& path)
+{
+    const std::size_t backslash = path.rfind(L'\\');
+    return backslash == std::wstring::npos ? std::wstring() : path.substr(0, backslash);
+}
+
+std::wstring BaseNameOf(const std::wstring& path)
+{
+    const std::wstring name = FileNameOf(path);
+    return name.substr(0, name.rfind(L'.'));
+}

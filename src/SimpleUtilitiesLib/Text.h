@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Text inside the program is UTF-16. Letters are folded from A to Z alone, so that the outcome does
+// not depend on the machine's language.
+
+/// Widens UTF-8 up to its first zero byte. A null pointer gives the empty string.
+std::wstring FromNarrow(const char* narrow);
+
+/// Writes `text` as UTF-8 into `buffer` of `size` bytes, cut to fit and always zero-terminated.
+void ToNarrow(const std::wstring& text, char* buffer, std::size_t size);
+
+/// `text` in the machine's ANSI code page, with the code page's default character for everything
+/// that it cannot hold (WideCharToMultiByte).
+std::string ToCodePage(const std::wstring& text);
+
+/// `bytes` with a carriage return before every line feed.
+std::string WithCarriageReturns(const std::string& bytes);
+
+std::wstring LowerCase(std::wstring text);
+std::wstring UpperCase(std::wstring text);
+bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right);
+
+std::wstring ReplaceCharacter(std::wstring text, wchar_t from, wchar_t to);
+
+/// True for text that is empty or holds only blanks (U+0020).
+bool IsEmptyOrBlank(std::wstring_view text);
+
+/// The pieces of `text` between the separators; empty pieces count. Never empty itself.
+std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
+
+/// The part of a path after its last '\', the whole text when there is none.
+std::wstring FileNameOf(const std::wstring& path);
+
+/// The part of a path before its last '\', empty when there is none.
+std::wstring DirectoryOf(const std::wstring& path);
+
+/// The file name of a path without its extension: up to the last '.', or whole when there is none.
+std::wstring BaseNameOf(const std::wstring& path);

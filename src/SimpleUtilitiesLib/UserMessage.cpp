@@ -1,0 +1,147 @@
+#include "UserMessage.h"
+
+#include "Format.h"
+#include "Owners.h"
+#include "ProgramFile.h"
+#include "SessionOwners.h"
+
+
+#include <optional>
+
+namespace
+{
+constexpr DWORD LongestRetriedMessageBytes = 4095;
+
+constexpr wchar_t SeveralSessionsWarning[] =
+    L"\n\nWARNING: This message may have been displayed in the wrong user session because multiple "
+    L"active sessions were found, and this code does not have the context information needed to "
+    L"determine which session initiated the call into the print driver.";
+
+bool IsInteractive()
+{
+    DWORD session = 0;
+    if (!ProcessIdToSessionId(GetCurrentProcessId(), &session) || session == 0)
+    {
+        return false;
+    }
+    HWINSTA station = GetProcessWindowStation();
+    USEROBJECTFLAGS flags = {};
+    return station != nullptr &&
+           GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof(flags), nullptr) &&
+           (flags.dwFlags & WSF_VISIBLE) != 0;
+}
+
+std::wstring Caption(const std::wstring& title, bool interactive, bool managed)
+{
+    const DWORD id = GetCurrentProcessId();
+    const std::wstring file = FileNameOf(ProgramPath());
+    if (!interactive)
+    {
+        return Format(L"%s (%ld|0x%lx: Non-Interactive Process: %s)", title, id, id, file);
+    }
+    if (managed)
+    {
+        return Format(L"%s (%ld|0x%lx: Process with managed code: %s)", title, id, id, file);
+    }
+    return Format(L"%s (%ld|0x%lx: Process: %s)", title, id, id, file);
+}
+
+/// One message box and the ways to show it.
+class MessageBoxRequest
+{
+public:
+    MessageBoxRequest(const std::wstring& title, std::wstring message)
+        : interactive(IsInteractive()), text(std::move(message))
+    {
+        const bool managed = GetModuleHandleW(L"mscoree.dll") != nullptr;
+        caption = Caption(title, interactive, managed);
+        style = MB_OK | MB_TASKMODAL;
+        if (!interactive || managed)
+        {
+            style |= MB_SERVICE_NOTIFICATION | MB_SETFOREGROUND;
+        }
+    }
+
+    void Warn() { text += SeveralSessionsWarning; }
+
+    /// Shows the box in a session: at most two sends, the second with the message cut.
+    bool ShowInSession(DWORD session)
+    {
+        DWORD messageBytes = Bytes(text);
+        for (;;)
+        {
+            if (Send(session, messageBytes) || (interactive && ShowHere()))
+            {
+                return true;
+            }
+            if (messageBytes <= LongestRetriedMessageBytes)
+            {
+                return false;
+            }
+            messageBytes = LongestRetriedMessageBytes;
+        }
+    }
+
+    bool ShowHere()
+    {
+        return MessageBoxW(nullptr, text.c_str(), (caption + L" (MB_SERVICE_NOTIFICATION)").c_str(),
+                           style) != 0;
+    }
+
+private:
+    static DWORD Bytes(const std::wstring& text)
+    {
+        return static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    }
+
+    bool Send(DWORD session, DWORD messageBytes)
+    {
+        DWORD answer = 0;
+        return WTSSendMessageW(WTS_CURRENT_SERVER_HANDLE, session, caption.data(), Bytes(caption),
+                               text.data(), messageBytes, style, 0, &answer, TRUE) != FALSE;
+    }
+
+    bool interactive;
+    std::wstring text;
+    std::wstring caption;
+    DWORD style = 0;
+};
+
+/// The first active session; `count` is how many there are.
+std::optional<DWORD> FirstActiveSession(unsigned& count)
+{
+    count = 0;
+    WtsMemory<WTS_SESSION_INFOW*> sessions;
+    DWORD length = 0;
+    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &length))
+    {
+        return std::nullopt;
+    }
+    std::optional<DWORD> first;
+    for (DWORD i = 0; i < length; ++i)
+    {
+        if (sessions.Get()[i].State == WTSActive)
+        {
+            ++count;
+            first = first.value_or(sessions.Get()[i].SessionId);
+        }
+    }
+    return first;
+}
+} // namespace
+
+void ShowUserMessage(const std::wstring& title, const std::wstring& message)
+{
+    const LastErrorKeeper keeper;
+    MessageBoxRequest box(title, message);
+    unsigned activeSessions = 0;
+    const std::optional<DWORD> session = FirstActiveSession(activeSessions);
+    if (activeSessions > 1)
+    {
+        box.Warn();
+    }
+    if (!session || !box.ShowInSession(*session))
+    {
+        box.ShowHere();
+    }
+}

@@ -1,0 +1,63 @@
+#include "ChildCommandLine.h"
+
+#include "Format.h"
+
+namespace
+{
+constexpr char EventArgument[] = "-c";
+constexpr char OnePrinterArgument[] = "-e";
+
+bool IsForOnePrinter(const WriterRequest& request)
+{
+    return request.mode == CmdLineOptionsEnum::NewOrChangedEvent && request.onePrinter;
+}
+
+/// `text` between double quotes. A quote within it, and a backslash that would change what a quote
+/// means, gets a backslash before it, as CommandLineToArgvW reads them back; any other text stays
+/// as it is.
+std::wstring Quoted(const std::wstring& text)
+{
+    std::wstring quoted = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t character : text)
+    {
+        if (character == L'"')
+        {
+            quoted.append(backslashes + 1, L'\\');
+        }
+        backslashes = character == L'\\' ? backslashes + 1 : 0;
+        quoted += character;
+    }
+    quoted.append(backslashes, L'\\');
+    return quoted + L"\"";
+}
+} // namespace
+
+std::wstring QueryArguments(const WriterRequest& request)
+{
+    return IsForOnePrinter(request)
+               ? FromNarrow(OnePrinterArgument) + L" " + Quoted(request.printerName)
+               : WriterArguments(request);
+}
+
+std::wstring WriterArguments(const WriterRequest& request)
+{
+    if (request.mode != CmdLineOptionsEnum::NewOrChangedEvent)
+    {
+        return {};
+    }
+    return FromNarrow(request.onePrinter ? OnePrinterArgument : EventArgument);
+}
+
+std::wstring InvokerTag(const std::wstring& arguments, const std::wstring& invoker,
+                        std::uint32_t processId)
+{
+    return arguments + L" -i " +
+           Format(L"\"PalvoPrinterConfiguration(%s%s%u)\"", invoker,
+                  invoker.empty() ? L"" : L" PID: ", processId);
+}
+
+std::wstring ChildCommandLine(const std::wstring& path, const std::wstring& arguments)
+{
+    return path + L" " + arguments;
+}

@@ -1,0 +1,22 @@
+#include "NamedEvent.h"
+
+#include <utility>
+
+NamedEvent::NamedEvent(std::wstring eventName, bool initialState)
+    : handle(CreateEventW(nullptr, FALSE, initialState, eventName.c_str())),
+      name(std::move(eventName))
+{
+}
+
+void NamedEvent::Set() noexcept
+{
+    if (handle)
+    {
+        SetEvent(handle.Get());
+    }
+}
+
+bool NamedEvent::Consume() noexcept
+{
+    return handle && WaitForSingleObject(handle.Get(), 0) == WAIT_OBJECT_0;
+}

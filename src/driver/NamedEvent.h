@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Owners.h"
+
+#include <string>
+
+/// A named auto-reset event. One that could not be created is never signalled.
+class NamedEvent
+{
+public:
+    /// Creates or opens the event; `initialState` counts only when this call creates it.
+    NamedEvent(std::wstring eventName, bool initialState);
+
+    void Set() noexcept;
+
+    /// True when the event was signalled; it is not any more afterwards. Does not wait.
+    [[nodiscard]] bool Consume() noexcept;
+
+    [[nodiscard]] const std::wstring& Name() const noexcept { return name; }
+
+private:
+    KernelHandle handle;
+    std::wstring name;
+};

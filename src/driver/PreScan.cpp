@@ -1,0 +1,42 @@
+#include "PreScan.h"
+
+#include "GlobalObjects.h"
+#include "HeldMutex.h"
+#include "LogFile.h"
+#include "PrinterEventScan.h"
+#include "RegistryPaths.h"
+#include "RegistryValues.h"
+
+namespace
+{
+constexpr DWORD ScanWaitMilliseconds = 600000;
+}
+
+bool PreScanFindsNothingToDo(const Run& run)
+{
+    if (run.options.eventType != NewOrChangedEventTypeEnum::NewOrChangedTask)
+    {
+        return false;
+    }
+    const KernelHandle mutex(CreateMutexW(
+        nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
+    PrinterEventScanResult found;
+    {
+        // Held or not, the scan runs: the wait is a bound, not a condition.
+        const HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
+        ScanForPrinterEvents(run.log, found);
+    }
+    if (!found.noPertinentPrinter)
+    {
+        return false;
+    }
+    StoreScanPosition(found.newestRecordId);
+    run.log.Write(L"- No supported printers need to be processed. Done. Exiting.");
+    return true;
+}
+
+void StoreScanPosition(std::uint64_t recordId)
+{
+    std::wstring reason;
+    WriteMachineNumber64(RegistryPaths::ScanPosition, recordId, reason);
+}

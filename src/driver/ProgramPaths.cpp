@@ -1,0 +1,40 @@
+#include "ProgramPaths.h"
+
+#include "ComOwners.h"
+#include "Format.h"
+
+#include <initguid.h>
+#include <knownfolders.h>
+#include <shlobj.h>
+
+namespace
+{
+/// Memory that the shell handed out.
+struct TaskMemoryTraits
+{
+    using Value = wchar_t*;
+    static Value Nothing() noexcept { return nullptr; }
+    static bool IsOwned(Value text) noexcept { return text != nullptr; }
+    static void Close(Value text) noexcept { CoTaskMemFree(text); }
+};
+} // namespace
+
+ProgramPaths ProgramPathsIn(const std::wstring& directory)
+{
+    return {directory + L"\\PalvoPrinterConfiguration.exe", directory + L"\\PalvoPrinterQuery.exe",
+            directory + L"\\PalvoPrinterConfigurationWriter.exe"};
+}
+
+std::wstring LogDirectory()
+{
+    // The folder's text is to be given back whether the call succeeds or not.
+    Owner<TaskMemoryTraits> programData;
+    const HRESULT result = SHGetKnownFolderPath(FOLDERID_ProgramData, KF_FLAG_CREATE, nullptr,
+                                                programData.Receive());
+    if (FAILED(result) || !programData)
+    {
+        return {};
+    }
+    return Format("%s%s\\%s", programData.Get(),
+                  L"\\Palvo\\PrinterDriver\\V6.0\\PalvoPrinterConfiguration", L"PalvoOrvela");
+}

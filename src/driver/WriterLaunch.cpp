@@ -1,0 +1,56 @@
+#include "WriterLaunch.h"
+
+#include "UserPropertyBags.h"
+#include "WellKnownAccounts.h"
+#include "XProcess.h"
+
+#include <algorithm>
+
+namespace
+{
+KernelHandle LogOnLocalService()
+{
+    const AccountName account = ResolveAccount(WellKnownAccounts::LocalService);
+    KernelHandle token;
+    if (!LogonUserW(account.name.c_str(), account.domain.c_str(), nullptr, LOGON32_LOGON_SERVICE,
+                    LOGON32_PROVIDER_DEFAULT, token.Receive()))
+    {
+        return {};
+    }
+    return token;
+}
+
+DWORD RunQuery(const std::wstring& commandLine)
+{
+    XProcess query;
+    const KernelHandle localService = LogOnLocalService();
+    return localService ? query.RunAsUser(localService.Get(), commandLine)
+                        : query.RunAsCurrentUser(commandLine);
+}
+
+DWORD RunWriter(const std::wstring& commandLine)
+{
+    XProcess writer;
+    return writer.RunAsCurrentUser(commandLine);
+}
+} // namespace
+
+std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::wstring& invoker,
+                                     const ProgramPaths& paths, LogFile& log)
+{
+    const DWORD queryCode = RunQuery(ChildCommandLine(paths.query, QueryArguments(request)));
+    const DWORD writerCode = RunWriter(ChildCommandLine(
+        paths.writer, InvokerTag(WriterArguments(request), invoker, GetCurrentProcessId())));
+    UpdateUserPropertyBags(log);
+    return std::max(queryCode, writerCode);
+}
+
+int LaunchWriterInBackground(const std::wstring& invoker, const std::wstring& writerPath,
+                             const std::wstring& arguments)
+{
+    XProcess writer;
+    return writer.Start(ChildCommandLine(
+               writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())))
+               ? 0
+               : 1;
+}

@@ -1,0 +1,110 @@
+#include "XProcess.h"
+
+#include <userenv.h>
+
+namespace
+{
+constexpr DWORD PollMilliseconds = 100;
+
+struct EnvironmentTraits
+{
+    using Value = void*;
+    static Value Nothing() noexcept { return nullptr; }
+    static bool IsOwned(Value block) noexcept { return block != nullptr; }
+    static void Close(Value block) noexcept { DestroyEnvironmentBlock(block); }
+};
+
+/// Dispatches every message that waits. A request to quit is posted again, for whoever pumps next.
+void PumpMessages()
+{
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE))
+    {
+        if (GetMessageW(&message, nullptr, 0, 0) == 0)
+        {
+            PostQuitMessage(static_cast<int>(message.wParam));
+            return;
+        }
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+}
+} // namespace
+
+XProcess::XProcess()
+{
+    startupInformation.cb = sizeof(startupInformation);
+}
+
+DWORD XProcess::RunAsCurrentUser(const std::wstring& commandLine)
+{
+    return Start(commandLine) ? WaitForExitCode() : 0;
+}
+
+bool XProcess::Start(const std::wstring& commandLine)
+{
+    std::wstring mutableCommandLine = commandLine;
+    PROCESS_INFORMATION information = {};
+    return Own(CreateProcessW(nullptr, mutableCommandLine.data(), nullptr, nullptr, FALSE,
+                              NORMAL_PRIORITY_CLASS, nullptr, nullptr, &startupInformation,
+                              &information),
+               information);
+}
+
+DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
+{
+    KernelHandle duplicate;
+    if (!DuplicateTokenEx(token, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary,
+                          duplicate.Receive()))
+    {
+        duplicate.Reset();
+    }
+    HANDLE account = duplicate ? duplicate.Get() : token;
+    PROCESS_INFORMATION information = {};
+    BOOL created = FALSE;
+    {
+        Owner<EnvironmentTraits> environment;
+        if (!CreateEnvironmentBlock(environment.Receive(), account, FALSE))
+        {
+            static_cast<void>(environment.Release());
+        }
+        std::wstring mutableCommandLine = commandLine;
+        created = CreateProcessAsUserW(account, nullptr, mutableCommandLine.data(), nullptr, nullptr,
+                                       FALSE, CREATE_UNICODE_ENVIRONMENT | NORMAL_PRIORITY_CLASS,
+                                       environment.Get(), nullptr, &startupInformation,
+                                       &information);
+    }
+    duplicate.Reset();
+    return Own(created, information) ? WaitForExitCode() : 0;
+}
+
+bool XProcess::Own(BOOL created, const PROCESS_INFORMATION& information)
+{
+    if (!created)
+    {
+        return false;
+    }
+    process = KernelHandle(information.hProcess);
+    thread = KernelHandle(information.hThread);
+    return true;
+}
+
+DWORD XProcess::WaitForExitCode() const
+{
+    for (;;)
+    {
+        DWORD exitCode = 0;
+        switch (WaitForSingleObject(process.Get(), PollMilliseconds))
+        {
+        case WAIT_OBJECT_0:
+            return GetExitCodeProcess(process.Get(), &exitCode) ? exitCode : 0;
+        case WAIT_TIMEOUT:
+            PumpMessages();
+            break;
+        case WAIT_FAILED:
+            return 0;
+        default:
+            break;
+        }
+    }
+}

@@ -1,0 +1,143 @@
+#include "EventLogReader.h"
+
+#include "Format.h"
+#include "PrintServiceChannel.h"
+
+#include <vector>
+
+namespace
+{
+// The values of an event, in the order in which they are asked for.
+enum RenderedValue : DWORD
+{
+    EventIdValue,
+    QualifierValue,
+    RecordIdValue,
+    CreatedPrinterValue,
+    ChangedPrinterValue,
+    RenderedValueCount
+};
+
+std::wstring TextOf(const EVT_VARIANT& value)
+{
+    return value.Type == EvtVarTypeString && value.StringVal != nullptr ? value.StringVal
+                                                                        : std::wstring();
+}
+
+/// The code of a call that failed; a failure without a code is one all the same.
+DWORD FailureCode()
+{
+    const DWORD code = GetLastError();
+    return code == ERROR_SUCCESS ? ERROR_INVALID_DATA : code;
+}
+} // namespace
+
+std::wstring PrinterEventQuery(std::uint64_t firstRecordId)
+{
+    return Format(L"Event/System[(EventID=300 or EventID=306) and EventRecordID >= %I64u]",
+                  firstRecordId);
+}
+
+EventLogReader::EventLogReader(std::uint64_t firstRecordId)
+    : queryText(PrinterEventQuery(firstRecordId))
+{
+}
+
+bool EventLogReader::OpenQuery()
+{
+    query = EventHandle(EvtQuery(nullptr, PrintServiceChannel, queryText.c_str(),
+                                 EvtQueryChannelPath | EvtQueryReverseDirection));
+    return query.IsValid();
+}
+
+bool EventLogReader::MoveNext()
+{
+    if (endReached)
+    {
+        return false;
+    }
+    if (currentIndex == returnedCount)
+    {
+        endReached = !FetchBatch();
+        if (endReached)
+        {
+            return false;
+        }
+    }
+    ++currentIndex;
+    ++eventsRead;
+    return true;
+}
+
+bool EventLogReader::FetchBatch()
+{
+    for (EventHandle& event : batch)
+    {
+        event.Reset();
+    }
+    currentIndex = 0;
+    returnedCount = 0;
+    std::array<EVT_HANDLE, BatchCapacity> handles = {};
+    if (!EvtNext(query.Get(), BatchCapacity, handles.data(), INFINITE, 0, &returnedCount))
+    {
+        returnedCount = 0;
+        return false;
+    }
+    for (DWORD i = 0; i < returnedCount; ++i)
+    {
+        batch[i] = EventHandle(handles[i]);
+    }
+    return returnedCount != 0;
+}
+
+DWORD EventLogReader::ReadNext()
+{
+    printerName.clear();
+    std::array<const wchar_t*, RenderedValueCount> paths = {
+        L"Event/System/EventID",
+        L"Event/System/EventID/Qualifier",
+        L"Event/System/EventRecordID",
+        L"Event/UserData/PrinterCreated/Param1",
+        L"Event/UserData/PrinterSet/Param1",
+    };
+    const EventHandle context(
+        EvtCreateRenderContext(RenderedValueCount, paths.data(), EvtRenderContextValues));
+    if (!context)
+    {
+        return FailureCode();
+    }
+    EVT_HANDLE event = batch[currentIndex - 1].Get();
+    DWORD size = 0;
+    DWORD count = 0;
+    if (EvtRender(context.Get(), event, EvtRenderEventValues, 0, nullptr, &size, &count) ||
+        GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+    {
+        return FailureCode();
+    }
+    std::vector<BYTE> buffer(size);
+    if (!EvtRender(context.Get(), event, EvtRenderEventValues, size, buffer.data(), &size, &count))
+    {
+        return FailureCode();
+    }
+    TakeValues(reinterpret_cast<const EVT_VARIANT*>(buffer.data()), count);
+    return ERROR_SUCCESS;
+}
+
+void EventLogReader::TakeValues(const EVT_VARIANT* values, DWORD count)
+{
+    if (count != RenderedValueCount)
+    {
+        return;
+    }
+    recordId = values[RecordIdValue].UInt64Val;
+    eventId = values[EventIdValue].UInt16Val;
+    if (values[QualifierValue].Type != EvtVarTypeNull)
+    {
+        eventId |= static_cast<std::uint32_t>(values[QualifierValue].UInt16Val) << 16;
+    }
+    printerName = TextOf(values[ChangedPrinterValue]);
+    if (printerName.empty())
+    {
+        printerName = TextOf(values[CreatedPrinterValue]);
+    }
+}

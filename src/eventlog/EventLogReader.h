@@ -1,0 +1,55 @@
+#pragma once
+
+#include "EventOwners.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+/// The query for printer events from a record id on. The bound is inclusive on purpose: the event
+/// that was dealt with last is read again and ends the range.
+std::wstring PrinterEventQuery(std::uint64_t firstRecordId);
+
+/// Reads the printer events of the print service's channel, newest first, in batches of ten.
+class EventLogReader
+{
+public:
+    explicit EventLogReader(std::uint64_t firstRecordId);
+    virtual ~EventLogReader() = default;
+    EventLogReader(const EventLogReader&) = delete;
+    EventLogReader& operator=(const EventLogReader&) = delete;
+
+    /// Starts the query (EvtQuery). False when it cannot be started; GetLastError tells why.
+    bool OpenQuery();
+
+    /// Goes to the next event. False at the end of the result set, and when a batch cannot be had.
+    bool MoveNext();
+
+    /// Renders the current event into record id, event id and printer name. Returns the Windows error
+    /// code, 0 on success; on failure the printer name is empty and the ids are the last event's.
+    DWORD ReadNext();
+
+    [[nodiscard]] std::uint64_t RecordId() const noexcept { return recordId; }
+    /// The event's id, with its qualifier in the high 16 bits.
+    [[nodiscard]] std::uint32_t EventId() const noexcept { return eventId; }
+    [[nodiscard]] const std::wstring& PrinterName() const noexcept { return printerName; }
+    /// How many events were visited.
+    [[nodiscard]] std::uint32_t EventsRead() const noexcept { return eventsRead; }
+
+private:
+    static constexpr DWORD BatchCapacity = 10;
+
+    bool FetchBatch();
+    void TakeValues(const EVT_VARIANT* values, DWORD count);
+
+    std::wstring queryText;
+    EventHandle query;
+    std::array<EventHandle, BatchCapacity> batch;
+    DWORD returnedCount = 0;
+    DWORD currentIndex = 0; ///< counted from 1; 0 before the first batch
+    std::uint32_t eventsRead = 0;
+    bool endReached = false;
+    std::uint64_t recordId = 0;
+    std::uint32_t eventId = 0;
+    std::wstring printerName;
+};

@@ -1,0 +1,5 @@
+#pragma once
+
+/// The identifiers of the desktop applications that belong to this version's printers: 175 of them,
+/// separated by commas. Written to the property bags as it stands.
+extern const char DesktopAppGuidList[6476];

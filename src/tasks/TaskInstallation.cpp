@@ -1,0 +1,81 @@
+#include "TaskInstallation.h"
+
+#include "StandardOutput.h"
+#include "TaskDefinition.h"
+#include "TaskKinds.h"
+
+namespace
+{
+/// A VARIANT that borrows a COM text.
+VARIANT TextVariant(BSTR text)
+{
+    VARIANT variant = {};
+    variant.vt = VT_BSTR;
+    variant.bstrVal = text;
+    return variant;
+}
+
+void Register(ITaskFolder& folder, BSTR name, ITaskDefinition& definition)
+{
+    const BStr user = ComText(L"NT AUTHORITY\\SYSTEM");
+    const BStr securityDescriptor = ComText(L"");
+    const VARIANT noPassword = {};
+    ComPointer<IRegisteredTask> registered;
+    Require(folder.RegisterTaskDefinition(name, &definition, TASK_CREATE_OR_UPDATE,
+                                          TextVariant(user.Get()), noPassword,
+                                          TASK_LOGON_SERVICE_ACCOUNT,
+                                          TextVariant(securityDescriptor.Get()),
+                                          registered.Receive()),
+            L"\nError saving the Task : %x");
+}
+
+void InstallSequence(const TaskRequest& task, BSTR timeLimit)
+{
+    const TaskRoot root = OpenTaskRoot();
+    const BStr name = ComText(TaskName(task.kind));
+    // A task of that name is replaced; there may be none.
+    root.folder->DeleteTask(name.Get(), 0);
+
+    ComPointer<ITaskDefinition> definition;
+    Require(root.service->NewTask(0, definition.Receive()),
+            L"Failed to create an instance of the task: %x");
+    SetRegistrationInfo(*definition.Get());
+    SetPrincipal(*definition.Get());
+    SetSettings(*definition.Get(), timeLimit);
+    AddTrigger(*definition.Get(), task.kind, timeLimit);
+    AddAction(*definition.Get(), task);
+    Register(*root.folder.Get(), name.Get(), *definition.Get());
+    StandardOutput::Write(L"\n Success! Task successfully registered.");
+}
+
+int DeleteByName(const std::wstring& name)
+{
+    return RunComSequence(
+        [&]
+        {
+            const TaskRoot root = OpenTaskRoot();
+            // A task that does not exist is no failure.
+            root.folder->DeleteTask(ComText(name).Get(), 0);
+        });
+}
+} // namespace
+
+int InstallTask(const std::wstring& programPath, const std::wstring& arguments, unsigned kind)
+{
+    const BStr timeLimit(SysAllocString(TaskTimeLimit));
+    if (!timeLimit)
+    {
+        return 1;
+    }
+    return RunComSequence([&] { InstallSequence({programPath, arguments, kind}, timeLimit.Get()); });
+}
+
+int DeleteTask(unsigned kind)
+{
+    return DeleteByName(TaskName(kind));
+}
+
+int DeleteJobStartTask()
+{
+    return DeleteByName(TaskName(TaskKind::JobStart));
+}
