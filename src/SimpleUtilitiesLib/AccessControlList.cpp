@@ -6,8 +6,8 @@
 
 namespace
 {
-/// The entry when it is an allowing one of the object's own for `sid`, null otherwise. An object that
-/// holds no others, such as a file, may keep its entries without the inheritance flags.
+/// The entry when it is an allowing one of the object's own for `sid`, null otherwise. An object
+/// that holds no others, such as a file, may keep its entries without the inheritance flags.
 const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, PSID sid, DWORD inheritance)
 {
     if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE ||

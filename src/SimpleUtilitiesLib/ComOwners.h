@@ -11,6 +11,10 @@ inline void Interface(IUnknown* object) noexcept
 {
     object->Release();
 }
+inline void TaskMemory(void* memory) noexcept
+{
+    CoTaskMemFree(memory);
+}
 inline void BasicString(BSTR text) noexcept
 {
     SysFreeString(text);
@@ -18,7 +22,8 @@ inline void BasicString(BSTR text) noexcept
 } // namespace GiveBack
 
 /// A COM interface pointer.
-template <class Interface> using ComPointer = Owner<NullIsNothing<Interface*, &GiveBack::Interface>>;
+template <class Interface>
+using ComPointer = Owner<NullIsNothing<Interface*, &GiveBack::Interface>>;
 using BStr = Owner<NullIsNothing<BSTR, &GiveBack::BasicString>>;
 
 /// A VARIANT that is cleared at the end of its life.
@@ -41,8 +46,9 @@ private:
     VARIANT value;
 };
 
-/// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this object's
-/// life when it was initialised. Declare it before the interface pointers that it must outlive.
+/// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this
+/// object's life when it was initialised. Declare it before the interface pointers that it must
+/// outlive.
 class ComApartment
 {
 public:

@@ -9,8 +9,8 @@
 
 // mingw-w64's start-up code would expand wildcards in the arguments, so that "/?" could become the
 // name of a file. 0 switches that off; Visual C++ never does it.
-extern "C" int _dowildcard;
-int _dowildcard = 0;
+extern "C" int _dowildcard; // NOLINT(readability-identifier-naming): the start-up code's name
+int _dowildcard = 0;        // NOLINT(readability-identifier-naming)
 #endif
 
 std::string ClassName(const std::type_info& type)

@@ -28,7 +28,8 @@ std::wstring LocationBlock(const LegacyPlvException& e)
 
 std::wstring ComBlock(const LegacyPlvComException& e)
 {
-    return L"\n\t" + Format(L"COM Error HRESULT = 0x%x (%s).", e.Result(), ComErrorText(e.Result())) +
+    return L"\n\t" +
+           Format(L"COM Error HRESULT = 0x%x (%s).", e.Result(), ComErrorText(e.Result())) +
            L"\n\n";
 }
 
@@ -72,9 +73,9 @@ template <class Build> bool Append(std::wstring& text, Build build) noexcept
 std::wstring ComErrorText(HRESULT result)
 {
     const auto code = static_cast<DWORD>(result);
-    std::wstring message = SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER |
-                                                   FORMAT_MESSAGE_FROM_SYSTEM |
-                                                   FORMAT_MESSAGE_IGNORE_INSERTS);
+    std::wstring message =
+        SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                FORMAT_MESSAGE_IGNORE_INSERTS);
     if (message.ends_with(L"\r\n"))
     {
         message.resize(message.size() - 2);
@@ -83,11 +84,11 @@ std::wstring ComErrorText(HRESULT result)
     {
         return message;
     }
-    constexpr DWORD firstDispatchError = 0x80040201;
-    constexpr DWORD lastDispatchError = 0x8004FFFF;
-    if (code >= firstDispatchError && code <= lastDispatchError)
+    constexpr DWORD FirstDispatchError = 0x80040201;
+    constexpr DWORD LastDispatchError = 0x8004FFFF;
+    if (code >= FirstDispatchError && code <= LastDispatchError)
     {
-        return Format(L"IDispatch error #%d", code - (firstDispatchError - 1));
+        return Format(L"IDispatch error #%d", code - (FirstDispatchError - 1));
     }
     return Format(L"Unknown error 0x%0lX", code);
 }

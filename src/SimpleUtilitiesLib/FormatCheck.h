@@ -158,11 +158,12 @@ template <class Character, class... Arguments> class CheckedFormat
 {
 public:
     // Implicit, so that a plain literal can be given.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     consteval CheckedFormat(const Character* literal) : text(literal)
     {
-        constexpr FormatCheck::Kind kinds[] = {FormatCheck::KindOf<Arguments>()...,
+        constexpr FormatCheck::Kind Kinds[] = {FormatCheck::KindOf<Arguments>()...,
                                                FormatCheck::Kind::Unsupported};
-        FormatCheck::Walk<Character>(literal, kinds, sizeof...(Arguments)).ToTheEnd();
+        FormatCheck::Walk<Character>(literal, Kinds, sizeof...(Arguments)).ToTheEnd();
     }
 
     [[nodiscard]] constexpr const Character* Text() const { return text; }

@@ -10,9 +10,9 @@ enum class MutexWait
     Failed     ///< there is no such mutex
 };
 
-/// A wait for a mutex and, when it succeeded, the ownership that came of it. Ownership is given back
-/// at the end of this object's life, keeping the thread's last-error value. The mutex handle must
-/// live longer.
+/// A wait for a mutex and, when it succeeded, the ownership that came of it. Ownership is given
+/// back at the end of this object's life, keeping the thread's last-error value. The mutex handle
+/// must live longer.
 class [[nodiscard]] HeldMutex
 {
 public:

@@ -10,8 +10,7 @@ public:
     ImpersonateMainSessionUserWrapper() = default;
     virtual ~ImpersonateMainSessionUserWrapper();
     ImpersonateMainSessionUserWrapper(const ImpersonateMainSessionUserWrapper&) = delete;
-    ImpersonateMainSessionUserWrapper&
-    operator=(const ImpersonateMainSessionUserWrapper&) = delete;
+    ImpersonateMainSessionUserWrapper& operator=(const ImpersonateMainSessionUserWrapper&) = delete;
 
     /// Duplicates `sessionToken` (which stays the caller's) and impersonates its user. False when
     /// either fails; the thread then is whoever it was.

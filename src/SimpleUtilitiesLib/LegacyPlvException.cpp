@@ -14,13 +14,18 @@ constexpr std::size_t WhatBufferBytes = 2048;
 
 LegacyPlvException::LegacyPlvException(std::wstring thrownDetails, std::wstring thrownFile,
                                        std::uint32_t thrownLine, std::wstring thrownMethod)
-    : details(std::move(thrownDetails)), line(thrownLine), method(std::move(thrownMethod)),
+    : details(std::move(thrownDetails)),
+      line(thrownLine),
+      method(std::move(thrownMethod)),
       file(std::move(thrownFile))
 {
 }
 
 LegacyPlvException::LegacyPlvException(const LegacyPlvException& other)
-    : std::exception(other), details(other.details), line(other.line), method(other.method),
+    : std::exception(other),
+      details(other.details),
+      line(other.line),
+      method(other.method),
       file(other.file)
 {
 }

@@ -81,7 +81,7 @@ std::wstring LogMutexName(const std::wstring& directory)
 LogFile& LogFile::Get(const std::wstring& logDirectory, const std::wstring& name)
 {
     // Never destroyed: whatever runs while the process ends may still log.
-    static LogFile* const log = new LogFile(logDirectory, name);
+    static auto* const log = new LogFile(logDirectory, name);
     return *log;
 }
 
@@ -141,9 +141,9 @@ void LogFile::Trim()
     {
         const FileHandle copy = Open(copyPath, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
         // The log is emptied only when there is a copy to fill it again from.
-        const FileHandle log = copy ? Open(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                           CREATE_ALWAYS)
-                                    : FileHandle();
+        const FileHandle log =
+            copy ? Open(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS)
+                 : FileHandle();
         if (log)
         {
             std::vector<char> buffer(0x10000);
@@ -177,8 +177,8 @@ void LogFile::Append(const std::wstring& message)
     GetLocalTime(&now);
     const auto threadId =
         includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
-    const std::wstring line = LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(),
-                                          threadId, message);
+    const std::wstring line =
+        LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(), threadId, message);
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())
@@ -189,7 +189,8 @@ void LogFile::Append(const std::wstring& message)
     // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
     // would lose the rest of a line at the first character that its locale lacks.
     const std::string bytes = WithCarriageReturns(ToCodePage(line));
-    const FileHandle file = Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
+    const FileHandle file =
+        Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
     if (file)
     {
         DWORD written = 0;

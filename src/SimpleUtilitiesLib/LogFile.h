@@ -8,18 +8,18 @@
 #include <memory>
 #include <string>
 
-/// The log file that every copy of the program appends to. Lines of all copies are serialised by one
-/// mutex, named after the log's directory. No failure of the log reaches a caller: a line that
+/// The log file that every copy of the program appends to. Lines of all copies are serialised by
+/// one mutex, named after the log's directory. No failure of the log reaches a caller: a line that
 /// cannot be written is dropped.
 class LogFile
 {
 public:
-    /// The log of this process. The first call builds it, with the file `logDirectory`\`name`.log; later
-    /// calls give the same log whatever they name. It lives until the process ends.
+    /// The log of this process. The first call builds it, with the file `logDirectory`\`name`.log;
+    /// later calls give the same log whatever they name. It lives until the process ends.
     static LogFile& Get(const std::wstring& logDirectory, const std::wstring& name);
 
-    /// Makes the directory and trims the file. An empty directory or name, or a mutex whose security
-    /// cannot be described, gives a log that writes nothing.
+    /// Makes the directory and trims the file. An empty directory or name, or a mutex whose
+    /// security cannot be described, gives a log that writes nothing.
     LogFile(const std::wstring& logDirectory, const std::wstring& name) noexcept;
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;

@@ -5,8 +5,8 @@
 std::wstring TimeStampText(const SYSTEMTIME& time)
 {
     const unsigned hour = time.wHour % 12 == 0 ? 12U : time.wHour % 12U;
-    return Format(L"%u/%u/%u %u:%02u:%02u %s", time.wMonth, time.wDay, time.wYear, hour, time.wMinute,
-                  time.wSecond, time.wHour < 12 ? L"AM" : L"PM");
+    return Format(L"%u/%u/%u %u:%02u:%02u %s", time.wMonth, time.wDay, time.wYear, hour,
+                  time.wMinute, time.wSecond, time.wHour < 12 ? L"AM" : L"PM");
 }
 
 std::wstring LogLineText(const std::wstring& timeStamp, const std::wstring& moduleName,

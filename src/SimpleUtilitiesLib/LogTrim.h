@@ -17,8 +17,8 @@ inline constexpr std::uint64_t LargestLog = 0x400000;
 ///
 /// The log is read in pieces: a line with its line feed, or the next 4096 characters of a longer
 /// line. A carriage return before a line feed is no character of the piece, and every piece counts
-/// one more than its length, so the count follows the position in the file. The pieces are kept from
-/// the first one at whose end the count is more than the file's size less 2 MiB.
+/// one more than its length, so the count follows the position in the file. The pieces are kept
+/// from the first one at whose end the count is more than the file's size less 2 MiB.
 class Scanner
 {
 public:

@@ -17,9 +17,9 @@ private:
     DWORD saved;
 };
 
-/// A value and how to give it back. `Traits` names the value's type (`Value`), the value that stands
-/// for nothing (`Nothing`), which values are owned (`IsOwned`) and how one is given back (`Close`).
-/// Giving back keeps the thread's last-error value.
+/// A value and how to give it back. `Traits` names the value's type (`Value`), the value that
+/// stands for nothing (`Nothing`), which values are owned (`IsOwned`) and how one is given back
+/// (`Close`). Giving back keeps the thread's last-error value.
 template <class Traits> class Owner
 {
 public:

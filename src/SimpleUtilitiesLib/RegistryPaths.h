@@ -24,8 +24,9 @@ inline constexpr wchar_t DebuggerPrompt[] =
 // Under HKEY_USERS.
 
 /// The printer property bag of one hive; %s is the hive's name.
-inline constexpr char PropertyBagFormat[] = "%s\\Software\\Classes\\Local "
-                                            "Settings\\Printers\\PropertyBags\\Manufacturers\\Palvo";
+inline constexpr char PropertyBagFormat[] =
+    "%s\\Software\\Classes\\Local "
+    "Settings\\Printers\\PropertyBags\\Manufacturers\\Palvo";
 /// The same key as it follows a user's SID and a backslash.
 inline constexpr wchar_t UserPropertyBag[] =
     L"SOFTWARE\\Classes\\Local Settings\\Printers\\PropertyBags\\Manufacturers\\Palvo";

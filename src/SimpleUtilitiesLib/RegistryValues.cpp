@@ -25,8 +25,8 @@ Value ReadOrDefault(HKEY root, const std::wstring& subKey, const Value& defaultV
 std::wstring ReadString(HKEY root, const std::wstring& subKey, const std::wstring& name,
                         const std::wstring& defaultText)
 {
-    return ReadOrDefault(root, subKey, defaultText, [&](const RegistryKey& key)
-                         { return key.GetString(name, defaultText); });
+    return ReadOrDefault(root, subKey, defaultText,
+                         [&](const RegistryKey& key) { return key.GetString(name, defaultText); });
 }
 
 template <class Number, class Walk>

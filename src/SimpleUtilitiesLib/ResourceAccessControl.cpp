@@ -33,16 +33,15 @@ bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
     DWORD groupSize = 0;
     MakeAbsoluteSD(relative, nullptr, &size, nullptr, &daclSize, nullptr, &saclSize, nullptr,
                    &ownerSize, nullptr, &groupSize);
-    absolute.descriptor =
-        LocalPointer<PSECURITY_DESCRIPTOR>(Allocate<PSECURITY_DESCRIPTOR>(size));
+    absolute.descriptor = LocalPointer<PSECURITY_DESCRIPTOR>(Allocate<PSECURITY_DESCRIPTOR>(size));
     absolute.dacl = Acl(Allocate<PACL>(daclSize));
     absolute.sacl = Acl(Allocate<PACL>(saclSize));
     absolute.owner = LocalPointer<PSID>(Allocate<PSID>(ownerSize));
     absolute.group = LocalPointer<PSID>(Allocate<PSID>(groupSize));
     return absolute.descriptor &&
-           MakeAbsoluteSD(relative, absolute.descriptor.Get(), &size, absolute.dacl.Get(), &daclSize,
-                          absolute.sacl.Get(), &saclSize, absolute.owner.Get(), &ownerSize,
-                          absolute.group.Get(), &groupSize);
+           MakeAbsoluteSD(relative, absolute.descriptor.Get(), &size, absolute.dacl.Get(),
+                          &daclSize, absolute.sacl.Get(), &saclSize, absolute.owner.Get(),
+                          &ownerSize, absolute.group.Get(), &groupSize);
 }
 
 /// What the object has now. An object whose descriptor cannot be read or taken apart starts from an

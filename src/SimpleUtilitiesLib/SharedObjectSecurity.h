@@ -15,6 +15,6 @@ struct SharedObjectSecurityDescriptor
 };
 
 /// The descriptor of an object that every account which runs the program must be able to open: full
-/// access for Local Service, Administrators and Authenticated Users. `isValid` is false when it could
-/// not be built.
+/// access for Local Service, Administrators and Authenticated Users. `isValid` is false when it
+/// could not be built.
 SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor();

@@ -11,7 +11,8 @@ constexpr wchar_t SourceFile[] = L"src\\SimpleUtilitiesLib\\SimpleRegistryKey";
 /// Support knows a key that could not be created by this line, which therefore never moves.
 constexpr std::uint32_t CreateFailureLine = 239;
 
-RegistryHandle Create(HKEY root, const std::wstring& subKey, REGSAM access, LSTATUS& status) noexcept
+RegistryHandle Create(HKEY root, const std::wstring& subKey, REGSAM access,
+                      LSTATUS& status) noexcept
 {
     RegistryHandle key;
     status = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
@@ -81,9 +82,7 @@ std::shared_ptr<RegistryKey> RegistryKey::CreateRegistryKey(HKEY root, const std
     return Share(std::move(key));
 }
 
-RegistryKey::RegistryKey(HKEY key, bool owned) noexcept : handle(key), ownsHandle(owned)
-{
-}
+RegistryKey::RegistryKey(HKEY key, bool owned) noexcept : handle(key), ownsHandle(owned) {}
 
 RegistryKey::~RegistryKey()
 {
@@ -170,8 +169,8 @@ bool RegistryKey::EnumerateSubKeys(std::vector<std::wstring>& names) const
     for (DWORD index = 0;; ++index)
     {
         auto length = static_cast<DWORD>(name.size());
-        status = RegEnumKeyExW(handle, index, name.data(), &length, nullptr, nullptr, nullptr,
-                               nullptr);
+        status =
+            RegEnumKeyExW(handle, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
         if (status != ERROR_SUCCESS)
         {
             break;

@@ -2,6 +2,8 @@
 
 #include "WindowsHeaders.h"
 
+#include <cwchar>
+
 #define SECURITY_WIN32
 #include <security.h>
 
@@ -13,7 +15,12 @@ template <class Read> std::wstring ReadName(DWORD bufferCharacters, Read read)
 {
     std::wstring name(bufferCharacters, L'\0');
     DWORD length = bufferCharacters;
-    return read(name.data(), &length) ? std::wstring(name.c_str()) : std::wstring();
+    if (!read(name.data(), &length))
+    {
+        return {};
+    }
+    name.resize(std::wcslen(name.c_str()));
+    return name;
 }
 } // namespace
 
@@ -39,11 +46,8 @@ std::wstring GetNetBiosComputerName()
 
 std::wstring GetPhysicalDnsDomain()
 {
-    return ReadName(260,
-                    [](wchar_t* name, DWORD* length)
-                    {
-                        return GetComputerNameExW(ComputerNamePhysicalDnsDomain, name, length) !=
-                               FALSE;
-                    });
+    return ReadName(
+        260, [](wchar_t* name, DWORD* length)
+        { return GetComputerNameExW(ComputerNamePhysicalDnsDomain, name, length) != FALSE; });
 }
 } // namespace User

@@ -23,7 +23,8 @@ std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
     const int size =
         WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, flags, text.data(), length, narrow.data(), size, nullptr, nullptr);
+    WideCharToMultiByte(codePage, flags, text.data(), length, narrow.data(), size, nullptr,
+                        nullptr);
     return narrow;
 }
 } // namespace

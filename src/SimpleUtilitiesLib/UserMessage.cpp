@@ -5,7 +5,6 @@
 #include "ProgramFile.h"
 #include "SessionOwners.h"
 
-
 #include <optional>
 
 namespace

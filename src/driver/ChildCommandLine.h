@@ -21,8 +21,8 @@ std::wstring QueryArguments(const WriterRequest& request);
 /// The arguments of the writer for a request, without the invoker tag.
 std::wstring WriterArguments(const WriterRequest& request);
 
-/// `arguments`, " -i " and, in double quotes, who starts the child: this program, the invoker of this
-/// run if there is one, and the process id.
+/// `arguments`, " -i " and, in double quotes, who starts the child: this program, the invoker of
+/// this run if there is one, and the process id.
 std::wstring InvokerTag(const std::wstring& arguments, const std::wstring& invoker,
                         std::uint32_t processId);
 

@@ -8,11 +8,16 @@
 namespace
 {
 constexpr std::array ModeNames = {
-    L"InvalidArgumentList", L"NoCmdLineOption",
-    L"NewOrChangedEvent",   L"PeriodicRefreshEvent",
-    L"OnDemandAutoConfigRefresh", L"DisplayHelp",
-    L"DeleteLogFile",       L"InstallScheduledTask",
-    L"UninstallScheduledTask", L"AddPrinterDriverInstance",
+    L"InvalidArgumentList",
+    L"NoCmdLineOption",
+    L"NewOrChangedEvent",
+    L"PeriodicRefreshEvent",
+    L"OnDemandAutoConfigRefresh",
+    L"DisplayHelp",
+    L"DeleteLogFile",
+    L"InstallScheduledTask",
+    L"UninstallScheduledTask",
+    L"AddPrinterDriverInstance",
 };
 constexpr std::array NgenNames = {L"NoNgen", L"InstallNgen", L"UninstallNgen"};
 constexpr std::array WarmupNames = {L"NoWarmup", L"Warmup"};

@@ -169,7 +169,8 @@ private:
         }
         else
         {
-            log.WriteFormat(L"# Called with %d argument(s): %s -i %s", count - 1, switches, invoker);
+            log.WriteFormat(L"# Called with %d argument(s): %s -i %s", count - 1, switches,
+                            invoker);
         }
     }
 

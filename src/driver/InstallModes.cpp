@@ -59,9 +59,10 @@ int DeleteConfigurationTasks(LogFile& log)
 int DeletePrintJobStartTask(LogFile& log)
 {
     const int result = DeleteJobStartTask();
-    log.Write(result != 0 ? L"ERROR: Failed to delete Print Job Start scheduled task."
-                          : L"Print Job Start scheduled task deleted upon request or because digital "
-                            L"signature validation failed.");
+    log.Write(result != 0
+                  ? L"ERROR: Failed to delete Print Job Start scheduled task."
+                  : L"Print Job Start scheduled task deleted upon request or because digital "
+                    L"signature validation failed.");
     return result;
 }
 } // namespace
@@ -72,8 +73,9 @@ int InstallScheduledTasks(const Run& run)
     int outcome = ConfigureChannel(true);
     if (outcome != 0)
     {
-        run.log.Write(L"ERROR: Failed to configure event log to enable auto-config scheduled task's "
-                      L"event trigger.");
+        run.log.Write(
+            L"ERROR: Failed to configure event log to enable auto-config scheduled task's "
+            L"event trigger.");
     }
     for (const InstalledTask& task : InstalledTasks)
     {

@@ -54,14 +54,15 @@ private:
     void TellRedundant()
     {
         const std::wstring text =
-            fromTask ? Format(L"-Redundant instance for a NewOrChanged event: An instance is already "
-                              L"running to process a NewOrChanged event...Queuing request and "
-                              L"exiting this instance [%s].",
-                              run.invoker)
-                     : Format(L"-Redundant instance for a special NewOrChanged event: An instance is "
-                              L"already running to process a NewOrChanged event...Queuing request "
-                              L"and exiting this instance [%s].",
-                              run.invoker);
+            fromTask
+                ? Format(L"-Redundant instance for a NewOrChanged event: An instance is already "
+                         L"running to process a NewOrChanged event...Queuing request and "
+                         L"exiting this instance [%s].",
+                         run.invoker)
+                : Format(L"-Redundant instance for a special NewOrChanged event: An instance is "
+                         L"already running to process a NewOrChanged event...Queuing request "
+                         L"and exiting this instance [%s].",
+                         run.invoker);
         StandardOutput::Write(text);
         run.log.Write(text);
     }
@@ -111,9 +112,10 @@ private:
         StoreScanPosition(found.newestRecordId);
         if (passes > 0 && found.noPertinentPrinter)
         {
-            run.log.Write(L"## Skipping queued configuration request from a NewOrChanged event event "
-                          L"because that printer has already been processed after that request "
-                          L"occurred.");
+            run.log.Write(
+                L"## Skipping queued configuration request from a NewOrChanged event event "
+                L"because that printer has already been processed after that request "
+                L"occurred.");
             return;
         }
         LogNormalRequest(found);
@@ -131,8 +133,9 @@ private:
         }
         else if (passes == 0)
         {
-            run.log.Write(L"# Processing a configuration request from a NewOrChanged event event for "
-                          L"multiple printers.");
+            run.log.Write(
+                L"# Processing a configuration request from a NewOrChanged event event for "
+                L"multiple printers.");
         }
         else if (found.onePrinter)
         {

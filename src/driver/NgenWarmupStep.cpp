@@ -15,8 +15,9 @@ void DropWarmupOnPrintServer(Run& run)
     }
     if (IsPrintServer())
     {
-        run.log.Write(L"# Ignoring request to warmup the Desktop Orvela because we are running on a "
-                      L"print server");
+        run.log.Write(
+            L"# Ignoring request to warmup the Desktop Orvela because we are running on a "
+            L"print server");
         run.options.warmup = WarmupOptionEnum::NoWarmup;
     }
     else

@@ -18,8 +18,8 @@ bool PreScanFindsNothingToDo(const Run& run)
     {
         return false;
     }
-    const KernelHandle mutex(CreateMutexW(
-        nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
+    const KernelHandle mutex(
+        CreateMutexW(nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
     PrinterEventScanResult found;
     {
         // Held or not, the scan runs: the wait is a bound, not a condition.

@@ -10,13 +10,7 @@
 namespace
 {
 /// Memory that the shell handed out.
-struct TaskMemoryTraits
-{
-    using Value = wchar_t*;
-    static Value Nothing() noexcept { return nullptr; }
-    static bool IsOwned(Value text) noexcept { return text != nullptr; }
-    static void Close(Value text) noexcept { CoTaskMemFree(text); }
-};
+using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 } // namespace
 
 ProgramPaths ProgramPathsIn(const std::wstring& directory)
@@ -28,9 +22,9 @@ ProgramPaths ProgramPathsIn(const std::wstring& directory)
 std::wstring LogDirectory()
 {
     // The folder's text is to be given back whether the call succeeds or not.
-    Owner<TaskMemoryTraits> programData;
-    const HRESULT result = SHGetKnownFolderPath(FOLDERID_ProgramData, KF_FLAG_CREATE, nullptr,
-                                                programData.Receive());
+    ShellText programData;
+    const HRESULT result =
+        SHGetKnownFolderPath(FOLDERID_ProgramData, KF_FLAG_CREATE, nullptr, programData.Receive());
     if (FAILED(result) || !programData)
     {
         return {};

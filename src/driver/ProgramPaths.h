@@ -13,6 +13,6 @@ struct ProgramPaths
 /// The three paths for a program that lies in `directory`.
 ProgramPaths ProgramPathsIn(const std::wstring& directory);
 
-/// The log's directory under the ProgramData folder. Empty, so that nothing is logged, when the folder
-/// cannot be had.
+/// The log's directory under the ProgramData folder. Empty, so that nothing is logged, when the
+/// folder cannot be had.
 std::wstring LogDirectory();

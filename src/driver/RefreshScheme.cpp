@@ -12,10 +12,10 @@ namespace
 {
 int LeaveRequest(const Run& run, NamedEvent& request)
 {
-    const std::wstring text =
-        Format(L"-Redundant instance for Refresh event: An instance is already running to process a "
-               L"periodic refresh event...Queuing request and exiting this instance [%s].",
-               run.invoker);
+    const std::wstring text = Format(
+        L"-Redundant instance for Refresh event: An instance is already running to process a "
+        L"periodic refresh event...Queuing request and exiting this instance [%s].",
+        run.invoker);
     StandardOutput::Write(text);
     run.log.Write(text);
     request.Set();
@@ -42,7 +42,8 @@ bool ProcessRequests(const Run& run, NamedEvent& request)
     {
         if (processed)
         {
-            run.log.Write(L"Processing queued configuration request from a periodic refresh event.");
+            run.log.Write(
+                L"Processing queued configuration request from a periodic refresh event.");
         }
         WriterRequest everything;
         everything.mode = run.options.mode;

@@ -49,8 +49,8 @@ int LaunchWriterInBackground(const std::wstring& invoker, const std::wstring& wr
                              const std::wstring& arguments)
 {
     XProcess writer;
-    return writer.Start(ChildCommandLine(
-               writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())))
+    return writer.Start(
+               ChildCommandLine(writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())))
                ? 0
                : 1;
 }

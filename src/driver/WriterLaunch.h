@@ -8,10 +8,10 @@
 
 class LogFile;
 
-/// Runs the query program (as Local Service where that account can log on, else as this account) and
-/// then the writer (as this account), each to its end; then writes the identity values of every user
-/// who has a session. Returns the larger of the two exit codes. A program that cannot be started
-/// counts as 0.
+/// Runs the query program (as Local Service where that account can log on, else as this account)
+/// and then the writer (as this account), each to its end; then writes the identity values of every
+/// user who has a session. Returns the larger of the two exit codes. A program that cannot be
+/// started counts as 0.
 std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::wstring& invoker,
                                      const ProgramPaths& paths, LogFile& log);
 

@@ -69,10 +69,10 @@ DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
             static_cast<void>(environment.Release());
         }
         std::wstring mutableCommandLine = commandLine;
-        created = CreateProcessAsUserW(account, nullptr, mutableCommandLine.data(), nullptr, nullptr,
-                                       FALSE, CREATE_UNICODE_ENVIRONMENT | NORMAL_PRIORITY_CLASS,
-                                       environment.Get(), nullptr, &startupInformation,
-                                       &information);
+        created =
+            CreateProcessAsUserW(account, nullptr, mutableCommandLine.data(), nullptr, nullptr,
+                                 FALSE, CREATE_UNICODE_ENVIRONMENT | NORMAL_PRIORITY_CLASS,
+                                 environment.Get(), nullptr, &startupInformation, &information);
     }
     duplicate.Reset();
     return Own(created, information) ? WaitForExitCode() : 0;

@@ -4,9 +4,9 @@
 
 #include <string>
 
-/// Runs one child process to its end. While it runs, the thread's message queue is kept alive; there
-/// is no time limit. Both ways take the whole command line, program path first, and return the
-/// child's exit code, or 0 when nothing ran.
+/// Runs one child process to its end. While it runs, the thread's message queue is kept alive;
+/// there is no time limit. Both ways take the whole command line, program path first, and return
+/// the child's exit code, or 0 when nothing ran.
 ///
 /// The path is not put between quotes. Windows then tries the shorter paths at its blanks first, so
 /// the directories above the program must not be writable for others.
@@ -21,8 +21,8 @@ public:
     /// CreateProcessW under the account of this process.
     DWORD RunAsCurrentUser(const std::wstring& commandLine);
 
-    /// CreateProcessAsUserW under the token's account and with that account's environment. The token
-    /// stays the caller's.
+    /// CreateProcessAsUserW under the token's account and with that account's environment. The
+    /// token stays the caller's.
     DWORD RunAsUser(HANDLE token, const std::wstring& commandLine);
 
     /// Starts a child under the account of this process and does not wait. False when it cannot be

@@ -25,8 +25,9 @@ public:
     /// Goes to the next event. False at the end of the result set, and when a batch cannot be had.
     bool MoveNext();
 
-    /// Renders the current event into record id, event id and printer name. Returns the Windows error
-    /// code, 0 on success; on failure the printer name is empty and the ids are the last event's.
+    /// Renders the current event into record id, event id and printer name. Returns the Windows
+    /// error code, 0 on success; on failure the printer name is empty and the ids are the last
+    /// event's.
     DWORD ReadNext();
 
     [[nodiscard]] std::uint64_t RecordId() const noexcept { return recordId; }

@@ -92,8 +92,9 @@ bool ScanForPrinterEvents(LogFile& log, PrinterEventScanResult& result)
     SupportedPrinters printers;
     if (!ReadEvents(reader, printers, result.newestRecordId))
     {
-        log.Write(L"Found more than 5000 unprocessed '300' and '306' events. Will stop counting and "
-                  L"process all printers.");
+        log.Write(
+            L"Found more than 5000 unprocessed '300' and '306' events. Will stop counting and "
+            L"process all printers.");
         return false;
     }
     SummarizePrinters(reader.EventsRead(), printers.Names(), result);

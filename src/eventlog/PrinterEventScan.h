@@ -9,10 +9,10 @@ class LogFile;
 /// What a scan of the printer events found.
 struct PrinterEventScanResult
 {
-    bool noPertinentPrinter = false;   ///< there are events, and none concerns a supported printer
-    bool onePrinter = false;           ///< exactly one supported printer is concerned
-    std::wstring printerName;          ///< its name, when onePrinter is set
-    std::uint64_t newestRecordId = 0;  ///< the newest record that was read; 0 when none was
+    bool noPertinentPrinter = false;  ///< there are events, and none concerns a supported printer
+    bool onePrinter = false;          ///< exactly one supported printer is concerned
+    std::wstring printerName;         ///< its name, when onePrinter is set
+    std::uint64_t newestRecordId = 0; ///< the newest record that was read; 0 when none was
 };
 
 /// Finds the supported printers that were added or changed since the last record that was dealt

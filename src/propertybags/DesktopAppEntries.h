@@ -12,7 +12,8 @@ namespace DesktopAppEntries
 /// This program's version key.
 inline constexpr wchar_t VersionKey[] = L"7.0";
 
-/// `value` with this version's entry set to `guids`: replaced where it stands, else added at the end.
+/// `value` with this version's entry set to `guids`: replaced where it stands, else added at the
+/// end.
 std::wstring Update(const std::wstring& value, const std::wstring& guids);
 
 /// `value` without this version's entry; nothing when it has none and is not to be written. Taking

@@ -14,7 +14,8 @@ void RemoveFromHive(const std::wstring& hive)
     {
         return;
     }
-    const auto text = DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, L""));
+    const auto text =
+        DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, L""));
     if (text)
     {
         bag->SetValue(RegistryPaths::DesktopAppGuids, *text);

@@ -40,8 +40,8 @@ std::wstring InvariantLowerCase(const std::wstring& text)
 bool ToStrictUtf8(const std::wstring& text, std::string& utf8)
 {
     const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length, nullptr,
-                                         0, nullptr, nullptr);
+    const int size = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length,
+                                         nullptr, 0, nullptr, nullptr);
     utf8.assign(static_cast<std::size_t>(size), '\0');
     return size != 0 && WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length,
                                             utf8.data(), size, nullptr, nullptr) == size;

@@ -9,8 +9,8 @@ struct Identifier
     std::wstring sourceText;
 };
 
-// Both run in the caller's security context. Nothing is reported: what cannot be had is an empty part
-// of the source text.
+// Both run in the caller's security context. Nothing is reported: what cannot be had is an empty
+// part of the source text.
 
 /// Stands for one account on this machine. An empty name means the account that runs the thread.
 Identifier ComputeUserId(const std::wstring& accountName);

@@ -23,6 +23,7 @@ void NoteFailingHive() noexcept
     [[maybe_unused]] const char* const note =
         "Encountered an exception, likely due to registry access issues.This will be caught, but "
         "intended functionality likely failed. If this is occuring in a limited access permission "
-        "environment, such as Internet Explorer Protected Mode, this is likely an expected failure.";
+        "environment, such as Internet Explorer Protected Mode, this is likely an expected "
+        "failure.";
 }
 } // namespace UserHivesDetail

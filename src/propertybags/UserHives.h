@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-// The hives that are loaded under HKEY_USERS, all of them: users, their _Classes companions, .DEFAULT
-// and the service accounts.
+// The hives that are loaded under HKEY_USERS, all of them: users, their _Classes companions,
+// .DEFAULT and the service accounts.
 
 /// The names of the hives, from the last enumerated to the first. Empty when they cannot be had.
 std::vector<std::wstring> UserHivesLastToFirst();

@@ -56,10 +56,10 @@ void AddEventTrigger(ITriggerCollection& triggers, const wchar_t* id, const wcha
 {
     const auto trigger = CreateTrigger<IEventTrigger>(
         triggers, TASK_TRIGGER_EVENT, IID_EventTrigger, L"\nCannot create the first trigger: %x");
-    constexpr WideFormat<HRESULT> failure = L"\nCannot put the event trigger info: %x";
-    Require(trigger->put_Id(ComText(id).Get()), failure);
-    Require(trigger->put_Subscription(ComText(subscription).Get()), failure);
-    Require(trigger->put_ExecutionTimeLimit(timeLimit), failure);
+    constexpr WideFormat<HRESULT> Failure = L"\nCannot put the event trigger info: %x";
+    Require(trigger->put_Id(ComText(id).Get()), Failure);
+    Require(trigger->put_Subscription(ComText(subscription).Get()), Failure);
+    Require(trigger->put_ExecutionTimeLimit(timeLimit), Failure);
 }
 
 void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, BSTR timeLimit)
@@ -69,12 +69,12 @@ void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, 
             L"\nCannot create the first trigger: %x");
     const auto trigger = CreateTrigger<IDailyTrigger>(
         triggers, TASK_TRIGGER_DAILY, IID_IDailyTrigger, L"\nCannot create the second trigger: %x");
-    constexpr WideFormat<HRESULT> failure =
+    constexpr WideFormat<HRESULT> Failure =
         L"\nCannot put the event trigger info for 2nd trigger: %x";
     const auto seed = static_cast<unsigned>(std::time(nullptr));
-    Require(trigger->put_Id(ComText(L"Time Trigger").Get()), failure);
-    Require(trigger->put_ExecutionTimeLimit(timeLimit), failure);
-    Require(trigger->put_StartBoundary(ComText(TaskTriggers::StartBoundary(seed)).Get()), failure);
+    Require(trigger->put_Id(ComText(L"Time Trigger").Get()), Failure);
+    Require(trigger->put_ExecutionTimeLimit(timeLimit), Failure);
+    Require(trigger->put_StartBoundary(ComText(TaskTriggers::StartBoundary(seed)).Get()), Failure);
     ComPointer<IRepetitionPattern> repetition;
     Require(trigger->get_Repetition(repetition.Receive()),
             L"\nQueryInterface call on IRepetitionPattern failed: %x");
@@ -142,9 +142,8 @@ void AddAction(ITaskDefinition& definition, const TaskRequest& request)
     Require(actions->Create(TASK_ACTION_EXEC, action.Receive()),
             L"\nCannot create an exec action: %x");
     ComPointer<IExecAction> program;
-    Require(
-        action->QueryInterface(IID_IExecAction, reinterpret_cast<void**>(program.Receive())),
-        L"\nQueryInterface call failed for IExecAction: %x");
+    Require(action->QueryInterface(IID_IExecAction, reinterpret_cast<void**>(program.Receive())),
+            L"\nQueryInterface call failed for IExecAction: %x");
     Require(program->put_Path(ComText(request.programPath).Get()),
             L"\nCannot put path information: %x");
     Require(program->put_Arguments(ComText(request.arguments).Get()),

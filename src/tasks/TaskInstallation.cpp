@@ -21,11 +21,10 @@ void Register(ITaskFolder& folder, BSTR name, ITaskDefinition& definition)
     const BStr securityDescriptor = ComText(L"");
     const VARIANT noPassword = {};
     ComPointer<IRegisteredTask> registered;
-    Require(folder.RegisterTaskDefinition(name, &definition, TASK_CREATE_OR_UPDATE,
-                                          TextVariant(user.Get()), noPassword,
-                                          TASK_LOGON_SERVICE_ACCOUNT,
-                                          TextVariant(securityDescriptor.Get()),
-                                          registered.Receive()),
+    Require(folder.RegisterTaskDefinition(
+                name, &definition, TASK_CREATE_OR_UPDATE, TextVariant(user.Get()), noPassword,
+                TASK_LOGON_SERVICE_ACCOUNT, TextVariant(securityDescriptor.Get()),
+                registered.Receive()),
             L"\nError saving the Task : %x");
 }
 
@@ -67,7 +66,10 @@ int InstallTask(const std::wstring& programPath, const std::wstring& arguments, 
     {
         return 1;
     }
-    return RunComSequence([&] { InstallSequence({programPath, arguments, kind}, timeLimit.Get()); });
+    return RunComSequence(
+        [&] {
+            InstallSequence({programPath, arguments, kind}, timeLimit.Get());
+        });
 }
 
 int DeleteTask(unsigned kind)

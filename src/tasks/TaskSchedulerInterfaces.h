@@ -11,6 +11,7 @@ struct ITaskNamedValueCollection;
 // A COM interface has no destructor: its objects are given back by Release.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 struct IEventTrigger : public ITrigger
 {
     virtual HRESULT STDMETHODCALLTYPE get_Subscription(BSTR* query) = 0;
@@ -23,5 +24,6 @@ struct IEventTrigger : public ITrigger
 #pragma GCC diagnostic pop
 #endif
 
+// NOLINTNEXTLINE(readability-identifier-naming): as interface identifiers are written
 inline constexpr IID IID_EventTrigger = {
     0xd45b0167, 0x9653, 0x4eef, {0xb9, 0x4f, 0x07, 0x32, 0xca, 0x7a, 0xf2, 0x51}};
