@@ -16,5 +16,5 @@ function(add_product_library name)
     target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
     target_link_libraries(${name}
         PUBLIC ${library_LINKS} Palvo::Windows Palvo::Options
-        PRIVATE Palvo::Warnings)
+        PRIVATE Palvo::Product)
 endfunction()

@@ -1,11 +1,15 @@
 # Compiler and linker options, as targets to link:
 #   Palvo::Options   how everything of this tree is compiled and linked;
-#   Palvo::Warnings  the warnings that the tree's own code must be free of.
+#   Palvo::Warnings  the warnings that the tree's own code must be free of;
+#   Palvo::Product   what only the program's own code is compiled with.
 
 add_library(palvo_options INTERFACE)
 add_library(Palvo::Options ALIAS palvo_options)
 add_library(palvo_warnings INTERFACE)
 add_library(Palvo::Warnings ALIAS palvo_warnings)
+add_library(palvo_product INTERFACE)
+add_library(Palvo::Product ALIAS palvo_product)
+target_link_libraries(palvo_product INTERFACE Palvo::Options Palvo::Warnings)
 
 target_compile_features(palvo_options INTERFACE cxx_std_20)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -41,7 +45,7 @@ target_compile_definitions(palvo_options INTERFACE
     $<$<OR:$<CONFIG:Debug>,$<BOOL:${PALVO_SANITIZE}>>:_GLIBCXX_ASSERTIONS>)
 
 if(PALVO_COVERAGE)
-    target_compile_options(palvo_options INTERFACE --coverage -O0)
+    target_compile_options(palvo_product INTERFACE --coverage -O0)
     target_link_options(palvo_options INTERFACE --coverage)
 endif()
 if(PALVO_SANITIZE)

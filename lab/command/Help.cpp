@@ -1,0 +1,102 @@
+#include "Command.h"
+
+#include "Text.h"
+
+namespace PalvoLab
+{
+
+const std::vector<Command>& Commands()
+{
+    static const std::vector<Command> commands = {
+        {L"reset", &RunReset,
+         L"reset                          make everything as it was at the start\n"},
+        {L"printer", &RunPrinter,
+         L"printer add NAME DRIVER        add a printer; the spooler logs event 300\n"
+         L"printer change NAME            change one; the spooler logs event 306\n"
+         L"printer remove NAME            remove one\n"
+         L"printer list                   all printers with their drivers\n"},
+        {L"driver", &RunDriver,
+         L"driver list                    installed drivers and driver packages\n"
+         L"driver add NAME [--version N] [--platform TEXT] [--manifest NAME]\n"
+         L"        [--manifest-file PATH] [--file NAME]...\n"
+         L"                               install a driver with a manifest and dependent files\n"
+         L"driver package NAME [...]      the same, into the driver store only\n"},
+        {L"user", &RunUser,
+         L"user add NAME standard|admin|fulladmin   make a user (admin: split by UAC)\n"
+         L"user logon NAME [--session N] [--type N] log on; the security log gets event 4624\n"
+         L"user disconnect NAME           leave the session without logging off\n"
+         L"user logoff NAME               log off; the user's hive is unmounted\n"
+         L"user list                      all users\n"},
+        {L"session", &RunSession,
+         L"session add ID STATE [USER]    a session in any state: active connected connectquery\n"
+         L"                               shadow disconnected idle listen reset down init\n"
+         L"session remove ID\n"},
+        {L"account", &RunAccount,
+         L"account [NAME]                 show or choose who runs programs: SYSTEM, LocalService,\n"
+         L"                               NetworkService, Administrator, USER or USER:elevated\n"},
+        {L"event", &RunEvent,
+         L"event add ID PRINTER [--qualifiers N] [--element NAME]   log one event\n"
+         L"event list                     the print channel's events\n"
+         L"event clear                    clear the channel; record ids go on counting\n"
+         L"event fill COUNT PRINTER [--id N]   log many events at once\n"},
+        {L"run", &RunProgram,
+         L"run [--account A] [--timeout MS] [--output FILE] [--no-wait] [--print-exit]\n"
+         L"    [--coverage-dir DIR] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
+         L"    [--program PATH] (-- ARGUMENT... | --raw TEXT [--escapes])\n"
+         L"                               run the program; ends with its exit code\n"},
+        {L"burst", &RunBurst,
+         L"burst FILE|- [--output-dir DIR] [--coverage-dir DIR]\n"
+         L"                               start one copy per line of FILE together, wait for all;\n"
+         L"                               a line is \"[@ACCOUNT ]arguments\"\n"},
+        {L"show", &RunShow,
+         L"show printers|events|sessions|siblings|bags [--hex]|log|calls|leaks|counts|registry\n"
+         L"     |faults|files|messages|settings\n"},
+        {L"sibling", &RunSibling,
+         L"sibling query|writer [--take MS[-MS]] [--return CODE] [--hold|--release]\n"
+         L"        [--missing|--present]  tell a stand-in what to do\n"},
+        {L"fault", &RunFault,
+         L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
+         L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"
+         L"                               or kill\n"
+         L"fault clear                    no more faults\n"},
+        {L"record", &RunRecord,
+         L"record on|off|counts           record calls, or count them per function\n"},
+        {L"set", &RunSet,
+         L"set machine-switch N|none      the switch that turns the program off\n"
+         L"set debugger-prompt TEXT|none\n"
+         L"set windows-version win7|win8|win81|win10|none\n"
+         L"set hive-readonly USER|SID on|off\n"
+         L"set lookup-fails on|off        accounts cannot be looked up\n"
+         L"set localised on|off           accounts have German names\n"
+         L"set suite none|smallbusiness|enterprise\n"
+         L"set managed on|off             the process looks like one with managed code\n"
+         L"set window-station auto|visible|hidden|none\n"
+         L"set message-queue \"N N quit\"   what a program finds in its message queue\n"
+         L"set message-limit BYTES|none   longer messages to a session fail\n"
+         L"set message-response N         the answer to a message to a session\n"
+         L"set box-returns N              the answer to a message box; 0: it fails\n"
+         L"set channel-enabled on|off, set channel-size BYTES, set channel-retention on|off\n"},
+        {L"help", &RunHelp, L"help                           this text\n"},
+    };
+    return commands;
+}
+
+int RunHelp(const Arguments&)
+{
+    PrintBytes("palvo-lab COMMAND ...\n\n");
+    for (const Command& command : Commands())
+    {
+        PrintBytes(ToLine(L"  "));
+        std::wstring text = command.help;
+        text.pop_back();
+        bool first = true;
+        for (const std::wstring& line : Split(text, L'\n'))
+        {
+            Print((first ? L"" : L"  ") + line);
+            first = false;
+        }
+    }
+    return kDone;
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,55 @@
+// Starting a program inside the lab: with the lab's DLL loaded before the program's first
+// instruction runs.
+#pragma once
+
+#include "Owners.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace PalvoLab
+{
+
+struct LaunchRequest
+{
+    std::wstring program;     // full path
+    std::wstring commandLine; // raw
+    std::wstring account;     // empty: the lab's current account
+    std::vector<std::pair<std::wstring, std::wstring>> environment; // set for it alone
+    HANDLE output = nullptr; // its standard output; null: this process's
+    bool ownErrors = true;   // standard error too goes to `output` when false
+};
+
+// A program that has been made but waits for Start().
+class Launched
+{
+public:
+    Launched() = default;
+    Launched(OwnedHandle process, OwnedHandle thread, DWORD id);
+
+    void Start() const;
+
+    // Waits for its end and gives its exit code. Nothing when it did not end in time; then it is
+    // ended.
+    std::optional<DWORD> Wait(DWORD milliseconds) const;
+
+    DWORD Id() const;
+
+private:
+    OwnedHandle m_process;
+    OwnedHandle m_thread;
+    DWORD m_id = 0;
+};
+
+// Makes the program, suspended, with the lab inside. On failure the last-error value says why.
+std::optional<Launched> Launch(const LaunchRequest& request);
+
+// The full path of the lab's DLL: beside the running program.
+std::wstring LabDll();
+
+// Quotes an argument so that CommandLineToArgvW gives it back.
+std::wstring QuoteArgument(const std::wstring& argument);
+
+} // namespace PalvoLab

@@ -1,0 +1,136 @@
+// Wine's kernel objects are real. They pass through here to be counted and recorded by their names.
+#include "DoubleTable.h"
+#include "Impersonation.h"
+
+#include "CallRecord.h"
+#include "LeakRecord.h"
+#include "Text.h"
+
+namespace PalvoLab
+{
+namespace
+{
+
+constexpr wchar_t kKind[] = L"handle";
+
+HANDLE Opened(Call& call, HANDLE handle, const wchar_t* what, LPCWSTR name)
+{
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
+    {
+        CountOpened(kKind, handle, std::wstring(what) + (name == nullptr ? L"" : name));
+    }
+    return call.Return(handle);
+}
+
+// A handle as it reads in a record: by the name of what it was opened for.
+std::wstring Known(HANDLE handle)
+{
+    const std::wstring detail = DetailOf(kKind, handle);
+    return detail.empty() ? Hex(reinterpret_cast<std::uintptr_t>(handle)) : detail;
+}
+
+HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name)
+{
+    Call call(L"CreateMutexW", owned, name);
+    return Opened(call, CreateMutexW(attributes, owned, name), L"mutex ", name);
+}
+
+HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
+{
+    Call call(L"OpenMutexW", access, name);
+    return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
+}
+
+HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
+                                 LPCWSTR name)
+{
+    Call call(L"CreateEventW", manual, initial, name);
+    return Opened(call, CreateEventW(attributes, manual, initial, name), L"event ", name);
+}
+
+HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
+{
+    Call call(L"OpenEventW", access, name);
+    return Opened(call, OpenEventW(access, inherit, name), L"event ", name);
+}
+
+HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
+                                LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
+                                HANDLE model)
+{
+    Call call(L"CreateFileW", name, access, share, disposition, flags);
+    return Opened(call, CreateFileW(name, access, share, attributes, disposition, flags, model),
+                  L"file ", name);
+}
+
+BOOL WINAPI DoubleCloseHandle(HANDLE handle)
+{
+    Call call(L"CloseHandle", Known(handle));
+    if (!ForgetToken(handle) && IsOpen(kKind, handle))
+    {
+        CountClosed(kKind, handle);
+    }
+    const BOOL closed = CloseHandle(handle);
+    if (!closed)
+    {
+        CountMisuse(kKind, L"closed that is not open");
+    }
+    return call.Return(closed);
+}
+
+DWORD WINAPI DoubleWaitForSingleObject(HANDLE handle, DWORD milliseconds)
+{
+    Call call(L"WaitForSingleObject", Known(handle), milliseconds);
+    return call.Return(WaitForSingleObject(handle, milliseconds));
+}
+
+BOOL WINAPI DoubleSetEvent(HANDLE handle)
+{
+    Call call(L"SetEvent", Known(handle));
+    return call.Return(SetEvent(handle));
+}
+
+BOOL WINAPI DoubleReleaseMutex(HANDLE handle)
+{
+    Call call(L"ReleaseMutex", Known(handle));
+    return call.Return(ReleaseMutex(handle));
+}
+
+void WINAPI DoubleSleep(DWORD milliseconds)
+{
+    Call call(L"Sleep", milliseconds);
+    Sleep(milliseconds);
+    call.Return(0);
+}
+
+BOOL WINAPI DoubleDeleteFileW(LPCWSTR name)
+{
+    Call call(L"DeleteFileW", name);
+    return call.Return(DeleteFileW(name));
+}
+
+BOOL WINAPI DoubleMoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags)
+{
+    Call call(L"MoveFileExW", from, to, flags);
+    return call.Return(MoveFileExW(from, to, flags));
+}
+
+} // namespace
+
+void AddKernelObjectDoubles(DoubleList& list)
+{
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateMutexW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", OpenMutexW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateEventW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", OpenEventW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CloseHandle);
+    PALVOLAB_DOUBLE(list, "KERNEL32", WaitForSingleObject);
+    PALVOLAB_DOUBLE(list, "KERNEL32", SetEvent);
+    PALVOLAB_DOUBLE(list, "KERNEL32", ReleaseMutex);
+    PALVOLAB_DOUBLE(list, "KERNEL32", Sleep);
+    PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", MoveFileExW);
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,112 @@
+#include "ComDoubles.h"
+
+#include "CallRecord.h"
+#include "LeakRecord.h"
+
+#include <objbase.h>
+#include <oleauto.h>
+
+namespace PalvoLab
+{
+namespace
+{
+
+constexpr wchar_t kText[] = L"COM text";
+
+bool isSecuritySet = false;
+
+bool IsComInitialised()
+{
+    APTTYPE type = {};
+    APTTYPEQUALIFIER qualifier = {};
+    static const auto real = PALVOLAB_REAL("ole32.dll", CoGetApartmentType);
+    return real(&type, &qualifier) != CO_E_NOTINITIALIZED;
+}
+
+// Wine takes every call; Windows takes one between the first initialisation of COM and the last
+// uninitialisation.
+HRESULT WINAPI DoubleCoInitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG serviceCount,
+                                          SOLE_AUTHENTICATION_SERVICE* services, void* reserved1,
+                                          DWORD authentication, DWORD impersonation, void* list,
+                                          DWORD capabilities, void* reserved3)
+{
+    Call call(L"CoInitializeSecurity", static_cast<std::uint32_t>(serviceCount), authentication,
+              impersonation, capabilities);
+    const auto decide = [&]() -> HRESULT
+    {
+        if (reserved1 != nullptr || reserved3 != nullptr || serviceCount < -1 ||
+            (serviceCount > 0 && services == nullptr) ||
+            authentication > RPC_C_AUTHN_LEVEL_PKT_PRIVACY ||
+            impersonation > RPC_C_IMP_LEVEL_DELEGATE)
+        {
+            return E_INVALIDARG;
+        }
+        if (!IsComInitialised())
+        {
+            return CO_E_NOTINITIALIZED;
+        }
+        if (isSecuritySet)
+        {
+            return RPC_E_TOO_LATE;
+        }
+        static const auto real = PALVOLAB_REAL("ole32.dll", CoInitializeSecurity);
+        const HRESULT result = real(descriptor, serviceCount, services, reserved1, authentication,
+                                    impersonation, list, capabilities, reserved3);
+        isSecuritySet = SUCCEEDED(result);
+        return result;
+    };
+    return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(decide())));
+}
+
+BSTR WINAPI DoubleSysAllocString(const OLECHAR* text)
+{
+    Call call(L"SysAllocString", text);
+    static const auto real = PALVOLAB_REAL("oleaut32.dll", SysAllocString);
+    const BSTR made = real(text);
+    if (made != nullptr)
+    {
+        CountOpened(kText, made, text);
+    }
+    return call.Return(made);
+}
+
+void WINAPI DoubleSysFreeString(BSTR text)
+{
+    Call call(L"SysFreeString", static_cast<const wchar_t*>(text));
+    // Texts come from elsewhere too; only those that the lab saw are counted.
+    if (text != nullptr && IsOpen(kText, text))
+    {
+        CountClosed(kText, text);
+    }
+    static const auto real = PALVOLAB_REAL("oleaut32.dll", SysFreeString);
+    real(text);
+    call.Return(0);
+}
+
+HRESULT WINAPI DoubleVariantClear(VARIANTARG* variant)
+{
+    Call call(L"VariantClear", variant);
+    if (variant != nullptr && variant->vt == VT_BSTR && IsOpen(kText, variant->bstrVal))
+    {
+        CountClosed(kText, variant->bstrVal);
+    }
+    static const auto real = PALVOLAB_REAL("oleaut32.dll", VariantClear);
+    return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(real(variant))));
+}
+
+} // namespace
+
+void AddComDoubles(DoubleList& list)
+{
+    PALVOLAB_DOUBLE(list, "OLE32", CoInitializeSecurity);
+    PALVOLAB_DOUBLE(list, "OLEAUT32", SysAllocString);
+    PALVOLAB_DOUBLE(list, "OLEAUT32", SysFreeString);
+    PALVOLAB_DOUBLE(list, "OLEAUT32", VariantClear);
+}
+
+void ForgetComSecurity()
+{
+    isSecuritySet = false;
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,59 @@
+#include "LogonEvents.h"
+
+#include "WindowsApi.h"
+
+namespace PalvoLab
+{
+namespace
+{
+
+// How the security log writes Yes and No: numbers of its message table.
+constexpr wchar_t kYes[] = L"%%1842";
+constexpr wchar_t kNo[] = L"%%1843";
+
+using VersionFunction = LONG(WINAPI*)(OSVERSIONINFOW*);
+
+Event MakeEvent(const std::wstring& user, const std::wstring& domain, unsigned logonType,
+                bool isElevated, bool isVirtual)
+{
+    Event event = LogonEvent(user, domain, logonType);
+    if (IsWindows10())
+    {
+        event.parameters.emplace_back(L"VirtualAccount", isVirtual ? kYes : kNo);
+        event.parameters.emplace_back(L"ElevatedToken", isElevated ? kYes : kNo);
+    }
+    return event;
+}
+
+} // namespace
+
+std::vector<Event> LogonEvents(const User& user, std::uint32_t session, unsigned logonType)
+{
+    std::vector<Event> events;
+    if (IsWindows10())
+    {
+        events.push_back(MakeEvent(L"UMFD-" + std::to_wstring(session), L"Font Driver Host",
+                                   kInteractiveLogon, false, true));
+    }
+    if (user.kind != UserKind::Standard)
+    {
+        events.push_back(MakeEvent(user.name, ComputerName(), logonType, true, false));
+    }
+    if (user.kind != UserKind::FullAdmin)
+    {
+        events.push_back(MakeEvent(user.name, ComputerName(), logonType, false, false));
+    }
+    return events;
+}
+
+bool IsWindows10()
+{
+    // The kernel's own answer does not depend on this program's manifest.
+    const auto version = reinterpret_cast<VersionFunction>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
+    OSVERSIONINFOW information = {};
+    information.dwOSVersionInfoSize = sizeof information;
+    return version(&information) == 0 && information.dwMajorVersion >= 10;
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,319 @@
+#include "SchedulerCommands.h"
+
+#include "TaskInstances.h"
+#include "TaskRunner.h"
+#include "TaskSchedulerInterfaces.h"
+#include "TaskStart.h"
+#include "TaskXml.h"
+#include "Text.h"
+
+#include <algorithm>
+
+namespace PalvoLab
+{
+namespace
+{
+
+constexpr std::uint32_t kDefaultWait = 60000;
+constexpr std::uint64_t kNoLength = ~std::uint64_t{0};
+constexpr std::uint64_t kLongestTurn = 10 * 365 * 24; // hours
+
+std::wstring ResultText(std::uint32_t result)
+{
+    switch (result)
+    {
+    case static_cast<std::uint32_t>(SchedulerResult::HasNotRun):
+        return Hex(result) + L" (has not run)";
+    case static_cast<std::uint32_t>(SchedulerResult::Running):
+        return Hex(result) + L" (running)";
+    case static_cast<std::uint32_t>(SchedulerResult::Terminated):
+        return Hex(result) + L" (terminated)";
+    default:
+        return Hex(result);
+    }
+}
+
+std::wstring StartText(const TaskStart& start)
+{
+    const std::wstring head = start.task + L" (" + start.reason + L")";
+    switch (start.outcome)
+    {
+    case StartOutcome::Started:
+        return L"started: " + head + L" process " + std::to_wstring(start.processId) + L": " +
+               start.commandLine;
+    case StartOutcome::Queued:
+        return L"queued: " + head;
+    case StartOutcome::Ignored:
+        return L"ignored: " + head + L": an instance runs";
+    case StartOutcome::Disabled:
+        return L"not started: " + head + L": disabled";
+    case StartOutcome::NoProgram:
+        break;
+    }
+    return L"not started: " + head + L": the program could not be started: " + start.commandLine;
+}
+
+int PrintStarts(const std::vector<TaskStart>& starts)
+{
+    for (const TaskStart& start : starts)
+    {
+        Print(StartText(start));
+    }
+    return kDone;
+}
+
+std::wstring RawText(const PropertyBag& bag, const wchar_t* name)
+{
+    const auto number = bag.Number(name);
+    return number ? std::to_wstring(*number) : L"not put";
+}
+
+std::wstring TriggerText(const TriggerData& trigger)
+{
+    const std::wstring id = L" \"" + trigger.properties.Text(L"Id").value_or(L"") + L"\"";
+    if (trigger.type == TASK_TRIGGER_EVENT)
+    {
+        return L"event" + id + L" " + trigger.properties.Text(L"Subscription").value_or(L"");
+    }
+    return L"daily" + id + L" from " + trigger.properties.Text(L"StartBoundary").value_or(L"") +
+           L" every " + trigger.repetition.Text(L"Interval").value_or(L"day");
+}
+
+std::wstring RunningText(const std::wstring& task)
+{
+    std::wstring text;
+    for (const TaskInstance& instance : LiveInstancesOf(task))
+    {
+        text += (text.empty() ? L"" : L", ") + std::wstring(L"process ") +
+                std::to_wstring(instance.processId) + L" since " + FormatLabTime(instance.started);
+    }
+    return text.empty() ? L"none" : text;
+}
+
+void ShowTask(const StoredTask& task)
+{
+    const PropertyBag& settings = task.data.settings;
+    const TaskHistory history = LoadHistory(task.name);
+    Print(L"task: " + task.name);
+    Print(L"  enabled: " + RawText(settings, L"Enabled") + L"  hidden: " +
+          RawText(settings, L"Hidden") + L"  instances: " +
+          RawText(settings, L"MultipleInstances"));
+    Print(L"  account: " + task.registration.Text(L"UserId").value_or(L"") + L"  run level: " +
+          RawText(task.data.principal, L"RunLevel"));
+    Print(L"  action: " + CommandLineOf(task));
+    for (const auto& trigger : task.data.triggers)
+    {
+        Print(L"  trigger: " + TriggerText(*trigger));
+    }
+    const auto next = NextRun(task, ClockNow());
+    Print(L"  next run: " + (next ? FormatLabTime(*next) : std::wstring(L"none")));
+    Print(L"  last run: " + history.lastRun.value_or(L"never"));
+    Print(L"  last result: " + ResultText(history.lastResult));
+    Print(L"  missed runs: " + std::to_wstring(history.missedRuns) + L"  queued: " +
+          std::to_wstring(history.queued));
+    Print(L"  running: " + RunningText(task.name));
+}
+
+void ShowBag(const std::wstring& part, const PropertyBag& bag)
+{
+    for (const auto& [name, value] : bag.All())
+    {
+        const auto* text = std::get_if<std::wstring>(&value);
+        Print(part + L"." + name + L"=" +
+              (text != nullptr ? *text : std::to_wstring(std::get<std::int32_t>(value))));
+    }
+}
+
+void ShowRaw(const StoredTask& task)
+{
+    ShowBag(L"Registration", task.registration);
+    ShowBag(L"RegistrationInfo", task.data.registrationInfo);
+    ShowBag(L"Principal", task.data.principal);
+    ShowBag(L"Settings", task.data.settings);
+    for (std::size_t i = 0; i < task.data.triggers.size(); ++i)
+    {
+        const std::wstring part = L"Trigger" + std::to_wstring(i);
+        Print(part + L".Type=" + std::to_wstring(task.data.triggers[i]->type));
+        ShowBag(part, task.data.triggers[i]->properties);
+        ShowBag(part + L".Repetition", task.data.triggers[i]->repetition);
+    }
+    for (std::size_t i = 0; i < task.data.actions.size(); ++i)
+    {
+        const std::wstring part = L"Action" + std::to_wstring(i);
+        Print(part + L".Type=" + std::to_wstring(task.data.actions[i]->type));
+        ShowBag(part, task.data.actions[i]->properties);
+    }
+}
+
+int WaitForTasks(std::uint32_t milliseconds)
+{
+    const std::uint64_t begin = GetTickCount64();
+    while (true)
+    {
+        std::vector<TaskInstance> running;
+        {
+            const LabLock lock(kSchedulerLock);
+            running = LiveInstances();
+        }
+        if (running.empty())
+        {
+            return kDone;
+        }
+        // A queued start takes the place of one that ends, so one look is not enough.
+        const std::uint64_t passed = GetTickCount64() - begin;
+        if (passed >= milliseconds ||
+            !AwaitEnd(running, static_cast<std::uint32_t>(milliseconds - passed)))
+        {
+            return Complain(L"tasks still run", kTimedOut);
+        }
+    }
+}
+
+int StopTask(const std::wstring& name)
+{
+    std::vector<TaskInstance> running;
+    {
+        const LabLock lock(kSchedulerLock);
+        running = LiveInstancesOf(name);
+    }
+    Terminate(running);
+    return kDone;
+}
+
+// Commands on one task.
+int RunOnTask(const std::wstring& what, const StoredTask& task)
+{
+    if (what == L"xml")
+    {
+        for (const std::wstring& line : Split(TaskXml(task), L'\n'))
+        {
+            if (!line.empty())
+            {
+                Print(line);
+            }
+        }
+        return kDone;
+    }
+    if (what == L"raw")
+    {
+        ShowRaw(task);
+        return kDone;
+    }
+    if (what == L"run")
+    {
+        const TaskStart start = RunTaskNow(task);
+        PrintStarts({start});
+        return start.outcome == StartOutcome::Started || start.outcome == StartOutcome::Queued
+                   ? kDone
+                   : kFailed;
+    }
+    if (what == L"stop")
+    {
+        return StopTask(task.name);
+    }
+    if (what == L"delete")
+    {
+        return RemoveTask(task.name) ? kDone : kFailed;
+    }
+    if (what == L"protect" || what == L"release")
+    {
+        ProtectTask(task.name, what == L"protect");
+        return kDone;
+    }
+    return Misused(L"tasks");
+}
+
+// "4", "1:30": a length in seconds.
+std::optional<std::uint64_t> ParseLength(const std::wstring& text)
+{
+    const std::vector<std::wstring> parts = Split(text, L':');
+    const auto hours = ParseNumber(parts[0]);
+    const auto minutes =
+        parts.size() == 2 ? ParseNumber(parts[1]) : std::optional<std::uint64_t>(0);
+    if (parts.size() > 2 || !hours || *hours > kLongestTurn || !minutes || *minutes > 59)
+    {
+        return std::nullopt;
+    }
+    return *hours * 3600 + *minutes * 60;
+}
+
+} // namespace
+
+int RunTasks(const Arguments& arguments)
+{
+    const std::size_t count = arguments.size();
+    if (count == 0)
+    {
+        for (const StoredTask& task : LoadTasks())
+        {
+            ShowTask(task);
+        }
+        return kDone;
+    }
+    if (arguments[0] == L"history" && count == 1)
+    {
+        for (const std::string& line : SchedulerLog())
+        {
+            PrintBytes(line + "\n");
+        }
+        return kDone;
+    }
+    if (arguments[0] == L"wait" && count <= 2)
+    {
+        const auto limit =
+            count == 2 ? ParseNumber(arguments[1]) : std::optional<std::uint64_t>(kDefaultWait);
+        return limit && *limit < INFINITE ? WaitForTasks(static_cast<std::uint32_t>(*limit))
+                                          : Misused(L"tasks");
+    }
+    if (count != 2)
+    {
+        return Misused(L"tasks");
+    }
+    const auto task = LoadTask(ReplaceEscapes(arguments[1]));
+    return task ? RunOnTask(arguments[0], *task)
+                : Complain(L"there is no task '" + arguments[1] + L"'");
+}
+
+int RunClock(const Arguments& given)
+{
+    Arguments arguments = given;
+    ClockTurn turn;
+    turn.isMachineOff = TakeFlag(arguments, L"--off");
+    if (const auto grace = TakeOption(arguments, L"--grace"))
+    {
+        turn.graceMilliseconds = static_cast<std::uint32_t>(
+            std::min<std::uint64_t>(ParseNumber(*grace).value_or(0), INFINITE - 1));
+    }
+    if (arguments.empty())
+    {
+        Print(FormatLabTime(ClockNow()));
+        return kDone;
+    }
+    constexpr std::uint64_t day = 24 * 3600;
+    const std::uint64_t length =
+        arguments.size() == 2 ? ParseLength(arguments[1]).value_or(kNoLength) : kNoLength;
+    LabTime to = ClockNow();
+    if (arguments[0] == L"forward" && length != kNoLength)
+    {
+        to += length;
+    }
+    else if (arguments[0] == L"to" && length < day)
+    {
+        const LabTime today = to / day * day + length;
+        to = today > to ? today : today + day;
+    }
+    else
+    {
+        return Misused(L"clock");
+    }
+    PrintStarts(TurnClock(to, turn));
+    Print(FormatLabTime(ClockNow()));
+    return kDone;
+}
+
+void StartDueTasks()
+{
+    PrintStarts(RunDueTasks());
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,203 @@
+#include "Check.h"
+
+#include <wtsapi32.h>
+
+#include <sddl.h>
+#include <userenv.h>
+
+#include <string>
+#include <vector>
+
+using namespace PalvoLab;
+
+namespace
+{
+
+HANDLE SessionToken(ULONG session)
+{
+    HANDLE token = nullptr;
+    return WTSQueryUserToken(session, &token) ? token : nullptr;
+}
+
+HANDLE Duplicate(HANDLE token, DWORD access, SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type)
+{
+    HANDLE made = nullptr;
+    return DuplicateTokenEx(token, access, nullptr, level, type, &made) ? made : nullptr;
+}
+
+bool IsAdministrator(HANDLE impersonationToken, BOOL& member)
+{
+    BYTE sid[SECURITY_MAX_SID_SIZE] = {};
+    DWORD size = sizeof sid;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
+    return CheckTokenMembership(impersonationToken, sid, &member) != FALSE;
+}
+
+HANDLE ServiceToken(const wchar_t* domain, const wchar_t* name, DWORD type)
+{
+    HANDLE token = nullptr;
+    return LogonUserW(name, domain, nullptr, type, LOGON32_PROVIDER_DEFAULT, &token) ? token
+                                                                                     : nullptr;
+}
+
+std::wstring CurrentName()
+{
+    wchar_t name[64] = {};
+    DWORD size = 64;
+    GetUserNameW(name, &size);
+    return name;
+}
+
+} // namespace
+
+LAB_TEST(OnlyTheSystemGetsSessionTokens)
+{
+    CHECK_FAILS(SessionToken(0), ERROR_NO_TOKEN);
+    CHECK_FAILS(SessionToken(99), 7022);
+    BecomeAccount(L"Administrator");
+    CHECK_FAILS(SessionToken(1), ERROR_PRIVILEGE_NOT_HELD);
+    BecomeAccount(L"SYSTEM");
+    const HANDLE token = SessionToken(2);
+    CHECK(token != nullptr);
+    CHECK(CloseHandle(token));
+    CHECK_FAILS(CloseHandle(token), ERROR_INVALID_HANDLE);
+}
+
+LAB_TEST(ATokenTellsItsUserInTwoCalls)
+{
+    const HANDLE token = SessionToken(1);
+    DWORD size = 0;
+    CHECK_FAILS(GetTokenInformation(token, TokenUser, nullptr, 0, &size),
+                ERROR_INSUFFICIENT_BUFFER);
+    std::vector<BYTE> buffer(size);
+    CHECK(GetTokenInformation(token, TokenUser, buffer.data(), size, &size));
+    LPWSTR text = nullptr;
+    ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text);
+    CHECK(SidOf(L"alice") == text);
+    LocalFree(text);
+    CloseHandle(token);
+    CHECK_FAILS(GetTokenInformation(token, TokenUser, nullptr, 0, &size), ERROR_INVALID_HANDLE);
+}
+
+LAB_TEST(ASplitTokenLeadsToItsOtherHalf)
+{
+    const HANDLE limited = SessionToken(1);
+    TOKEN_ELEVATION_TYPE type = TokenElevationTypeDefault;
+    DWORD size = 0;
+    CHECK(GetTokenInformation(limited, TokenElevationType, &type, sizeof type, &size));
+    CHECK(type == TokenElevationTypeLimited);
+    TOKEN_LINKED_TOKEN linked = {};
+    CHECK(GetTokenInformation(limited, TokenLinkedToken, &linked, sizeof linked, &size));
+    const HANDLE half = Duplicate(limited, TOKEN_QUERY, SecurityImpersonation, TokenImpersonation);
+    const HANDLE full =
+        Duplicate(linked.LinkedToken, TOKEN_QUERY, SecurityImpersonation, TokenImpersonation);
+    BOOL member = TRUE;
+    CHECK(IsAdministrator(half, member) && !member);
+    CHECK(IsAdministrator(full, member) && member);
+    for (const HANDLE handle : {limited, linked.LinkedToken, half, full})
+    {
+        CHECK(CloseHandle(handle));
+    }
+    const HANDLE whole = SessionToken(2);
+    CHECK_FAILS(GetTokenInformation(whole, TokenLinkedToken, &linked, sizeof linked, &size), 1312);
+    CloseHandle(whole);
+}
+
+LAB_TEST(MembershipWantsAnImpersonationToken)
+{
+    const HANDLE primary = SessionToken(2);
+    BOOL member = TRUE;
+    CHECK_FAILS(IsAdministrator(primary, member), ERROR_NO_IMPERSONATION_TOKEN);
+    CHECK(IsAdministrator(nullptr, member) && member);
+    CloseHandle(primary);
+}
+
+LAB_TEST(ATokenForLookingAtIsNoGoodForActing)
+{
+    const HANDLE primary = SessionToken(2);
+    const HANDLE query = Duplicate(primary, TOKEN_QUERY, SecurityImpersonation, TokenImpersonation);
+    CHECK_FAILS(ImpersonateLoggedOnUser(query), ERROR_ACCESS_DENIED);
+    CHECK_FAILS(Duplicate(query, TOKEN_QUERY, SecurityImpersonation, TokenPrimary),
+                ERROR_ACCESS_DENIED);
+    const HANDLE identify =
+        Duplicate(primary, MAXIMUM_ALLOWED, SecurityIdentification, TokenImpersonation);
+    CHECK_FAILS(Duplicate(identify, MAXIMUM_ALLOWED, SecurityImpersonation, TokenPrimary),
+                ERROR_BAD_IMPERSONATION_LEVEL);
+    CHECK_FAILS(SetThreadToken(nullptr, primary), ERROR_BAD_TOKEN_TYPE);
+    for (const HANDLE handle : {primary, query, identify})
+    {
+        CloseHandle(handle);
+    }
+}
+
+LAB_TEST(AnImpersonatingThreadIsItsUser)
+{
+    const HANDLE token = SessionToken(2);
+    CHECK(CurrentName() == L"SYSTEM");
+    CHECK(ImpersonateLoggedOnUser(token));
+    CHECK(CurrentName() == L"bob");
+    HANDLE other = nullptr;
+    CHECK_FAILS(WTSQueryUserToken(1, &other), ERROR_PRIVILEGE_NOT_HELD);
+    CHECK(RevertToSelf());
+    CHECK(CurrentName() == L"SYSTEM");
+    CloseHandle(token);
+    CHECK_FAILS(ImpersonateLoggedOnUser(token), ERROR_INVALID_HANDLE);
+}
+
+LAB_TEST(OnlyTheSystemLogsServicesOn)
+{
+    const HANDLE token = ServiceToken(L"NT AUTHORITY", L"Local Service", LOGON32_LOGON_SERVICE);
+    CHECK(token != nullptr);
+    CloseHandle(token);
+    CHECK_FAILS(ServiceToken(L"NT AUTHORITY", L"Local Service", LOGON32_LOGON_INTERACTIVE),
+                ERROR_LOGON_TYPE_NOT_GRANTED);
+    CHECK_FAILS(ServiceToken(L"NT AUTHORITY", L"Nobody", LOGON32_LOGON_SERVICE),
+                ERROR_LOGON_FAILURE);
+    BecomeAccount(L"Administrator");
+    CHECK_FAILS(ServiceToken(L"NT AUTHORITY", L"Local Service", LOGON32_LOGON_SERVICE),
+                ERROR_LOGON_FAILURE);
+}
+
+LAB_TEST(ProcessesAsAnotherUserNeedThePrivilegeAndAPrimaryToken)
+{
+    const HANDLE token = SessionToken(2);
+    const HANDLE impersonation =
+        Duplicate(token, MAXIMUM_ALLOWED, SecurityImpersonation, TokenImpersonation);
+    std::wstring command = L"C:\\no\\such\\program.exe";
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION made = {};
+    const auto create = [&](HANDLE with)
+    {
+        return CreateProcessAsUserW(with, nullptr, command.data(), nullptr, nullptr, FALSE, 0,
+                                    nullptr, nullptr, &startup, &made);
+    };
+    CHECK_FAILS(create(impersonation), ERROR_BAD_TOKEN_TYPE);
+    BecomeAccount(L"Administrator");
+    CHECK_FAILS(create(token), ERROR_PRIVILEGE_NOT_HELD);
+    BecomeAccount(L"SYSTEM");
+    SetLastError(0);
+    CHECK(!create(token) &&
+          (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND));
+    CloseHandle(impersonation);
+    CloseHandle(token);
+    CHECK_FAILS(create(token), ERROR_INVALID_HANDLE);
+}
+
+LAB_TEST(AUsersEnvironmentNamesTheUser)
+{
+    const HANDLE token = SessionToken(2);
+    LPVOID block = nullptr;
+    CHECK(CreateEnvironmentBlock(&block, token, FALSE));
+    bool named = false;
+    for (const auto* variable = static_cast<const wchar_t*>(block); *variable != L'\0';
+         variable += std::wcslen(variable) + 1)
+    {
+        named = named || std::wstring(variable) == L"USERNAME=bob";
+    }
+    CHECK(named);
+    CHECK(DestroyEnvironmentBlock(block));
+    CHECK_FAILS(DestroyEnvironmentBlock(block), ERROR_INVALID_PARAMETER);
+    CloseHandle(token);
+    CHECK_FAILS(CreateEnvironmentBlock(&block, token, FALSE), ERROR_INVALID_HANDLE);
+}

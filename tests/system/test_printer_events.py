@@ -1,0 +1,205 @@
+"""The road of one printer event, on the shipped file."""
+
+import unittest
+
+from lab import SUPPORTED, Lab
+
+GUID = r"[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}"
+EVENT = ("-c", "-i", "NewOrChangedTask")
+
+
+class PrinterEvents(unittest.TestCase):
+    def setUp(self):
+        self.lab = Lab()
+        self.lab("reset")
+        # The event that was dealt with last: the scan never examines its printer.
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.assertEqual(self.lab.run(*EVENT).code, 0)
+
+    def test_a_run_without_supported_printers_stores_the_position_and_starts_nothing(self):
+        self.lab("printer", "add", "Foreign", "Foreign V4 Class Driver")
+        self.lab("printer", "add", "Old", "Legacy V3 Driver")
+        self.lab("printer", "add", "Plain", "Plain V4 Driver")
+        run = self.lab.run(*EVENT)
+        self.assertEqual(run.code, 0)
+        self.assertEqual(run.output, "")
+        self.assertEqual(run.log, [
+            "# Called with 3 argument(s): -c -i NewOrChangedTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, NewOrChangedTask, "
+            "-i NewOrChangedTask",
+            "Found 3 '300/306' events with IDs from 2 to 4.",
+            "- No supported printers need to be processed. Done. Exiting."])
+        self.assertEqual(run.siblings, [])
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 4))
+
+    def test_one_supported_printer_is_given_to_the_query_program_by_name(self):
+        self.lab("printer", "add", "Front Desk", SUPPORTED)
+        run = self.lab.run(*EVENT)
+        self.assertEqual(run.code, 0)
+        found = ("Found one pertinent, non-duplicate '300/306' event in the range of IDs from 2 to 2. "
+                 "One printer added or changed: 'Front Desk'")
+        self.assertEqual(run.log, [
+            "# Called with 3 argument(s): -c -i NewOrChangedTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, NewOrChangedTask, "
+            "-i NewOrChangedTask",
+            found,
+            "-Processing NewOrChanged event: NewOrChangedTask",
+            found,
+            "# Processing a configuration request from a NewOrChanged event event for 'Front Desk'.",
+            "Update UserPropertyBags With Desktop GUIDs before exiting after processing queued "
+            "request(s)",
+            "NewOrChanged event done...exiting.",
+            "",
+            ""])
+        self.assertEqual([(s.name, s.account, s.arguments, s.parent) for s in run.siblings], [
+            ("query", "LocalService", ' -e "Front Desk"', run.pid),
+            ("writer", "SYSTEM",
+             f' -e -i "PalvoPrinterConfiguration(NewOrChangedTask PID: {run.pid})"', run.pid)])
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 2))
+
+    def test_several_supported_printers_lead_to_a_full_run(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("printer", "add", "Two", SUPPORTED)
+        self.lab("printer", "change", "One")
+        run = self.lab.run(*EVENT)
+        self.assertIn("Found 3 '300/306' events with IDs from 2 to 4.", run.log)
+        self.assertIn("# Processing a configuration request from a NewOrChanged event event for "
+                      "multiple printers.", run.log)
+        self.assertEqual([s.arguments for s in run.siblings], [
+            " -c", f' -c -i "PalvoPrinterConfiguration(NewOrChangedTask PID: {run.pid})"'])
+
+    def test_a_changed_printer_counts_like_an_added_one(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab.run(*EVENT)
+        self.lab("printer", "change", "One")
+        run = self.lab.run(*EVENT)
+        self.assertIn("# Processing a configuration request from a NewOrChanged event event for "
+                      "'One'.", run.log)
+        self.assertEqual(run.siblings[0].arguments, ' -e "One"')
+
+    def test_more_than_5000_events_lead_to_a_full_run(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("event", "fill", "5001", "One")
+        run = self.lab.run(*EVENT)
+        self.assertEqual(run.code, 0)
+        self.assertEqual(run.log.count(
+            "Found more than 5000 unprocessed '300' and '306' events. Will stop counting and process "
+            "all printers."), 2)
+        self.assertIn("# Processing a configuration request from a NewOrChanged event event for "
+                      "multiple printers.", run.log)
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 5003))
+
+    def test_a_cleared_channel_sets_the_position_back(self):
+        self.lab("event", "clear")
+        run = self.lab.run(*EVENT)
+        self.assertEqual(run.log.count("Found no new '300/306' events with IDs > 0."), 2)
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 0))
+
+    def test_printer_names_of_any_characters_reach_the_query_program(self):
+        for name in ("Büro 2", 'say "hi"', "%s%n", "日本語プリンター"):
+            with self.subTest(name=name):
+                self.lab("printer", "add", name, SUPPORTED)
+                run = self.lab.run(*EVENT)
+                escaped = name.replace('"', '\\"')
+                self.assertEqual(run.siblings[0].arguments, f' -e "{escaped}"')
+
+    def test_a_line_with_characters_outside_the_code_page_reaches_the_log_whole(self):
+        self.lab("printer", "add", "日本 printer", SUPPORTED)
+        run = self.lab.run(*EVENT)
+        self.assertIn("# Processing a configuration request from a NewOrChanged event event for "
+                      "'?? printer'.", run.log)
+
+    def test_the_query_program_runs_as_this_account_when_local_service_cannot_log_on(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        run = self.lab.run(*EVENT, options=("--fault", "LogonUserW 1 1385 always"))
+        self.assertEqual([s.account for s in run.siblings], ["SYSTEM", "SYSTEM"])
+
+    def test_missing_siblings_do_not_stop_the_run(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("sibling", "query", "--missing")
+        self.lab("sibling", "writer", "--missing")
+        run = self.lab.run(*EVENT)
+        self.assertEqual((run.code, run.siblings), (0, []))
+        self.assertEqual(run.log[-3:], ["NewOrChanged event done...exiting.", "", ""])
+
+    def test_huge_codes_of_the_siblings_do_not_reach_the_exit_code(self):
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("sibling", "query", "--return", "4294967295")
+        self.lab("sibling", "writer", "--return", "2147483648")
+        self.assertEqual(self.lab.run(*EVENT).code, 0)
+
+    def test_a_run_gives_back_all_but_the_log_of_the_process(self):
+        self.lab("user", "add", "anna", "admin")
+        self.lab("user", "logon", "anna")
+        self.lab("printer", "add", "One", SUPPORTED)
+        run = self.lab.run(*EVENT)
+        leaks = [line.split(" ", 2)[2] for line in self.lab("show", "leaks").splitlines()
+                 if line.startswith(f"{run.pid} ")]
+        self.assertEqual(leaks, [
+            r"leak handle mutex Global\c:/programdata/palvo/printerdriver/v6.0/"
+            "palvoprinterconfiguration/palvoorvela",
+            "leak local memory SetEntriesInAclW"])
+
+
+class UserValues(unittest.TestCase):
+    def setUp(self):
+        self.lab = Lab()
+        self.lab("reset")
+
+    def add(self, name, kind):
+        sid = self.lab("user", "add", name, kind).strip()
+        self.lab("user", "logon", name)
+        return sid
+
+    def test_every_logged_on_user_gets_the_identity_values(self):
+        users = {name: self.add(name, kind) for name, kind in
+                 (("anna", "standard"), ("ben", "admin"), ("cleo", "fulladmin"))}
+        run = self.lab.run("-c", "-i", "UserLogonTask")
+        self.assertEqual(run.code, 0)
+        bags = self.lab.bags()
+        self.assertEqual({name: bags[sid]["IsAdmin"] for name, sid in users.items()}, {
+            "anna": ("REG_SZ", "0"), "ben": ("REG_SZ", "1"), "cleo": ("REG_SZ", "1")})
+        self.assertEqual(len({bags[sid]["UserId"][1] for sid in users.values()}), 3)
+        self.assertEqual(len({bags[sid]["DeviceId"][1] for sid in users.values()}), 1)
+        for sid in users.values():
+            self.assertRegex(bags[sid]["UserId"][1], f"^{GUID}$")
+            self.assertRegex(bags[sid]["DeviceId"][1], f"^{GUID}$")
+        updated = [line for line in run.log if line.startswith("Updated UserPropertyBag for ")]
+        self.assertEqual(len(updated), 3)
+        self.assertRegex(updated[0], rf"^Updated UserPropertyBag for '.*\\anna': UserId='{GUID}', "
+                         r"Src='anna : .*\..*\..*'$")
+
+    def test_a_disconnected_user_gets_the_values_too(self):
+        sid = self.add("anna", "standard")
+        self.lab("user", "disconnect", "anna")
+        self.lab.run("-c", "-i", "UserLogonTask")
+        self.assertIn("UserId", self.lab.bags()[sid])
+
+    def test_a_hive_that_cannot_be_written_is_passed_over(self):
+        anna, ben = self.add("anna", "standard"), self.add("ben", "standard")
+        self.lab("set", "hive-readonly", "anna", "on")
+        run = self.lab.run("-c", "-i", "UserLogonTask")
+        self.assertEqual(run.code, 0)
+        bags = self.lab.bags()
+        self.assertNotIn(anna, bags)
+        self.assertEqual(set(bags[ben]), {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})
+
+    def test_nobody_logged_on_means_no_identity_values(self):
+        run = self.lab.run("-c", "-i", "UserLogonTask")
+        self.assertEqual(run.code, 0)
+        for bag in self.lab.bags().values():
+            self.assertEqual(set(bag), {"DesktopAppGUIDs"})
+
+    def test_the_list_of_desktop_applications_is_stored_to_the_byte(self):
+        self.lab.run("-c", "-i", "UserLogonTask")
+        for hive, bag in self.lab.bags().items():
+            with self.subTest(hive=hive):
+                kind, text = bag["DesktopAppGUIDs"]
+                self.assertEqual(kind, "REG_SZ")
+                self.assertEqual(len(text), len("7.0:") + 6475)
+                self.assertEqual(text[:4], "7.0:")
+                self.assertEqual(len(text[4:].split(",")), 175)
+
+
+if __name__ == "__main__":
+    unittest.main()
