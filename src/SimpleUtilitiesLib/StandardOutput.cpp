@@ -9,5 +9,7 @@ namespace StandardOutput
 void Write(const std::wstring& text)
 {
     std::fputs(ToCodePage(text).c_str(), stdout);
+    // A run that ends in the middle has still said what it did.
+    std::fflush(stdout);
 }
 } // namespace StandardOutput

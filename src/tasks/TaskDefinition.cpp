@@ -29,13 +29,6 @@ constexpr std::array<Setting, 9> Settings = {
     [](ITaskSettings& s, BSTR) { return s.put_MultipleInstances(TASK_INSTANCES_PARALLEL); },
 };
 
-ComPointer<ITaskSettings> SettingsOf(ITaskDefinition& definition)
-{
-    ComPointer<ITaskSettings> settings;
-    Require(definition.get_Settings(settings.Receive()), L"\nCannot get settings pointer: %x");
-    return settings;
-}
-
 /// Creates a trigger and asks for the interface of its own type.
 template <class TriggerInterface>
 ComPointer<TriggerInterface> CreateTrigger(ITriggerCollection& triggers, TASK_TRIGGER_TYPE2 type,
@@ -65,8 +58,10 @@ void AddEventTrigger(ITriggerCollection& triggers, const wchar_t* id, const wcha
 void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, BSTR timeLimit)
 {
     // A refresh that still runs serves the new start too. The sentence is the first trigger's.
-    Require(SettingsOf(definition)->put_MultipleInstances(TASK_INSTANCES_IGNORE_NEW),
-            L"\nCannot create the first trigger: %x");
+    constexpr WideFormat<HRESULT> InstancesFailure = L"\nCannot create the first trigger: %x";
+    ComPointer<ITaskSettings> settings;
+    Require(definition.get_Settings(settings.Receive()), InstancesFailure);
+    Require(settings->put_MultipleInstances(TASK_INSTANCES_IGNORE_NEW), InstancesFailure);
     const auto trigger = CreateTrigger<IDailyTrigger>(
         triggers, TASK_TRIGGER_DAILY, IID_IDailyTrigger, L"\nCannot create the second trigger: %x");
     constexpr WideFormat<HRESULT> Failure =
@@ -101,7 +96,8 @@ void SetPrincipal(ITaskDefinition& definition)
 
 void SetSettings(ITaskDefinition& definition, BSTR timeLimit)
 {
-    const ComPointer<ITaskSettings> settings = SettingsOf(definition);
+    ComPointer<ITaskSettings> settings;
+    Require(definition.get_Settings(settings.Receive()), L"\nCannot get settings pointer: %x");
     for (const Setting set : Settings)
     {
         Require(set(*settings.Get(), timeLimit), L"\nCannot put settings info: %x");

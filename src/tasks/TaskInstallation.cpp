@@ -4,6 +4,8 @@
 #include "TaskDefinition.h"
 #include "TaskKinds.h"
 
+#include <utility>
+
 namespace
 {
 /// A VARIANT that borrows a COM text.
@@ -61,14 +63,14 @@ int DeleteByName(const std::wstring& name)
 
 int InstallTask(const std::wstring& programPath, const std::wstring& arguments, unsigned kind)
 {
-    const BStr timeLimit(SysAllocString(TaskTimeLimit));
+    BStr timeLimit(SysAllocString(TaskTimeLimit));
     if (!timeLimit)
     {
         return 1;
     }
     return RunComSequence(
-        [&] {
-            InstallSequence({programPath, arguments, kind}, timeLimit.Get());
+        [&programPath, &arguments, kind, limit = std::move(timeLimit)] {
+            InstallSequence({programPath, arguments, kind}, limit.Get());
         });
 }
 

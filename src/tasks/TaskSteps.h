@@ -4,6 +4,8 @@
 #include "Format.h"
 #include "TaskSchedulerInterfaces.h"
 
+#include <utility>
+
 /// A step of a sequence failed, and standard output says so. Leaves the sequence.
 struct TaskStepFailed
 {
@@ -24,8 +26,10 @@ template <class Sequence> int RunComSequence(Sequence sequence)
     try
     {
         const ComApartment apartment;
+        // What the sequence holds goes before COM does.
+        const Sequence held(std::move(sequence));
         RequireComSecurity(apartment);
-        sequence();
+        held();
         return 0;
     }
     catch (const TaskStepFailed&)

@@ -4,6 +4,7 @@ import os
 import re
 import subprocess
 import tempfile
+import time
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -65,7 +66,7 @@ class Lab:
         log_before, siblings_before = len(self.log()), len(self.siblings())
         tail = ["--raw", raw] if raw is not None else ["--", *arguments]
         output = self("run", *options, "--print-exit", *tail, check=False)
-        found = re.search(r"exit (\d+) pid (\d+)\n$", output)
+        found = re.search(r"(?:palvo-lab: )?exit (\d+) pid (\d+)\n$", output)
         if not found:
             raise AssertionError(f"the program did not end as it should:\n{output}")
         return Run(int(found[1]), output[:found.start()], int(found[2]),
@@ -125,11 +126,12 @@ class Lab:
         return runs
 
     def wait_for(self, condition, what):
-        """Asks again and again; each question takes the lab a while, so nothing spins."""
-        for _ in range(200):
-            if condition():
-                return
-        raise AssertionError(f"waited in vain for {what}")
+        """Asks until it is so. The files and the registry of another system tell no other way."""
+        end = time.monotonic() + SECONDS
+        while not condition():
+            if time.monotonic() > end:
+                raise AssertionError(f"waited in vain for {what}")
+            time.sleep(0.02)
 
     def bags(self):
         """{hive: {value: (type, data)}} of all printer property bags."""

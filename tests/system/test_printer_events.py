@@ -153,7 +153,7 @@ class UserValues(unittest.TestCase):
 
     def test_every_logged_on_user_gets_the_identity_values(self):
         users = {name: self.add(name, kind) for name, kind in
-                 (("anna", "standard"), ("ben", "admin"), ("cleo", "fulladmin"))}
+                 (("cleo", "fulladmin"), ("ben", "admin"), ("anna", "standard"))}
         run = self.lab.run("-c", "-i", "UserLogonTask")
         self.assertEqual(run.code, 0)
         bags = self.lab.bags()
@@ -166,8 +166,13 @@ class UserValues(unittest.TestCase):
             self.assertRegex(bags[sid]["DeviceId"][1], f"^{GUID}$")
         updated = [line for line in run.log if line.startswith("Updated UserPropertyBag for ")]
         self.assertEqual(len(updated), 3)
-        self.assertRegex(updated[0], rf"^Updated UserPropertyBag for '.*\\anna': UserId='{GUID}', "
+        self.assertRegex(updated[2], rf"^Updated UserPropertyBag for '.*\\anna': UserId='{GUID}', "
                          r"Src='anna : .*\..*\..*'$")
+
+    def test_a_hive_that_several_users_may_write_ends_with_the_last_ones_value(self):
+        anna, cleo = self.add("anna", "standard"), self.add("cleo", "fulladmin")
+        self.lab.run("-c", "-i", "UserLogonTask")
+        self.assertEqual({self.lab.bags()[sid]["IsAdmin"][1] for sid in (anna, cleo)}, {"1"})
 
     def test_a_disconnected_user_gets_the_values_too(self):
         sid = self.add("anna", "standard")
