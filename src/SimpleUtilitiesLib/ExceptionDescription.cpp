@@ -35,7 +35,9 @@ std::wstring ComBlock(const LegacyPlvComException& e)
 
 std::wstring WhatBlock(const std::exception& e)
 {
-    const std::string what = WhatText(e);
+    // The program's own exceptions answer with this very description: asking would never end.
+    const bool describesItself = dynamic_cast<const LegacyPlvException*>(&e) != nullptr;
+    const std::string what = describesItself ? std::string() : WhatText(e);
     return what.empty() ? L"\r\n\r\n\tNo additional information available.\r\n"
                         : Format(L"\r\n\r\n\t%S\r\n", what);
 }

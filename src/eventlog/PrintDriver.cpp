@@ -8,6 +8,13 @@ namespace
 {
 constexpr DWORD InfoLevel = 3;
 constexpr DWORD SupportedDriverModel = 4;
+
+/// The spooler's error as an HRESULT. A failure without a code is one all the same.
+HRESULT SpoolerFailure()
+{
+    const DWORD code = GetLastError();
+    return code == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(code);
+}
 } // namespace
 
 std::wstring FirstFileContaining(const wchar_t* files, const std::wstring& suffix)
@@ -37,12 +44,12 @@ HRESULT PrintDriver::GetDriverInfo(HANDLE printer, std::vector<BYTE>& buffer) co
     if (!GetPrinterDriverW(printer, nullptr, InfoLevel, nullptr, 0, &size) &&
         GetLastError() != ERROR_INSUFFICIENT_BUFFER)
     {
-        return HRESULT_FROM_WIN32(GetLastError());
+        return SpoolerFailure();
     }
     buffer.resize(size);
     if (!GetPrinterDriverW(printer, nullptr, InfoLevel, buffer.data(), size, &size))
     {
-        return HRESULT_FROM_WIN32(GetLastError());
+        return SpoolerFailure();
     }
     return S_OK;
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Replaced.h"
+
+#define SECURITY_WIN32
+#include <security.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Stands in for the calls that tell the names of the machine and of the thread's account. A name
+/// that is not there makes its call fail.
+class FakeNames
+{
+public:
+    FakeNames();
+
+    std::optional<std::wstring> computer = L"PC01";
+    std::optional<std::wstring> samCompatible = L"CORP\\Alice";
+    std::optional<std::wstring> dnsDomain = L"corp.example";
+    std::optional<std::wstring> user = L"Alice";
+
+    /// The buffer sizes that were given, in characters, in the order of the calls.
+    std::vector<DWORD> sizes;
+
+private:
+    bool Give(const std::optional<std::wstring>& name, LPWSTR buffer, DWORD* size);
+
+    Replaced<"KERNEL32", "GetComputerNameW", decltype(GetComputerNameW)> computerName;
+    Replaced<"KERNEL32", "GetComputerNameExW", decltype(GetComputerNameExW)> computerNameEx;
+    Replaced<"SECUR32", "GetUserNameExW", decltype(GetUserNameExW)> userNameEx;
+    Replaced<"ADVAPI32", "GetUserNameW", decltype(GetUserNameW)> userName;
+};

@@ -1,0 +1,140 @@
+#include "LegacyPlvException.h"
+
+#include "ScarceMemory.h"
+#include "WindowsHeaders.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+namespace
+{
+ExceptionRegistryRequest Sample(const std::wstring& details = L"d\x4E2D")
+{
+    return ExceptionRegistryRequest(details, L"a\\File", 7, L"Class::Method");
+}
+
+const char* const SampleText = "Object of class ExceptionRegistryRequest thrown from:\r\n\r\n"
+                               "File:\tFile\r\n"
+                               "Method:\tClass::Method()\r\n"
+                               "Line:\t7\r\n"
+                               "\r\nDetails:\r\n\td\xE4\xB8\xAD\r\n";
+
+static_assert(std::is_abstract_v<LegacyPlvException>);
+static_assert(std::is_base_of_v<std::exception, LegacyPlvException>);
+static_assert(std::is_base_of_v<LegacyPlvException, ExceptionRegistryRequest>);
+static_assert(std::is_base_of_v<LegacyPlvException, ExceptionNotEnoughBytesForDesiredDataType>);
+static_assert(std::is_base_of_v<std::exception, LegacyPlvComException>);
+static_assert(!std::is_base_of_v<LegacyPlvException, LegacyPlvComException>);
+
+TEST(LegacyPlvExceptionTest, EachKindHasItsIdentifier)
+{
+    EXPECT_STREQ(Sample().GetErrorId(), "001:000");
+    EXPECT_STREQ(ExceptionNotEnoughBytesForDesiredDataType(L"", L"", 0, L"").GetErrorId(),
+                 "003:000");
+}
+
+TEST(LegacyPlvExceptionTest, KeepsWhatItWasMadeOf)
+{
+    const ExceptionRegistryRequest e = Sample();
+    EXPECT_EQ(e.Details(), L"d\x4E2D");
+    EXPECT_EQ(e.File(), L"a\\File");
+    EXPECT_EQ(e.Line(), 7U);
+    EXPECT_EQ(e.Method(), L"Class::Method");
+}
+
+TEST(LegacyPlvExceptionTest, WhatIsTheDescriptionInUtf8)
+{
+    EXPECT_STREQ(Sample().what(), SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, WhatGivesTheSameBufferAgain)
+{
+    const ExceptionRegistryRequest e = Sample();
+    const char* first = e.what();
+    EXPECT_EQ(e.what(), first);
+    EXPECT_STREQ(first, SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, CopyHasABufferOfItsOwn)
+{
+    const ExceptionRegistryRequest e = Sample();
+    const char* what = e.what();
+    const ExceptionRegistryRequest copy = e;
+    EXPECT_NE(copy.what(), what);
+    EXPECT_STREQ(copy.what(), SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, CopyOutlivesTheOriginal)
+{
+    auto original = std::make_unique<ExceptionRegistryRequest>(Sample());
+    static_cast<void>(original->what());
+    const ExceptionRegistryRequest copy = *original;
+    original.reset();
+    EXPECT_STREQ(copy.what(), SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, WhatOf2047BytesIsWhole)
+{
+    const std::size_t empty = std::strlen(Sample(L"x").what()) - 1;
+    const ExceptionRegistryRequest e = Sample(std::wstring(2047 - empty, L'x'));
+    EXPECT_EQ(std::strlen(e.what()), 2047U);
+    EXPECT_EQ(e.what()[2046], '\n');
+}
+
+TEST(LegacyPlvExceptionTest, LongerWhatIsCutTo2047BytesAndAZero)
+{
+    const ExceptionRegistryRequest e = Sample(std::wstring(30'000, L'x'));
+    EXPECT_EQ(std::strlen(e.what()), 2047U);
+    EXPECT_EQ(e.what()[2046], 'x');
+}
+
+TEST(LegacyPlvExceptionTest, WhatLeavesTheLastErrorAlone)
+{
+    const ExceptionRegistryRequest e = Sample();
+    SetLastError(0xABCDE);
+    static_cast<void>(e.what());
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST(LegacyPlvExceptionTest, ReservedSlotDoesNothing)
+{
+    const ExceptionRegistryRequest e = Sample();
+    SetLastError(0xABCDE);
+    e.Reserved();
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+    EXPECT_STREQ(e.what(), SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, WhatWithoutMemoryForItsBufferIsEmpty)
+{
+    const ScarceMemory memory;
+    const ExceptionRegistryRequest e = Sample();
+    ScarceMemory::Allow(0);
+    const char* what = e.what();
+    ScarceMemory::End();
+    EXPECT_STREQ(what, "");
+}
+
+// In a process of its own: a description that asks for itself never ends.
+TEST(LegacyPlvExceptionDeathTest, WhatThatRunsOutOfMemoryHalfWayComesToAnEnd)
+{
+    EXPECT_EXIT(
+        {
+            const ScarceMemory memory;
+            const ExceptionRegistryRequest e = Sample();
+            static_cast<void>(e.what());
+            ScarceMemory::ForEveryRoom([&] { static_cast<void>(e.what()); }, [] {});
+            std::exit(std::strcmp(e.what(), SampleText) == 0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(LegacyPlvComExceptionTest, KeepsItsResult)
+{
+    EXPECT_EQ(static_cast<unsigned>(LegacyPlvComException(E_ACCESSDENIED).Result()), 0x80070005U);
+    EXPECT_STREQ(LegacyPlvComException(E_FAIL).what(), "");
+}
+} // namespace

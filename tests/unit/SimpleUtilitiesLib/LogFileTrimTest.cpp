@@ -1,0 +1,263 @@
+#include "LogFile.h"
+
+#include "Journal.h"
+#include "Replaced.h"
+#include "TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+using CreateFileDouble = Replaced<"KERNEL32", "CreateFileW", decltype(CreateFileW)>;
+using CopyFileDouble = Replaced<"KERNEL32", "CopyFileW", decltype(CopyFileW)>;
+using DeleteFileDouble = Replaced<"KERNEL32", "DeleteFileW", decltype(DeleteFileW)>;
+using WaitDouble = Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)>;
+using ReleaseDouble = Replaced<"KERNEL32", "ReleaseMutex", decltype(ReleaseMutex)>;
+
+constexpr std::size_t FourMebibytes = 4194304;
+
+/// Lines of 64 bytes with their numbers, `size` bytes in all; the last line may be cut.
+std::string NumberedLines(std::size_t size)
+{
+    std::string bytes;
+    bytes.reserve(size + 64);
+    for (std::size_t i = 0; bytes.size() < size; ++i)
+    {
+        std::string line = std::to_string(i);
+        line.resize(62, '.');
+        bytes += line + "\r\n";
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+class LogFileTrimTest : public testing::Test
+{
+protected:
+    /// What is in the file after a log was built on one of these bytes.
+    std::string After(const std::string& before)
+    {
+        folder.WriteFile(L"Log.log", before);
+        const LogFile log(folder.Path(), L"Log");
+        return FileBytes(log.Path());
+    }
+
+    /// A trimmed log without its last line, "Log trimmed.".
+    static std::string WithoutLastLine(const std::string& after)
+    {
+        if (!after.ends_with("): Log trimmed.\r\n"))
+        {
+            return "NOT TRIMMED";
+        }
+        return after.substr(0, after.rfind('['));
+    }
+
+    bool HasCopy() const
+    {
+        return GetFileAttributesW(folder.Of(L"Log.log.plvold").c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+    TemporaryFolder folder;
+};
+
+// EXPECT_EQ would print megabytes.
+void ExpectSame(const std::string& actual, const std::string& expected)
+{
+    EXPECT_EQ(actual.size(), expected.size());
+    EXPECT_TRUE(actual == expected);
+}
+
+TEST_F(LogFileTrimTest, LogOfExactlyFourMebibytesIsNotTrimmed)
+{
+    const std::string lines = NumberedLines(FourMebibytes);
+    ExpectSame(After(lines), lines);
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, OneByteMoreLeavesTheWholeLinesOfTheLastTwoMebibytes)
+{
+    const std::string lines = NumberedLines(FourMebibytes) + "x";
+    // The line that ends at byte 2,097,216 is the first to end behind the size less 2 MiB, 2,097,153.
+    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152));
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, LastLineIsWrittenAsAnyOther)
+{
+    const std::string after = After(NumberedLines(FourMebibytes + 64));
+    EXPECT_TRUE(after.ends_with("] SimpleUtilitiesLibTests(PID" +
+                                std::to_string(GetCurrentProcessId()) + "): Log trimmed.\r\n"));
+}
+
+TEST_F(LogFileTrimTest, TrimmedLogIsNotTrimmedAgain)
+{
+    const std::string once = After(NumberedLines(FourMebibytes + 64));
+    const LogFile again(folder.Path(), L"Log");
+    ExpectSame(FileBytes(again.Path()), once);
+}
+
+TEST_F(LogFileTrimTest, KeptLinesKeepEveryByte)
+{
+    std::string odd;
+    for (int byte = 0; byte < 256; ++byte)
+    {
+        odd += static_cast<char>(byte);
+    }
+    odd += "\n\n\r\r\n\x1A" "after control Z\r\n";
+    const std::string lines = NumberedLines(FourMebibytes) + odd;
+    const std::string after = WithoutLastLine(After(lines));
+    ExpectSame(after, lines.substr(lines.size() - after.size()));
+    EXPECT_TRUE(after.ends_with(odd));
+    EXPECT_GT(after.size(), 2097152U - 64U);
+}
+
+TEST_F(LogFileTrimTest, LogThatIsOneEndlessLineIsCutAtAPiece)
+{
+    const std::string line(FourMebibytes + 4096, 'x');
+    // Pieces of 4096 characters count 4097; 512 of them count 2,097,664, more than 2,101,248 is
+    // reached by the 513th, which starts at byte 2,097,152.
+    ExpectSame(WithoutLastLine(After(line)), line.substr(2097152));
+}
+
+TEST_F(LogFileTrimTest, OlderCopyIsOverwritten)
+{
+    folder.WriteFile(L"Log.log.plvold", "older\r\n");
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64));
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, CopyLiesBesideTheLog)
+{
+    std::vector<std::wstring> names;
+    const CopyFileDouble copy(
+        [&](LPCWSTR from, LPCWSTR to, BOOL failIfThere)
+        {
+            names = {from, to};
+            EXPECT_FALSE(failIfThere);
+            return decltype(copy)::Original(from, to, failIfThere);
+        });
+    After(NumberedLines(FourMebibytes + 64));
+    EXPECT_EQ(names, (std::vector<std::wstring>{folder.Of(L"Log.log"), folder.Of(L"Log.log.plvold")}));
+}
+
+TEST_F(LogFileTrimTest, FilesAreOpenedInOrderAndDenyOtherWriters)
+{
+    Journal journal;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            const std::wstring name = path;
+            EXPECT_EQ(security, nullptr);
+            EXPECT_EQ(flags, static_cast<DWORD>(FILE_ATTRIBUTE_NORMAL));
+            journal.push_back(name.substr(name.rfind(L'.')) +
+                              ((access & GENERIC_READ) != 0 ? L" read" : L"") +
+                              ((access & GENERIC_WRITE) != 0 ? L" write" : L"") +
+                              ((access & FILE_APPEND_DATA) != 0 ? L" append" : L"") + L", share " +
+                              std::to_wstring(sharing) + L", " + std::to_wstring(disposition));
+            return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                  flags, other);
+        });
+    After(NumberedLines(FourMebibytes + 64));
+    EXPECT_EQ(journal, (Journal{L".log write, share 3, 4", L".plvold read, share 1, 3",
+                                L".log read write, share 1, 2", L".log append, share 1, 4"}));
+}
+
+TEST_F(LogFileTrimTest, LastLineIsWrittenUnderTheMutexThatIsHeld)
+{
+    Journal journal;
+    const WaitDouble wait(
+        [&](HANDLE handle, DWORD milliseconds)
+        {
+            journal.push_back(L"wait " + std::to_wstring(milliseconds));
+            return decltype(wait)::Original(handle, milliseconds);
+        });
+    const ReleaseDouble release(
+        [&](HANDLE handle)
+        {
+            journal.push_back(L"release");
+            return decltype(release)::Original(handle);
+        });
+    After(NumberedLines(FourMebibytes + 64));
+    EXPECT_EQ(journal, (Journal{L"wait 5000", L"wait 5000", L"release", L"release"}));
+}
+
+TEST_F(LogFileTrimTest, LogThatCannotBeOpenedIsLeftAlone)
+{
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    folder.WriteFile(L"Log.log", lines);
+    {
+        const FileHandle other(CreateFileW(folder.Of(L"Log.log").c_str(), GENERIC_READ,
+                                           FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(other);
+        const LogFile log(folder.Path(), L"Log");
+    }
+    ExpectSame(FileBytes(folder.Of(L"Log.log")), lines);
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, LogWhoseSizeIsUnknownIsLeftAlone)
+{
+    const Replaced<"KERNEL32", "GetFileSizeEx", decltype(GetFileSizeEx)> fileSize(
+        [](HANDLE, PLARGE_INTEGER) { return FALSE; });
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    ExpectSame(After(lines), lines);
+}
+
+TEST_F(LogFileTrimTest, LogThatAProgramWritesMeanwhileIsKeptAndSaidToBeTrimmed)
+{
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            return disposition == CREATE_ALWAYS
+                       ? INVALID_HANDLE_VALUE
+                       : decltype(createFile)::Original(path, access, sharing, security,
+                                                        disposition, flags, other);
+        });
+    ExpectSame(WithoutLastLine(After(lines)), lines);
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, LogThatCannotBeCopiedKeepsItsLines)
+{
+    const CopyFileDouble copy([](LPCWSTR, LPCWSTR, BOOL) { return FALSE; });
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    ExpectSame(WithoutLastLine(After(lines)), lines);
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, CopyThatCannotBeOpenedIsDeletedAllTheSame)
+{
+    std::vector<std::wstring> deleted;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            return std::wstring(path).ends_with(L".plvold")
+                       ? INVALID_HANDLE_VALUE
+                       : decltype(createFile)::Original(path, access, sharing, security,
+                                                        disposition, flags, other);
+        });
+    const DeleteFileDouble deleteFile(
+        [&](LPCWSTR path)
+        {
+            deleted.emplace_back(path);
+            return decltype(deleteFile)::Original(path);
+        });
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    ExpectSame(WithoutLastLine(After(lines)), lines);
+    EXPECT_EQ(deleted, std::vector<std::wstring>{folder.Of(L"Log.log.plvold")});
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, CopyThatCannotBeReadStillGetsTheLastLine)
+{
+    const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
+        [](HANDLE, LARGE_INTEGER, PLARGE_INTEGER, DWORD) { return FALSE; });
+    EXPECT_EQ(WithoutLastLine(After(NumberedLines(FourMebibytes + 64))), "");
+    EXPECT_FALSE(HasCopy());
+}
+} // namespace

@@ -1,0 +1,145 @@
+#include "LogTrim.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+constexpr std::uint64_t TwoMebibytes = 2097152;
+
+/// The first byte that is kept of a log of these bytes and of `dropped` bytes more than 2 MiB in all,
+/// which is read in blocks of `blockSize`.
+std::optional<std::uint64_t> FirstKept(std::uint64_t dropped, const std::string& bytes,
+                                       std::size_t blockSize = 0x10000)
+{
+    LogTrim::Scanner scanner(TwoMebibytes + dropped);
+    for (std::size_t start = 0; start < bytes.size(); start += blockSize)
+    {
+        if (const auto found = scanner.Feed(std::string_view(bytes).substr(start, blockSize)))
+        {
+            return found;
+        }
+    }
+    return scanner.Finish();
+}
+
+std::string Line(std::size_t characters)
+{
+    return std::string(characters, 'x') + "\r\n";
+}
+
+TEST(LogTrimTest, LargestLogIsFourMebibytes)
+{
+    EXPECT_EQ(LogTrim::LargestLog, 4194304U);
+}
+
+TEST(LogTrimTest, LinesAreDroppedUntilTheCountIsMoreThanTheSizeLessTwoMebibytes)
+{
+    const std::string lines = Line(48) + Line(48) + Line(48) + Line(48);
+    EXPECT_EQ(FirstKept(49, lines), 0U);
+    EXPECT_EQ(FirstKept(50, lines), 50U);
+    EXPECT_EQ(FirstKept(99, lines), 50U);
+    EXPECT_EQ(FirstKept(100, lines), 100U);
+    EXPECT_EQ(FirstKept(101, lines), 100U);
+}
+
+TEST(LogTrimTest, LineWithoutACarriageReturnCountsAsIfItHadOne)
+{
+    const std::string lines = "12345678\n12345678\n12345678\n";
+    EXPECT_EQ(FirstKept(9, lines), 0U);
+    EXPECT_EQ(FirstKept(10, lines), 9U);
+    EXPECT_EQ(FirstKept(20, lines), 18U);
+}
+
+TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
+{
+    const std::string lines = Line(10000) + Line(8);
+    EXPECT_EQ(FirstKept(4096, lines), 0U);
+    EXPECT_EQ(FirstKept(4097, lines), 4096U);
+    EXPECT_EQ(FirstKept(8193, lines), 4096U);
+    EXPECT_EQ(FirstKept(8194, lines), 8192U);
+    // 10,000 characters and a line feed, and one for each of the three pieces.
+    EXPECT_EQ(FirstKept(10003, lines), 8192U);
+    EXPECT_EQ(FirstKept(10004, lines), 10002U);
+}
+
+TEST(LogTrimTest, LineOf4095CharactersAndItsLineFeedIsOnePiece)
+{
+    const std::string lines = Line(4095) + Line(8);
+    EXPECT_EQ(FirstKept(4096, lines), 0U);
+    EXPECT_EQ(FirstKept(4097, lines), 4097U);
+}
+
+TEST(LogTrimTest, LineFeedAfter4096CharactersIsAPieceOfItsOwn)
+{
+    const std::string lines = Line(4096) + Line(8);
+    EXPECT_EQ(FirstKept(4096, lines), 0U);
+    EXPECT_EQ(FirstKept(4097, lines), 4096U);
+    EXPECT_EQ(FirstKept(4098, lines), 4096U);
+    EXPECT_EQ(FirstKept(4099, lines), 4098U);
+}
+
+TEST(LogTrimTest, CarriageReturnThatNoLineFeedFollowsIsACharacter)
+{
+    const std::string lines = "a\rb\r\n" "cd\r\n";
+    EXPECT_EQ(FirstKept(4, lines), 0U);
+    EXPECT_EQ(FirstKept(5, lines), 5U);
+    const std::string twice = "a\r\r\n" "cd\r\n";
+    EXPECT_EQ(FirstKept(3, twice), 0U);
+    EXPECT_EQ(FirstKept(4, twice), 4U);
+}
+
+TEST(LogTrimTest, LastLineNeedsNoEnd)
+{
+    EXPECT_EQ(FirstKept(10, Line(8) + "abc"), 10U);
+    EXPECT_EQ(FirstKept(13, Line(8) + "abc"), 10U);
+    EXPECT_EQ(FirstKept(10, Line(8) + "\r"), 10U);
+}
+
+TEST(LogTrimTest, ThereIsNothingToKeepWhenTheCountStaysBehind)
+{
+    EXPECT_EQ(FirstKept(14, Line(8) + "abc"), std::nullopt);
+    EXPECT_EQ(FirstKept(0, ""), std::nullopt);
+}
+
+TEST(LogTrimTest, SmallerFileIsKeptWhole)
+{
+    LogTrim::Scanner scanner(5);
+    EXPECT_EQ(scanner.Feed("a\r\nb"), 0U);
+}
+
+TEST(LogTrimTest, AnyByteButTheLineFeedIsACharacter)
+{
+    std::string line;
+    for (int byte = 0; byte < 256; ++byte)
+    {
+        if (byte != '\n' && byte != '\r')
+        {
+            line += static_cast<char>(byte);
+        }
+    }
+    EXPECT_EQ(FirstKept(255, line + "\r\nnext\r\n"), 0U);
+    EXPECT_EQ(FirstKept(256, line + "\r\nnext\r\n"), 256U);
+}
+
+TEST(LogTrimTest, BlocksMayEndAnywhere)
+{
+    const std::string lines =
+        Line(20) + "a\rb\r\r\n" + Line(5000) + "\n\n" + Line(0) + Line(7) + "end\r";
+    for (std::uint64_t dropped = 0; dropped < lines.size() + 8; ++dropped)
+    {
+        const auto whole = FirstKept(dropped, lines);
+        EXPECT_EQ(FirstKept(dropped, lines, 1), whole) << "dropped " << dropped;
+        EXPECT_EQ(FirstKept(dropped, lines, 7), whole) << "dropped " << dropped;
+    }
+}
+
+TEST(LogTrimTest, AnswerStays)
+{
+    LogTrim::Scanner scanner(TwoMebibytes + 5);
+    EXPECT_EQ(scanner.Feed("abcd\r\nefgh\r\n"), 0U);
+    EXPECT_EQ(scanner.Feed("ijkl\r\n"), 0U);
+    EXPECT_EQ(scanner.Finish(), 0U);
+}
+} // namespace

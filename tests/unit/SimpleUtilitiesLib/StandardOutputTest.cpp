@@ -1,0 +1,27 @@
+#include "StandardOutput.h"
+
+#include "OutputCapture.h"
+#include "WindowsHeaders.h"
+
+namespace
+{
+TEST(StandardOutputTest, PrintsTheTextAsItIs)
+{
+    EXPECT_EQ(OutputOf([] { StandardOutput::Write(L"\tone\ntwo"); }), "\tone\ntwo");
+}
+
+TEST(StandardOutputTest, PercentSignsAreData)
+{
+    EXPECT_EQ(OutputOf([] { StandardOutput::Write(L"%s%n%d\n"); }), "%s%n%d\n");
+}
+
+TEST(StandardOutputTest, CharactersOutsideTheCodePageDoNotEndTheLine)
+{
+    if (GetACP() != 1252)
+    {
+        GTEST_SKIP() << "the expected bytes are those of code page 1252, this machine has "
+                     << GetACP();
+    }
+    EXPECT_EQ(OutputOf([] { StandardOutput::Write(L"a\x4E2D\xDC00z\n"); }), "a??z\n");
+}
+} // namespace

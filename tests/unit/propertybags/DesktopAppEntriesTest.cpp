@@ -1,0 +1,141 @@
+#include "DesktopAppEntries.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+using DesktopAppEntries::Remove;
+using DesktopAppEntries::Update;
+
+TEST(DesktopAppEntriesUpdateTest, EmptyValueBecomesTheOwnEntry)
+{
+    EXPECT_EQ(Update(L"", L"G"), L"7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, BlankValueBecomesTheOwnEntry)
+{
+    EXPECT_EQ(Update(L"   ", L"G"), L"7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, OtherWhiteSpaceIsAnEntry)
+{
+    EXPECT_EQ(Update(L"\t", L"G"), L"\t*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, OwnEntryIsAppendedToOthers)
+{
+    EXPECT_EQ(Update(L"6.0:A,B", L"G"), L"6.0:A,B*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, OwnEntryIsReplacedWhereItStands)
+{
+    EXPECT_EQ(Update(L"7.0:old*6.0:A", L"G"), L"7.0:G*6.0:A");
+    EXPECT_EQ(Update(L"6.0:A*7.0:old*8.0:B", L"G"), L"6.0:A*7.0:G*8.0:B");
+}
+
+TEST(DesktopAppEntriesUpdateTest, OnlyTheFirstOwnEntryIsReplaced)
+{
+    EXPECT_EQ(Update(L"7.0:one*7.0:two", L"G"), L"7.0:G*7.0:two");
+}
+
+TEST(DesktopAppEntriesUpdateTest, OwnEntryWithAnEmptyListIsReplaced)
+{
+    EXPECT_EQ(Update(L"7.0:", L"G"), L"7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, VersionWithoutAColonIsNotTheOwnEntry)
+{
+    EXPECT_EQ(Update(L"7.0", L"G"), L"7.0*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, EntryOfThreePartsIsNotTheOwnEntry)
+{
+    EXPECT_EQ(Update(L"7.0:a:b", L"G"), L"7.0:a:b*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, BlankBeforeTheVersionDoesNotMatch)
+{
+    EXPECT_EQ(Update(L" 7.0:a", L"G"), L" 7.0:a*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, LongerVersionDoesNotMatch)
+{
+    EXPECT_EQ(Update(L"7.00:a*17.0:b", L"G"), L"7.00:a*17.0:b*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, EmptyEntriesOfOthersKeepTheirPlaces)
+{
+    EXPECT_EQ(Update(L"**6.0:A*", L"G"), L"**6.0:A**7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, UpToDateValueStaysAsItIs)
+{
+    EXPECT_EQ(Update(L"6.0:A*7.0:G", L"G"), L"6.0:A*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, ForeignEntriesAreDataWhateverTheyHold)
+{
+    const std::wstring odd = std::wstring(L"%s%n:") + wchar_t{0xD800};
+    EXPECT_EQ(Update(odd, L"G"), odd + L"*7.0:G");
+}
+
+TEST(DesktopAppEntriesUpdateTest, HugeValueIsHandled)
+{
+    const std::wstring huge(524288, L'*');
+    EXPECT_EQ(Update(huge, L"G"), huge + L"*7.0:G");
+}
+
+TEST(DesktopAppEntriesRemoveTest, EmptyOrBlankValueIsNotWritten)
+{
+    EXPECT_FALSE(Remove(L"").has_value());
+    EXPECT_FALSE(Remove(L"  ").has_value());
+}
+
+TEST(DesktopAppEntriesRemoveTest, ValueWithoutTheOwnEntryIsNotWritten)
+{
+    EXPECT_FALSE(Remove(L"6.0:A,B").has_value());
+    EXPECT_FALSE(Remove(L"7.0").has_value());
+    EXPECT_FALSE(Remove(L"7.0:a:b").has_value());
+    EXPECT_FALSE(Remove(L" 7.0:a").has_value());
+}
+
+TEST(DesktopAppEntriesRemoveTest, FirstEntryGoesWithItsSeparator)
+{
+    EXPECT_EQ(Remove(L"7.0:old*6.0:A"), L"6.0:A");
+}
+
+TEST(DesktopAppEntriesRemoveTest, LastEntryLeavesItsSeparator)
+{
+    EXPECT_EQ(Remove(L"6.0:A*7.0:old"), L"6.0:A*");
+}
+
+TEST(DesktopAppEntriesRemoveTest, MiddleEntryGoesWithItsSeparator)
+{
+    EXPECT_EQ(Remove(L"5.0:Z*7.0:old*6.0:A"), L"5.0:Z*6.0:A");
+}
+
+TEST(DesktopAppEntriesRemoveTest, OnlyEntryLeavesEmptyText)
+{
+    EXPECT_EQ(Remove(L"7.0:old"), L"");
+}
+
+TEST(DesktopAppEntriesRemoveTest, OnlyTheFirstOwnEntryGoes)
+{
+    EXPECT_EQ(Remove(L"7.0:one*7.0:two"), L"7.0:two");
+}
+
+TEST(DesktopAppEntriesRemoveTest, EmptyAndBlankEntriesGoToo)
+{
+    EXPECT_EQ(Remove(L"*  *6.0:A*7.0:old*"), L"6.0:A*");
+}
+
+TEST(DesktopAppEntriesRemoveTest, WhiteSpaceAtBothEndsIsTrimmed)
+{
+    EXPECT_EQ(Remove(L"\t 6.0:A *7.0:old*8.0:B \r\n"), L"6.0:A *8.0:B");
+}
+
+TEST(DesktopAppEntriesRemoveTest, TextOfWhiteSpaceAloneIsTrimmedToNothing)
+{
+    EXPECT_EQ(Remove(L"7.0:old*\t"), L"");
+}
+} // namespace
