@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include "EventChannel.h"
+#include "TaskRunner.h"
 #include "Text.h"
 
 namespace PalvoLab
@@ -64,9 +65,12 @@ int FillChannel(Arguments arguments)
     {
         return Misused(L"event");
     }
-    return AppendEvents(
-        MakeEvent(static_cast<std::uint16_t>(*number), ReplaceEscapes(arguments[1])),
-        static_cast<std::size_t>(*count));
+    const int result =
+        AppendEvents(MakeEvent(static_cast<std::uint16_t>(*number), ReplaceEscapes(arguments[1])),
+                     static_cast<std::size_t>(*count));
+    // A filled channel is a past that a test wants to have: no task starts for each of its events.
+    SkipDueTasks();
+    return result;
 }
 
 int ListEvents()

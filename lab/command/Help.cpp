@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "SchedulerCommands.h"
 
 #include "Text.h"
 
@@ -23,7 +24,8 @@ const std::vector<Command>& Commands()
          L"driver package NAME [...]      the same, into the driver store only\n"},
         {L"user", &RunUser,
          L"user add NAME standard|admin|fulladmin   make a user (admin: split by UAC)\n"
-         L"user logon NAME [--session N] [--type N] log on; the security log gets event 4624\n"
+         L"user logon NAME [--session N] [--remote|--type N]   log on; the security log gets\n"
+         L"                               event 4624, twice for a user that UAC splits\n"
          L"user disconnect NAME           leave the session without logging off\n"
          L"user logoff NAME               log off; the user's hive is unmounted\n"
          L"user list                      all users\n"},
@@ -38,7 +40,9 @@ const std::vector<Command>& Commands()
          L"event add ID PRINTER [--qualifiers N] [--element NAME]   log one event\n"
          L"event list                     the print channel's events\n"
          L"event clear                    clear the channel; record ids go on counting\n"
-         L"event fill COUNT PRINTER [--id N]   log many events at once\n"},
+         L"event fill COUNT PRINTER [--id N]   log many events at once; no task starts for them\n"},
+        {L"tasks", &RunTasks, kTasksHelp},
+        {L"clock", &RunClock, kClockHelp},
         {L"run", &RunProgram,
          L"run [--account A] [--timeout MS] [--output FILE] [--no-wait] [--print-exit]\n"
          L"    [--coverage-dir DIR] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
@@ -69,6 +73,9 @@ const std::vector<Command>& Commands()
          L"set lookup-fails on|off        accounts cannot be looked up\n"
          L"set localised on|off           accounts have German names\n"
          L"set suite none|smallbusiness|enterprise\n"
+         L"set scheduler running|stopped|missing   the task scheduler's service, or no class of "
+         L"it\n"
+         L"set battery on|off             the machine runs on battery\n"
          L"set managed on|off             the process looks like one with managed code\n"
          L"set window-station auto|visible|hidden|none\n"
          L"set message-queue \"N N quit\"   what a program finds in its message queue\n"

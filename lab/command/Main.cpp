@@ -1,5 +1,7 @@
 // palvo-lab: sets the lab up, runs programs in it, and shows what happened.
 #include "Command.h"
+#include "SchedulerCommands.h"
+#include "ServerRegistration.h"
 
 #include "Hives.h"
 #include "LabState.h"
@@ -47,8 +49,11 @@ int wmain(int argc, wchar_t** argv)
         {
             SetUpOnce();
             MountHives();
+            RegisterTaskServer();
         }
-        return command.run(Arguments(all.begin() + 1, all.end()));
+        const int result = command.run(Arguments(all.begin() + 1, all.end()));
+        StartDueTasks();
+        return result;
     }
     return Complain(L"there is no command '" + all[0] + L"'; see palvo-lab help", kUsage);
 }

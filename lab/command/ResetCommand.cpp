@@ -5,7 +5,9 @@
 #include "Hives.h"
 #include "LabState.h"
 #include "PrinterStore.h"
+#include "ServerRegistration.h"
 #include "SiblingStore.h"
+#include "TaskRunner.h"
 
 #include <wtsapi32.h>
 
@@ -92,8 +94,10 @@ int RunReset(const Arguments& arguments)
     {
         return Misused(L"reset");
     }
+    ResetScheduler();
     ForgetProgram();
     ForgetLab();
+    RegisterTaskServer();
     // A machine at which nobody is logged on yet.
     SaveSession({0, WTSDisconnected, L"Services", L""});
     SaveSession({1, WTSConnected, L"Console", L""});

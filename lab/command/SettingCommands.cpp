@@ -32,6 +32,8 @@ const std::vector<Switch>& Switches()
         {L"lookup-fails", L"LookupFails", {L"on", L"off"}},
         {L"localised", L"Localised", {L"on", L"off"}},
         {L"managed", L"Managed", {L"on", L"off"}},
+        {L"scheduler", L"Scheduler", {L"running", L"stopped", L"missing"}},
+        {L"battery", L"Battery", {L"on", L"off"}},
         {L"suite", L"Suite", {L"none", L"smallbusiness", L"enterprise"}},
         {L"window-station", L"WindowStation", {L"auto", L"visible", L"hidden", L"none"}},
         {L"message-queue", L"MessageQueue", {}},

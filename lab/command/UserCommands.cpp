@@ -4,6 +4,7 @@
 #include "EventChannel.h"
 #include "Hives.h"
 #include "LabState.h"
+#include "LogonEvents.h"
 #include "Text.h"
 
 #include <wtsapi32.h>
@@ -13,7 +14,6 @@ namespace PalvoLab
 namespace
 {
 
-constexpr unsigned kInteractive = 2;
 constexpr std::uint32_t kConsole = 1;
 
 std::optional<Session> SessionOf(const std::wstring& user)
@@ -39,6 +39,7 @@ int Logon(Arguments arguments)
 {
     const auto wanted = TakeOption(arguments, L"--session");
     const auto type = TakeOption(arguments, L"--type");
+    const bool isRemote = TakeFlag(arguments, L"--remote");
     const auto user = arguments.size() == 1 ? FindUser(arguments[0]) : std::nullopt;
     if (!user)
     {
@@ -49,7 +50,7 @@ int Logon(Arguments arguments)
     if (session.user.empty())
     {
         session.id = wanted ? static_cast<std::uint32_t>(ParseNumber(*wanted).value_or(0))
-                            : SessionForLogon();
+                            : (isRemote ? FreeSessionId() : SessionForLogon());
         const auto there = FindSession(session.id);
         if (there && !there->user.empty())
         {
@@ -62,10 +63,10 @@ int Logon(Arguments arguments)
     session.state = WTSActive;
     SaveSession(session);
     MountHives();
+    const unsigned byDefault = isRemote ? kRemoteInteractiveLogon : kInteractiveLogon;
     const auto logonType =
-        type ? static_cast<unsigned>(ParseNumber(*type).value_or(kInteractive)) : kInteractive;
-    EventChannel::Find(kSecurityChannel)
-        ->Append({LogonEvent(user->name, ComputerName(), logonType)});
+        type ? static_cast<unsigned>(ParseNumber(*type).value_or(byDefault)) : byDefault;
+    EventChannel::Find(kSecurityChannel)->Append(LogonEvents(*user, session.id, logonType));
     Print(L"session " + std::to_wstring(session.id));
     return kDone;
 }

@@ -1,5 +1,6 @@
 // The lab's entry into a program: its imports are led to the doubles, and to the faults in front of
 // them, before the program's first instruction runs.
+#include "ComDoubles.h"
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
@@ -10,6 +11,7 @@
 #include "ImportPatch.h"
 #include "LabState.h"
 #include "LeakRecord.h"
+#include "MethodFaults.h"
 #include "Text.h"
 
 #include <cerrno>
@@ -100,6 +102,7 @@ DoubleList AllDoubles()
     AddKernelObjectDoubles(list);
     AddMemoryDoubles(list);
     AddSystemDoubles(list);
+    AddComDoubles(list);
     return list;
 }
 
@@ -172,6 +175,10 @@ void Detach()
         {
             AppendLine(kCountFile, decision->CountLine());
         }
+    }
+    for (const std::string& line : counting ? MethodCountLines() : std::vector<std::string>())
+    {
+        AppendLine(kCountFile, line);
     }
 }
 

@@ -1,5 +1,6 @@
 // Memory that Windows hands out and the program has to give back, and COM's own start and end:
 // passed through, and counted.
+#include "ComDoubles.h"
 #include "DoubleTable.h"
 
 #include "CallRecord.h"
@@ -143,6 +144,10 @@ void WINAPI DoubleCoUninitialize()
     {
         static const auto real = PALVOLAB_REAL("ole32.dll", CoUninitialize);
         --comDepth;
+        if (comDepth == 0)
+        {
+            EndCom();
+        }
         real();
     }
     call.Return(0);

@@ -104,9 +104,16 @@ void AddComDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "OLEAUT32", VariantClear);
 }
 
-void ForgetComSecurity()
+void EndCom()
 {
     isSecuritySet = false;
+    const HMODULE scheduler = GetModuleHandleW(L"palvotasks.dll");
+    if (scheduler != nullptr)
+    {
+        const auto end = reinterpret_cast<void(WINAPI*)()>(
+            reinterpret_cast<void*>(GetProcAddress(scheduler, "PalvoLabComEnds")));
+        end();
+    }
 }
 
 } // namespace PalvoLab

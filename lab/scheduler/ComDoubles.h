@@ -8,7 +8,8 @@ namespace PalvoLab
 
 void AddComDoubles(DoubleList& list);
 
-// COM was uninitialised for the last time on this process's way: its security may be set anew.
-void ForgetComSecurity();
+// To be called before COM is uninitialised for the last time: its security may be set anew after
+// that, and no object of the scheduler may live on.
+void EndCom();
 
 } // namespace PalvoLab

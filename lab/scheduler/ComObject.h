@@ -10,6 +10,7 @@
 #include "LeakRecord.h"
 
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,8 +52,8 @@ namespace PalvoLab
 #define PALVOLAB_TRUTH_PROPERTY(Name, Default)                                                     \
     PALVOLAB_NUMBER_PROPERTY(Name, VARIANT_BOOL, Default, -32768, 32767)
 
-// The number of objects that live, for the server's decision whether it may be unloaded.
-inline long livingObjects = 0;
+// The objects that live, with their interfaces' names.
+inline std::map<const void*, const wchar_t*> livingObjects;
 
 inline std::wstring BStrText(BSTR text)
 {
@@ -72,7 +73,7 @@ public:
     // besides IUnknown and IDispatch.
     ComObject(const wchar_t* name, std::initializer_list<IID> ids) : m_name(name), m_ids(ids)
     {
-        ++livingObjects;
+        livingObjects[this] = m_name;
         CountOpened(m_name, this, L"");
     }
 
@@ -81,8 +82,8 @@ public:
 
     virtual ~ComObject()
     {
+        livingObjects.erase(this);
         CountClosed(m_name, this);
-        --livingObjects;
     }
 
     STDMETHODIMP QueryInterface(REFIID id, void** object) override

@@ -2,6 +2,7 @@
 
 #include "CallRecord.h"
 #include "FaultPlan.h"
+#include "Text.h"
 
 #include <cwchar>
 #include <iterator>
@@ -96,6 +97,26 @@ std::optional<HRESULT> PlannedFault(const std::wstring& method)
         }
     }
     return std::nullopt;
+}
+
+std::vector<std::string> MethodCountLines()
+{
+    AcquireSRWLockExclusive(&countLock);
+    if (counts == nullptr)
+    {
+        OpenCounts();
+    }
+    std::vector<std::string> lines;
+    for (const Counts::Method& entry : counts->methods)
+    {
+        if (entry.name[0] != L'\0')
+        {
+            lines.push_back(std::to_string(GetCurrentProcessId()) + " " + ToLine(entry.name) + " " +
+                            std::to_string(entry.calls));
+        }
+    }
+    ReleaseSRWLockExclusive(&countLock);
+    return lines;
 }
 
 void LeaveMethodCounts()

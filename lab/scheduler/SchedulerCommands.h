@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Command.h"
+#include "TaskRunner.h"
 
 namespace PalvoLab
 {
@@ -25,6 +26,9 @@ inline constexpr wchar_t kClockHelp[] =
 
 int RunTasks(const Arguments& arguments);
 int RunClock(const Arguments& arguments);
+
+// A line for each start, or for why there was none.
+int PrintStarts(const std::vector<TaskStart>& starts);
 
 // Starts what the events of a command ask for, and says what it started.
 void StartDueTasks();

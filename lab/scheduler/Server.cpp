@@ -64,7 +64,25 @@ extern "C"
 
     HRESULT WINAPI DllCanUnloadNow()
     {
-        return PalvoLab::livingObjects == 0 && PalvoLab::serverLocks == 0 ? S_OK : S_FALSE;
+        return PalvoLab::livingObjects.empty() && PalvoLab::serverLocks == 0 ? S_OK : S_FALSE;
+    }
+
+    // The program is about to uninitialise COM for the last time: what is not released now is a
+    // leak,
+    // and to release it later is an error.
+    void WINAPI PalvoLabComEnds()
+    {
+        if (PalvoLab::livingObjects.empty())
+        {
+            return;
+        }
+        PalvoLab::WriteLeaks(false);
+        for (const auto& [object, name] : PalvoLab::livingObjects)
+        {
+            PalvoLab::CountClosed(name, object);
+        }
+        // As on Windows, nobody who still holds one keeps the server loaded.
+        PalvoLab::livingObjects.clear();
     }
 
     BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)

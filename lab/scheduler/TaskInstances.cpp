@@ -19,15 +19,18 @@ std::wstring KeyOf(std::uint32_t id)
     return std::wstring(kInstanceKey) + L"\\" + std::to_wstring(id);
 }
 
-// Its only handle that lasts is the host's: as long as the event exists, the host lives.
-std::wstring EventOf(std::uint32_t id)
+// A name that no instance had before, not even in a lab that was reset since.
+std::wstring NewEventName()
 {
-    return L"Global\\PalvoLabTaskInstance-" + std::to_wstring(id);
+    LARGE_INTEGER counter = {};
+    QueryPerformanceCounter(&counter);
+    return L"Global\\PalvoLabTask-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+           std::to_wstring(counter.QuadPart);
 }
 
-bool IsAlive(std::uint32_t id)
+bool IsAlive(const TaskInstance& instance)
 {
-    return static_cast<bool>(OwnedHandle(OpenEventW(SYNCHRONIZE, FALSE, EventOf(id).c_str())));
+    return static_cast<bool>(OwnedHandle(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str())));
 }
 
 std::wstring HostProgram()
@@ -71,7 +74,7 @@ std::vector<TaskInstance> LiveInstances()
     {
         const auto instance =
             LoadInstance(static_cast<std::uint32_t>(ParseNumber(name).value_or(0)));
-        if (instance && IsAlive(instance->id))
+        if (instance && IsAlive(*instance))
         {
             live.push_back(*instance);
         }
@@ -121,6 +124,7 @@ std::optional<TaskInstance> LoadInstance(std::uint32_t id)
     instance.isTerminated = key.Number(L"Terminated").value_or(0) != 0;
     instance.hostId = key.Number(L"HostId").value_or(0);
     instance.processId = key.Number(L"ProcessId").value_or(0);
+    instance.event = key.String(L"Event").value_or(L"");
     return instance;
 }
 
@@ -140,6 +144,7 @@ void SaveInstance(const TaskInstance& instance)
     key.SetNumber(L"Terminated", instance.isTerminated ? 1 : 0);
     key.SetNumber(L"HostId", instance.hostId);
     key.SetNumber(L"ProcessId", instance.processId);
+    key.SetString(L"Event", instance.event);
 }
 
 void RemoveInstance(std::uint32_t id)
@@ -152,8 +157,8 @@ std::optional<StartingInstance> StartHost(TaskInstance instance)
     instance.id = NextId();
     StartingInstance starting;
     starting.id = instance.id;
-    starting.started =
-        OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, EventOf(instance.id).c_str()));
+    instance.event = NewEventName();
+    starting.started = OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, instance.event.c_str()));
     const std::wstring program = HostProgram();
     std::wstring commandLine = L"\"" + program + L"\" " + std::to_wstring(instance.id);
     STARTUPINFOW startup = {};
@@ -218,7 +223,7 @@ bool AwaitEnd(const std::vector<TaskInstance>& instances, std::uint32_t millisec
     for (const TaskInstance& instance : instances)
     {
         const OwnedHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
-        if (!host || !IsAlive(instance.id))
+        if (!host || !IsAlive(instance))
         {
             continue;
         }
@@ -240,7 +245,7 @@ void ReportStarted(const TaskInstance& instance)
     {
         CreateStateKey(kStartKey).SetNumber(std::to_wstring(instance.id), instance.processId);
     }
-    const OwnedHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, EventOf(instance.id).c_str()));
+    const OwnedHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, instance.event.c_str()));
     SetEvent(event.Get());
 }
 

@@ -30,13 +30,17 @@ struct TaskInstance
     bool isTerminated = false;
     std::uint32_t hostId = 0; // process ids
     std::uint32_t processId = 0;
+
+    // An event whose only lasting handle is the host's: as long as it exists, the host lives. It is
+    // signalled when the program runs or could not be started.
+    std::wstring event;
 };
 
 // An instance whose host has just been made.
 struct StartingInstance
 {
     std::uint32_t id = 0;
-    OwnedHandle started; // signalled when the program runs or could not be started
+    OwnedHandle started; // the instance's event
     OwnedHandle host;
 };
 

@@ -104,7 +104,8 @@ void SkipPastEvents(const StoredTask& task)
         {
             const auto channel = EventChannel::Find(name);
             const auto events = channel ? channel->Select(nullptr) : std::vector<Event>();
-            SetSeenRecord(task.name, name, events.empty() ? 0 : events.back().recordId);
+            SetSeenRecord(task.name, channel ? channel->Name() : name,
+                          events.empty() ? 0 : events.back().recordId);
         }
     }
 }

@@ -2,6 +2,9 @@
 
 #include <sddl.h>
 
+#include <stdexcept>
+#include <utility>
+
 std::wstring SecurityText(PSECURITY_DESCRIPTOR descriptor)
 {
     wchar_t* text = nullptr;
@@ -38,4 +41,37 @@ std::multiset<std::wstring> EntriesOf(const std::wstring& securityText)
         start = end;
     }
     return entries;
+}
+
+ListFromText::ListFromText(const std::wstring& text)
+{
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1,
+                                                              &descriptor, nullptr))
+    {
+        throw std::runtime_error("no security descriptor");
+    }
+}
+
+ListFromText::~ListFromText()
+{
+    LocalFree(descriptor);
+}
+
+PACL ListFromText::List() const
+{
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    PACL list = nullptr;
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    return present ? list : nullptr;
+}
+
+std::multiset<std::wstring> ListFromText::Entries() const
+{
+    return EntriesOf(SecurityText(descriptor));
+}
+
+PSECURITY_DESCRIPTOR ListFromText::Release()
+{
+    return std::exchange(descriptor, nullptr);
 }

@@ -167,6 +167,7 @@ LAB_TEST(TheClockStartsADailyTaskEveryFourHours)
     CHECK(*NextRun(*LoadTask(L"Lab task"), ClockNow()) == At(L"2024-05-06T14:30:00"));
     CHECK(TurnClock(At(L"2024-05-06T14:29:59"), {}).empty());
     CHECK(TurnClock(At(L"2024-05-06T14:30:00"), {}).size() == 1);
+    AwaitAll();
     CHECK(TurnClock(At(L"2024-05-07T02:30:00"), {}).size() == 3);
     AwaitAll();
     CHECK(LoadHistory(L"Lab task").lastRun == L"2024-05-07T02:30:00");

@@ -280,7 +280,7 @@ TEST_F(LogFileStartTest, MutexIsClosedWithTheLog)
 TEST_F(LogFileStartTest, StartWithoutMemoryGivesALogThatIsOff)
 {
     const ScarceMemory memory;
-    const std::wstring directory = folder.Path();
+    const std::wstring directory = folder.Of(L"a\\b");
     const std::wstring name = L"Log of a long name";
     std::optional<LogFile> log;
     std::set<std::wstring> paths;

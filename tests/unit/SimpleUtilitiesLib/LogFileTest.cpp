@@ -2,6 +2,7 @@
 
 #include "Journal.h"
 #include "OtherThread.h"
+#include "PrivateMember.h"
 #include "Replaced.h"
 #include "ScarceMemory.h"
 #include "TemporaryFolder.h"
@@ -10,6 +11,12 @@
 #include <gtest/gtest.h>
 
 #include <cwchar>
+
+struct IncludeThreadId
+{
+    friend bool LogFile::*MemberOf(IncludeThreadId);
+};
+template struct PrivateMember<IncludeThreadId, &LogFile::includeThreadId>;
 
 namespace
 {
@@ -62,6 +69,15 @@ TEST_F(LogFileTest, LineHoldsStampProgramProcessAndMessage)
     log.Write(L"# Invoked to install scheduled tasks. Done...exiting.");
     EXPECT_EQ(Bytes(), "[3/7/2024 2:05:09 PM] PalvoPrinterConfiguration(PID4120): # Invoked to "
                        "install scheduled tasks. Done...exiting.\r\n");
+}
+
+TEST_F(LogFileTest, LineNamesTheThreadWhenThatIsSwitchedOn)
+{
+    EXPECT_FALSE(log.*MemberOf(IncludeThreadId{}));
+    log.*MemberOf(IncludeThreadId{}) = true;
+    log.Write(L"x");
+    EXPECT_EQ(Bytes(), "[3/7/2024 2:05:09 PM] PalvoPrinterConfiguration(PID4120/TID" +
+                           std::to_string(GetCurrentThreadId()) + "): x\r\n");
 }
 
 TEST_F(LogFileTest, LinesFollowOneAnother)

@@ -1,0 +1,33 @@
+#include "TaskDemand.h"
+
+#include "TaskStart.h"
+
+namespace PalvoLab
+{
+
+bool IsServiceRunning()
+{
+    return Setting(L"Scheduler") != L"stopped";
+}
+
+bool IsEnabled(const TriggerData& trigger)
+{
+    return trigger.properties.IsTrue(L"Enabled", true);
+}
+
+std::wstring ReasonOf(const TriggerData& trigger, const wchar_t* kind)
+{
+    return std::wstring(kind) + L" \"" + trigger.properties.Text(L"Id").value_or(L"") + L"\"";
+}
+
+std::vector<TaskStart> StartAll(const std::vector<Demand>& demands)
+{
+    std::vector<TaskStart> starts;
+    for (const Demand& demand : demands)
+    {
+        starts.push_back(StartTask(demand.task, demand.reason, demand.limit));
+    }
+    return starts;
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,209 @@
+#include "AccessControlList.h"
+
+#include "Replaced.h"
+#include "SecurityText.h"
+#include "WellKnownAccounts.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+using SetEntriesDouble = Replaced<"ADVAPI32", "SetEntriesInAclW", decltype(SetEntriesInAclW)>;
+using Entries = std::multiset<std::wstring>;
+
+/// The entries as the system writes them.
+Entries Normal(const std::wstring& text)
+{
+    return ListFromText(text).Entries();
+}
+
+class AccessControlListTest : public testing::Test
+{
+protected:
+    /// What becomes of a list when rights are granted to Local Service.
+    Entries Granted(const std::wstring& before, DWORD rights)
+    {
+        const ListFromText list(before);
+        EXPECT_TRUE(AddGrantToAcl(localService, rights, list.List(), acl));
+        EXPECT_EQ(EntriesOf(SecurityText(list.Descriptor())), Normal(before)) << "it was changed";
+        return EntriesOf(SecurityText(acl.Get()));
+    }
+
+    /// Grants while a step of the copying fails: the system is given the list as it was.
+    void ExpectTheSystemToMerge()
+    {
+        const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+        PACL given = nullptr;
+        const SetEntriesDouble setEntries(
+            [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+            {
+                given = old;
+                return decltype(setEntries)::Original(count, entries, old, merged);
+            });
+        EXPECT_TRUE(AddGrantToAcl(localService, GENERIC_WRITE, list.List(), acl));
+        EXPECT_EQ(given, list.List());
+        EXPECT_TRUE(acl.IsValid());
+    }
+
+    const std::wstring localService = TrusteeName(WellKnownAccounts::LocalService);
+    Acl acl;
+};
+
+TEST_F(AccessControlListTest, NoListBecomesOneEntryThatIsInherited)
+{
+    EXPECT_TRUE(AddGrantToAcl(localService, 0x10000000, nullptr, acl));
+    EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Entries{L"(A;OICI;GA;;;LS)"});
+}
+
+TEST_F(AccessControlListTest, GrantIsAskedForByName)
+{
+    const Replaced<"ADVAPI32", "BuildExplicitAccessWithNameW",
+                   decltype(BuildExplicitAccessWithNameW)>
+        build(
+            [&](PEXPLICIT_ACCESSW entry, LPWSTR trustee, DWORD rights, ACCESS_MODE mode,
+                DWORD inheritance)
+            {
+                EXPECT_EQ(trustee, localService);
+                EXPECT_EQ(rights, 0xC0010000U);
+                EXPECT_EQ(mode, 1);
+                EXPECT_EQ(inheritance, 3U);
+                decltype(build)::Original(entry, trustee, rights, mode, inheritance);
+            });
+    EXPECT_TRUE(AddGrantToAcl(localService, 0xC0010000, nullptr, acl));
+}
+
+TEST_F(AccessControlListTest, OtherEntriesStay)
+{
+    EXPECT_EQ(Granted(L"D:(D;;GW;;;BG)(A;OICI;GR;;;BA)(A;ID;GA;;;SY)", GENERIC_ALL),
+              Normal(L"D:(D;;GW;;;BG)(A;OICI;GR;;;BA)(A;ID;GA;;;SY)(A;OICI;GA;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, EmptyListGetsTheEntry)
+{
+    EXPECT_EQ(Granted(L"D:", GENERIC_ALL), Normal(L"D:(A;OICI;GA;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, GrantingAgainDoesNotMakeTheListGrow)
+{
+    EXPECT_EQ(Granted(L"D:(A;OICI;GA;;;LS)(A;;GR;;;BA)", GENERIC_ALL),
+              Normal(L"D:(A;OICI;GA;;;LS)(A;;GR;;;BA)"));
+}
+
+TEST_F(AccessControlListTest, EntryOfTheSameAccountTakesTheRightsOfBoth)
+{
+    EXPECT_EQ(Granted(L"D:(A;OICI;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;OICI;GRGW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, EntryWithoutInheritanceIsTheSameToo)
+{
+    EXPECT_EQ(Granted(L"D:(A;;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;OICI;GRGW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, SeveralEntriesOfTheSameAccountBecomeOne)
+{
+    EXPECT_EQ(Granted(L"D:(A;;GR;;;LS)(A;;GA;;;BA)(A;OICI;SD;;;LS)", GENERIC_WRITE),
+              Normal(L"D:(A;;GA;;;BA)(A;OICI;GRGWSD;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, DenyingEntryOfTheSameAccountStays)
+{
+    const Entries entries = Granted(L"D:(D;OICI;GW;;;LS)", GENERIC_READ);
+    EXPECT_EQ(entries, Normal(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
+{
+    EXPECT_EQ(Granted(L"D:(A;OICIID;GR;;;LS)", GENERIC_WRITE),
+              Normal(L"D:(A;OICIID;GR;;;LS)(A;OICI;GW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, GrantThatTheSystemRefusesGivesNoList)
+{
+    acl = Acl(static_cast<PACL>(LocalAlloc(LPTR, 8)));
+    const SetEntriesDouble setEntries([](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
+                                      { return ERROR_INVALID_ACL; });
+    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, acl));
+    EXPECT_FALSE(acl.IsValid());
+}
+
+TEST_F(AccessControlListTest, GrantWithoutAListIsRefused)
+{
+    const SetEntriesDouble setEntries([](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
+                                      { return ERROR_SUCCESS; });
+    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, acl));
+}
+
+TEST_F(AccessControlListTest, EntryIsMergedOnce)
+{
+    int calls = 0;
+    const SetEntriesDouble setEntries(
+        [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+        {
+            ++calls;
+            EXPECT_EQ(count, 1U);
+            return decltype(setEntries)::Original(count, entries, old, merged);
+        });
+    Granted(L"D:(A;;GA;;;BA)", GENERIC_READ);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(AccessControlListTest, TrusteeThatIsNoNameIsLeftToTheSystem)
+{
+    const ListFromText list(L"D:(A;;GA;;;BA)");
+    BYTE sid[SECURITY_MAX_SID_SIZE] = {};
+    DWORD size = sizeof(sid);
+    ASSERT_TRUE(CreateWellKnownSid(WinLocalServiceSid, nullptr, sid, &size));
+    EXPLICIT_ACCESS_W entry = {};
+    entry.grfAccessPermissions = GENERIC_READ;
+    entry.grfAccessMode = GRANT_ACCESS;
+    BuildTrusteeWithSidW(&entry.Trustee, sid);
+    EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), acl));
+    EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Normal(L"D:(A;;GA;;;BA)(A;;GR;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, UnknownAccountIsLeftToTheSystem)
+{
+    const Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)> lookup(
+        [](LPCWSTR, LPCWSTR, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            SetLastError(ERROR_NONE_MAPPED);
+            return FALSE;
+        });
+    ExpectTheSystemToMerge();
+}
+
+TEST_F(AccessControlListTest, ListThatCannotBeReadIsLeftToTheSystem)
+{
+    const Replaced<"ADVAPI32", "GetAclInformation", decltype(GetAclInformation)> information(
+        [](PACL, LPVOID, DWORD, ACL_INFORMATION_CLASS) { return FALSE; });
+    ExpectTheSystemToMerge();
+}
+
+TEST_F(AccessControlListTest, CopyWithoutMemoryIsLeftToTheSystem)
+{
+    const Replaced<"KERNEL32", "LocalAlloc", decltype(LocalAlloc)> localAlloc(
+        [](UINT, SIZE_T) -> HLOCAL { return nullptr; });
+    ExpectTheSystemToMerge();
+}
+
+TEST_F(AccessControlListTest, CopyThatCannotBeMadeIsLeftToTheSystem)
+{
+    const Replaced<"ADVAPI32", "InitializeAcl", decltype(InitializeAcl)> initialize(
+        [](PACL, DWORD, DWORD) { return FALSE; });
+    ExpectTheSystemToMerge();
+}
+
+TEST_F(AccessControlListTest, EntryThatCannotBeReadIsLeftToTheSystem)
+{
+    const Replaced<"ADVAPI32", "GetAce", decltype(GetAce)> getAce([](PACL, DWORD, LPVOID*)
+                                                                  { return FALSE; });
+    ExpectTheSystemToMerge();
+}
+
+TEST_F(AccessControlListTest, EntryThatCannotBeCopiedIsLeftToTheSystem)
+{
+    const Replaced<"ADVAPI32", "AddAce", decltype(AddAce)> addAce(
+        [](PACL, DWORD, DWORD, LPVOID, DWORD) { return FALSE; });
+    ExpectTheSystemToMerge();
+}
+} // namespace

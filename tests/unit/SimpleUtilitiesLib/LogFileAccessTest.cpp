@@ -1,0 +1,134 @@
+#include "LogFileAccess.h"
+
+#include "Journal.h"
+#include "LogFile.h"
+#include "Replaced.h"
+#include "SecurityText.h"
+#include "TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+
+namespace
+{
+using SetSecurityDouble = Replaced<"ADVAPI32", "SetSecurityInfo", decltype(SetSecurityInfo)>;
+using CreateFileDouble = Replaced<"KERNEL32", "CreateFileW", decltype(CreateFileW)>;
+
+class LogFileAccessTest : public testing::Test
+{
+protected:
+    /// The entries that a grant adds to or leaves in the log file's DACL.
+    template <class Grant> std::multiset<std::wstring> EntriesAfter(Grant grant)
+    {
+        std::multiset<std::wstring> entries;
+        const SetSecurityDouble setSecurity(
+            [&](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL list, PACL) -> DWORD
+            {
+                entries = EntriesOf(SecurityText(list));
+                return ERROR_SUCCESS;
+            });
+        EXPECT_TRUE(grant(log));
+        return entries;
+    }
+
+    TemporaryFolder folder;
+    LogFile log{folder.Path(), L"Log"};
+};
+
+TEST_F(LogFileAccessTest, LocalServiceMayReadWriteAndDelete)
+{
+    const auto wanted = ListFromText(L"D:(A;OICI;0xc0010000;;;LS)").Entries();
+    EXPECT_EQ(EntriesAfter(&GrantLocalServiceAccess).count(*wanted.begin()), 1U);
+}
+
+TEST_F(LogFileAccessTest, AuthenticatedUsersMayReadWriteAndDelete)
+{
+    const auto wanted = ListFromText(L"D:(A;OICI;0xc0010000;;;AU)").Entries();
+    EXPECT_EQ(EntriesAfter(&GrantAuthenticatedUsersAccess).count(*wanted.begin()), 1U);
+}
+
+TEST_F(LogFileAccessTest, GrantWorksOnARealFileAndTheLogGoesOn)
+{
+    EXPECT_TRUE(GrantLocalServiceAccess(log));
+    EXPECT_TRUE(GrantAuthenticatedUsersAccess(log));
+    log.Write(L"after");
+    EXPECT_TRUE(FileBytes(log.Path()).ends_with("): after\r\n"));
+}
+
+TEST_F(LogFileAccessTest, FileIsOpenedUnderTheMutexAndClosedBeforeItIsGivenBack)
+{
+    Journal journal;
+    const Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)> wait(
+        [&](HANDLE, DWORD milliseconds) -> DWORD
+        {
+            journal.push_back(L"wait " + std::to_wstring(milliseconds));
+            return 0;
+        });
+    const Replaced<"KERNEL32", "ReleaseMutex", decltype(ReleaseMutex)> release(
+        [&](HANDLE)
+        {
+            journal.push_back(L"release");
+            return TRUE;
+        });
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            EXPECT_EQ(path, log.Path());
+            journal.push_back(L"open");
+            return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                  flags, other);
+        });
+    const Replaced<"KERNEL32", "CloseHandle", decltype(CloseHandle)> close(
+        [&](HANDLE handle)
+        {
+            journal.push_back(L"close");
+            return decltype(close)::Original(handle);
+        });
+    EXPECT_TRUE(GrantLocalServiceAccess(log));
+    EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"close", L"release"}));
+}
+
+TEST_F(LogFileAccessTest, TimeOutLeavesTheFileAlone)
+{
+    const Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)> wait(
+        [](HANDLE, DWORD) -> DWORD { return WAIT_TIMEOUT; });
+    const CreateFileDouble createFile(
+        [](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+        {
+            ADD_FAILURE() << "the file was opened";
+            return INVALID_HANDLE_VALUE;
+        });
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+    EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+}
+
+TEST_F(LogFileAccessTest, LogThatIsOffGrantsNothing)
+{
+    const LogFile off(L"", L"");
+    EXPECT_FALSE(GrantLocalServiceAccess(off));
+    EXPECT_FALSE(GrantAuthenticatedUsersAccess(off));
+}
+
+TEST_F(LogFileAccessTest, FileThatIsGoneGrantsNothing)
+{
+    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+    EXPECT_EQ(GetFileAttributesW(log.Path().c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST_F(LogFileAccessTest, RefusedDaclIsAFailure)
+{
+    const SetSecurityDouble setSecurity([](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID,
+                                           PACL, PACL) -> DWORD { return ERROR_ACCESS_DENIED; });
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+    EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+}
+
+TEST_F(LogFileAccessTest, NothingIsLogged)
+{
+    GrantLocalServiceAccess(log);
+    GrantAuthenticatedUsersAccess(log);
+    EXPECT_EQ(FileBytes(log.Path()), "");
+}
+} // namespace

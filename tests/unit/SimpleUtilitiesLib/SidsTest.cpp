@@ -1,0 +1,261 @@
+#include "Sids.h"
+
+#include "Replaced.h"
+
+#include <gtest/gtest.h>
+
+#include <sddl.h>
+
+#include <cwchar>
+
+namespace
+{
+using LookupSidDouble = Replaced<"ADVAPI32", "LookupAccountSidW", decltype(LookupAccountSidW)>;
+using LookupNameDouble = Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)>;
+using TokenInformationDouble =
+    Replaced<"ADVAPI32", "GetTokenInformation", decltype(GetTokenInformation)>;
+using SidToTextDouble =
+    Replaced<"ADVAPI32", "ConvertSidToStringSidW", decltype(ConvertSidToStringSidW)>;
+
+std::wstring TextOf(PSID sid)
+{
+    LocalPointer<wchar_t*> text;
+    return ConvertSidToStringSidW(sid, text.Receive()) ? text.Get() : L"NO SID";
+}
+
+class SidsTest : public testing::Test
+{
+protected:
+    Sid system = SidFromText(L"S-1-5-18");
+    std::wstring name = L"old name";
+    std::wstring domain = L"old domain";
+    std::vector<BYTE> bytes = {1, 2, 3};
+};
+
+TEST_F(SidsTest, TextBecomesASid)
+{
+    EXPECT_EQ(TextOf(SidFromText(L"S-1-5-32-544").Get()), L"S-1-5-32-544");
+}
+
+TEST_F(SidsTest, TextThatIsNoSidBecomesNothing)
+{
+    EXPECT_FALSE(SidFromText(L"S-1-x").IsValid());
+}
+
+TEST_F(SidsTest, FailedConversionOwnsNothing)
+{
+    const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
+        [](LPCWSTR, PSID* sid)
+        {
+            *sid = reinterpret_cast<PSID>(0x10);
+            return FALSE;
+        });
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
+        [](HLOCAL) -> HLOCAL { return nullptr; });
+    EXPECT_FALSE(SidFromText(L"S-1-5-18").IsValid());
+}
+
+TEST_F(SidsTest, AccountOfASidIsLookedUpOnTheLocalMachine)
+{
+    const LookupSidDouble lookup(
+        [&](LPCWSTR machine, PSID sid, LPWSTR nameBuffer, LPDWORD nameLength, LPWSTR domainBuffer,
+            LPDWORD domainLength, PSID_NAME_USE)
+        {
+            EXPECT_EQ(machine, nullptr);
+            EXPECT_EQ(sid, system.Get());
+            EXPECT_EQ(*nameLength, 32U);
+            EXPECT_EQ(*domainLength, 32U);
+            std::wcscpy(nameBuffer, L"Syst\x00E8me");
+            std::wcscpy(domainBuffer, L"AUTORITE NT");
+            return TRUE;
+        });
+    EXPECT_TRUE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(name, L"Syst\x00E8me");
+    EXPECT_EQ(domain, L"AUTORITE NT");
+}
+
+TEST_F(SidsTest, LongNamesAreAskedForAgainWithTheSizesThatTheSystemWants)
+{
+    const std::wstring longName(99, L'n');
+    const std::wstring longDomain(49, L'd');
+    int calls = 0;
+    const LookupSidDouble lookup(
+        [&](LPCWSTR, PSID, LPWSTR nameBuffer, LPDWORD nameLength, LPWSTR domainBuffer,
+            LPDWORD domainLength, PSID_NAME_USE)
+        {
+            if (++calls == 1)
+            {
+                *nameLength = 100;
+                *domainLength = 50;
+                SetLastError(ERROR_INSUFFICIENT_BUFFER);
+                return FALSE;
+            }
+            EXPECT_EQ(*nameLength, 100U);
+            EXPECT_EQ(*domainLength, 50U);
+            std::wcscpy(nameBuffer, longName.c_str());
+            std::wcscpy(domainBuffer, longDomain.c_str());
+            return TRUE;
+        });
+    EXPECT_TRUE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(name, longName);
+    EXPECT_EQ(domain, longDomain);
+}
+
+TEST_F(SidsTest, LookUpIsTriedAgainOnce)
+{
+    int calls = 0;
+    const LookupSidDouble lookup(
+        [&](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            ++calls;
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return FALSE;
+        });
+    EXPECT_FALSE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(calls, 2);
+}
+
+TEST_F(SidsTest, UnknownSidHasNoAccount)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            SetLastError(ERROR_NONE_MAPPED);
+            return FALSE;
+        });
+    EXPECT_FALSE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(name, L"old name");
+    EXPECT_EQ(domain, L"old domain");
+}
+
+TEST_F(SidsTest, AccountHasASid)
+{
+    const Sid administrators = SidFromText(L"S-1-5-32-544");
+    ASSERT_TRUE(LookupAccountNameFromSid(administrators.Get(), name, domain));
+    ASSERT_TRUE(LookupSidFromAccountName(domain + L"\\" + name, bytes));
+    EXPECT_EQ(TextOf(bytes.data()), L"S-1-5-32-544");
+}
+
+TEST_F(SidsTest, UnknownAccountHasNone)
+{
+    EXPECT_FALSE(LookupSidFromAccountName(L"NOWHERE\\Nobody %s", bytes));
+    EXPECT_TRUE(bytes.empty());
+}
+
+TEST_F(SidsTest, AccountIsAskedForAgainWithTheSizesThatTheSystemWants)
+{
+    int calls = 0;
+    const LookupNameDouble lookup(
+        [&](LPCWSTR machine, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR, LPDWORD domainLength,
+            PSID_NAME_USE)
+        {
+            EXPECT_EQ(machine, nullptr);
+            EXPECT_STREQ(account, L"D\\n");
+            if (++calls == 1)
+            {
+                EXPECT_EQ(*sidSize, 68U);
+                EXPECT_EQ(*domainLength, 32U);
+                *sidSize = 100;
+                *domainLength = 200;
+                SetLastError(ERROR_INSUFFICIENT_BUFFER);
+                return FALSE;
+            }
+            EXPECT_EQ(*sidSize, 100U);
+            EXPECT_EQ(*domainLength, 200U);
+            CopySid(*sidSize, sid, system.Get());
+            return TRUE;
+        });
+    ASSERT_TRUE(LookupSidFromAccountName(L"D\\n", bytes));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(TextOf(bytes.data()), L"S-1-5-18");
+}
+
+TEST_F(SidsTest, AccountIsTriedAgainOnce)
+{
+    int calls = 0;
+    const LookupNameDouble lookup(
+        [&](LPCWSTR, LPCWSTR, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            ++calls;
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return FALSE;
+        });
+    EXPECT_FALSE(LookupSidFromAccountName(L"D\\n", bytes));
+    EXPECT_EQ(calls, 2);
+    EXPECT_TRUE(bytes.empty());
+}
+
+class TokenUserTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Receive()));
+    }
+
+    KernelHandle token;
+    std::wstring text = L"old";
+};
+
+TEST_F(TokenUserTest, IsTheTextOfTheUsersSid)
+{
+    EXPECT_TRUE(GetTokenUserSidString(token.Get(), text));
+    EXPECT_TRUE(text.starts_with(L"S-1-5-"));
+}
+
+TEST_F(TokenUserTest, SizeIsAskedForFirst)
+{
+    std::vector<DWORD> sizes;
+    const TokenInformationDouble information(
+        [&](HANDLE handle, TOKEN_INFORMATION_CLASS kind, LPVOID buffer, DWORD size, PDWORD needed)
+        {
+            EXPECT_EQ(handle, token.Get());
+            EXPECT_EQ(kind, TokenUser);
+            EXPECT_EQ(buffer == nullptr, size == 0);
+            sizes.push_back(size);
+            return decltype(information)::Original(handle, kind, buffer, size, needed);
+        });
+    EXPECT_TRUE(GetTokenUserSidString(token.Get(), text));
+    ASSERT_EQ(sizes.size(), 2U);
+    EXPECT_EQ(sizes[0], 0U);
+    EXPECT_GE(sizes[1], sizeof(TOKEN_USER));
+}
+
+TEST_F(TokenUserTest, HandleThatIsNoTokenHasNone)
+{
+    EXPECT_FALSE(GetTokenUserSidString(nullptr, text));
+    EXPECT_EQ(text, L"");
+}
+
+TEST_F(TokenUserTest, TokenThatGivesNothingHasNone)
+{
+    const TokenInformationDouble information(
+        [](HANDLE handle, TOKEN_INFORMATION_CLASS kind, LPVOID buffer, DWORD size, PDWORD needed)
+        {
+            return buffer == nullptr
+                       ? decltype(information)::Original(handle, kind, buffer, size, needed)
+                       : FALSE;
+        });
+    EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
+    EXPECT_EQ(text, L"");
+}
+
+TEST_F(TokenUserTest, SidWithoutATextHasNone)
+{
+    const SidToTextDouble convert([](PSID, LPWSTR*) { return FALSE; });
+    EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
+    EXPECT_EQ(text, L"");
+}
+
+TEST_F(TokenUserTest, EmptyTextIsNone)
+{
+    const SidToTextDouble convert(
+        [](PSID, LPWSTR* result)
+        {
+            *result = static_cast<wchar_t*>(LocalAlloc(LPTR, 2));
+            return TRUE;
+        });
+    EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
+}
+} // namespace

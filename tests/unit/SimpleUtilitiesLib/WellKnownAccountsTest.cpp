@@ -1,0 +1,109 @@
+#include "WellKnownAccounts.h"
+
+#include "Replaced.h"
+#include "WindowsHeaders.h"
+
+#include <gtest/gtest.h>
+
+#include <sddl.h>
+
+#include <cwchar>
+
+namespace
+{
+using namespace WellKnownAccounts;
+using LookupSidDouble = Replaced<"ADVAPI32", "LookupAccountSidW", decltype(LookupAccountSidW)>;
+
+TEST(WellKnownAccountsTest, TableHoldsThreeAccountsInTheirOrder)
+{
+    ASSERT_EQ(All.size(), 3U);
+    EXPECT_STREQ(All[0].sid, L"S-1-5-19");
+    EXPECT_STREQ(All[1].sid, L"S-1-5-32-544");
+    EXPECT_STREQ(All[2].sid, L"S-1-5-11");
+    for (const WellKnownAccount& account : All)
+    {
+        EXPECT_STREQ(account.fallbackDomain, L"NT AUTHORITY");
+    }
+    EXPECT_STREQ(All[0].fallbackName, L"Local Service");
+    EXPECT_STREQ(All[1].fallbackName, L"Administrators");
+    EXPECT_STREQ(All[2].fallbackName, L"Authenticated Users");
+}
+
+TEST(WellKnownAccountsTest, SingleAccountsAreThoseOfTheTable)
+{
+    EXPECT_STREQ(LocalService.sid, L"S-1-5-19");
+    EXPECT_STREQ(Administrators.sid, L"S-1-5-32-544");
+    EXPECT_STREQ(AuthenticatedUsers.sid, L"S-1-5-11");
+}
+
+TEST(TrusteeNameTest, IsLocalised)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID sid, LPWSTR name, LPDWORD, LPWSTR domain, LPDWORD, PSID_NAME_USE)
+        {
+            wchar_t* text = nullptr;
+            EXPECT_TRUE(ConvertSidToStringSidW(sid, &text));
+            EXPECT_STREQ(text, L"S-1-5-19");
+            LocalFree(text);
+            std::wcscpy(name, L"Lokaler Dienst");
+            std::wcscpy(domain, L"NT-AUTORIT\x00C4T");
+            return TRUE;
+        });
+    EXPECT_EQ(TrusteeName(LocalService), L"NT-AUTORIT\x00C4T\\Lokaler Dienst");
+    EXPECT_EQ(ResolveAccount(LocalService).name, L"Lokaler Dienst");
+    EXPECT_EQ(ResolveAccount(LocalService).domain, L"NT-AUTORIT\x00C4T");
+}
+
+TEST(TrusteeNameTest, IsTheFallbackWhenTheLookUpFails)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            SetLastError(ERROR_NONE_MAPPED);
+            return FALSE;
+        });
+    EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+    EXPECT_EQ(TrusteeName(Administrators), L"NT AUTHORITY\\Administrators");
+    EXPECT_EQ(TrusteeName(AuthenticatedUsers), L"NT AUTHORITY\\Authenticated Users");
+}
+
+TEST(TrusteeNameTest, IsTheFallbackWhenTheSidCannotBeConverted)
+{
+    const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
+        [](LPCWSTR, PSID*) { return FALSE; });
+    EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+}
+
+TEST(TrusteeNameTest, IsTheFallbackWhenTheNameIsEmpty)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID, LPWSTR name, LPDWORD, LPWSTR domain, LPDWORD, PSID_NAME_USE)
+        {
+            *name = L'\0';
+            std::wcscpy(domain, L"D");
+            return TRUE;
+        });
+    EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+}
+
+TEST(TrusteeNameTest, SidIsGivenBack)
+{
+    PSID made = nullptr;
+    const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
+        [&](LPCWSTR text, PSID* sid)
+        {
+            const BOOL converted = decltype(convert)::Original(text, sid);
+            made = *sid;
+            return converted;
+        });
+    std::vector<void*> freed;
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
+        [&](HLOCAL memory)
+        {
+            freed.push_back(memory);
+            return decltype(localFree)::Original(memory);
+        });
+    static_cast<void>(TrusteeName(LocalService));
+    EXPECT_EQ(freed, std::vector<void*>{made});
+}
+} // namespace
