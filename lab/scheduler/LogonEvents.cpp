@@ -13,35 +13,33 @@ constexpr wchar_t kNo[] = L"%%1843";
 
 using VersionFunction = LONG(WINAPI*)(OSVERSIONINFOW*);
 
-Event MakeEvent(const std::wstring& user, const std::wstring& domain, unsigned logonType,
-                bool isElevated, bool isVirtual)
+Event WithTokenFields(Event event, bool isElevated, bool isVirtual)
 {
-    Event event = LogonEvent(user, domain, logonType);
-    if (IsWindows10())
-    {
-        event.parameters.emplace_back(L"VirtualAccount", isVirtual ? kYes : kNo);
-        event.parameters.emplace_back(L"ElevatedToken", isElevated ? kYes : kNo);
-    }
+    event.parameters.emplace_back(L"VirtualAccount", isVirtual ? kYes : kNo);
+    event.parameters.emplace_back(L"ElevatedToken", isElevated ? kYes : kNo);
     return event;
 }
 
 } // namespace
 
-std::vector<Event> LogonEvents(const User& user, std::uint32_t session, unsigned logonType)
+std::vector<Event> LogonEvents(const User& user, std::uint32_t session, unsigned logonType,
+                               bool isWindows10)
 {
+    const Event own = LogonEvent(user.name, ComputerName(), logonType);
     std::vector<Event> events;
-    if (IsWindows10())
+    if (isWindows10)
     {
-        events.push_back(MakeEvent(L"UMFD-" + std::to_wstring(session), L"Font Driver Host",
-                                   kInteractiveLogon, false, true));
+        events.push_back(WithTokenFields(
+            LogonEvent(L"UMFD-" + std::to_wstring(session), L"Font Driver Host", kInteractiveLogon),
+            false, true));
     }
     if (user.kind != UserKind::Standard)
     {
-        events.push_back(MakeEvent(user.name, ComputerName(), logonType, true, false));
+        events.push_back(isWindows10 ? WithTokenFields(own, true, false) : own);
     }
     if (user.kind != UserKind::FullAdmin)
     {
-        events.push_back(MakeEvent(user.name, ComputerName(), logonType, false, false));
+        events.push_back(isWindows10 ? WithTokenFields(own, false, false) : own);
     }
     return events;
 }

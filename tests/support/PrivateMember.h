@@ -1,6 +1,7 @@
 #pragma once
 
-/// Lets a test set a field that nothing in the program sets yet, though what happens then is decided:
+/// Lets a test set a field that nothing in the program sets yet, though what happens then is
+/// decided:
 ///     struct Flag { friend bool Class::*MemberOf(Flag); };
 ///     template struct PrivateMember<Flag, &Class::flag>;
 ///     object.*MemberOf(Flag{}) = true;

@@ -39,8 +39,8 @@ public:
     static void Refuse(unsigned long count) { Set(count, 1); }
     static void End() { Set(Always, 0); }
 
-    /// Runs `work` with room for no allocation, for one, for two and so on, until it gets along with
-    /// the room that it has. Calls `check` after each time.
+    /// Runs `work` with room for no allocation, for one, for two and so on, until it gets along
+    /// with the room that it has. Calls `check` after each time.
     template <class Work, class Check> static void ForEveryRoom(Work work, Check check)
     {
         for (unsigned long room = 0;; ++room)
@@ -88,10 +88,7 @@ private:
         return false;
     }
 
-    static void* Malloc(std::size_t size)
-    {
-        return MayAllocate() ? originalMalloc(size) : nullptr;
-    }
+    static void* Malloc(std::size_t size) { return MayAllocate() ? originalMalloc(size) : nullptr; }
 
     static void* Realloc(void* memory, std::size_t size)
     {

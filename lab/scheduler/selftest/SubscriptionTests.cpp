@@ -60,6 +60,15 @@ LAB_TEST(PrinterSubscriptionSelectsItsTwoEventsInItsChannel)
     CHECK(!Selects(kPrinters, printed, kPrintChannel));
 }
 
+LAB_TEST(AnEventOfAnotherChannelIsNotSelected)
+{
+    const std::wstring query = L"<QueryList><Query Id='0' Path='Application'><Select "
+                               L"Path='Security'>*[System]</Select></Query></QueryList>";
+    CHECK(Selects(query, PrinterSetEvent(L"A"), kSecurityChannel));
+    CHECK(!Selects(query, PrinterSetEvent(L"A"), kPrintChannel));
+    CHECK(!Selects(query, PrinterSetEvent(L"A"), L"Application"));
+}
+
 LAB_TEST(LogonSubscriptionSelectsTypesTwoAndTen)
 {
     CHECK(Selects(LogonQuery(L""), Logon(2, nullptr, nullptr), kSecurityChannel));

@@ -141,21 +141,29 @@ LAB_TEST(APathWithBlanksIsQuoted)
 LAB_TEST(ASplitAdministratorStartsTheLogonTaskOnce)
 {
     const Scheduler scheduler;
-    WriteSetting(L"Battery", L"");
-    CHECK(Make(Program(), [](TaskPlan& plan) { plan.subscription = kLogons; }) == S_OK);
+    CHECK(Make(Program(),
+               [](TaskPlan& plan)
+               {
+                   plan.subscription = kLogons;
+                   plan.policy = TASK_INSTANCES_PARALLEL;
+               }) == S_OK);
     const EventChannel channel = *EventChannel::Find(kSecurityChannel);
-    const auto logOn = [&channel](const wchar_t* user, unsigned type)
+    const auto startsOf = [&channel](const wchar_t* user, unsigned type, bool isWindows10)
     {
-        channel.Append(LogonEvents(*FindUser(user), 1, type));
+        channel.Append(LogonEvents(*FindUser(user), 1, type, isWindows10));
         const std::size_t count = RunDueTasks().size();
         AwaitAll();
         return count;
     };
-    const std::size_t one = IsWindows10() ? 1 : 0; // older events lack what the query asks for
-    CHECK(logOn(L"alice", kInteractiveLogon) == one);
-    CHECK(logOn(L"bob", kRemoteInteractiveLogon) == one);
-    CHECK(logOn(L"carol", kInteractiveLogon) == 0);
-    CHECK(logOn(L"bob", 5) == 0);
+    CHECK(startsOf(L"alice", kInteractiveLogon, true) == 1);
+    CHECK(startsOf(L"bob", kRemoteInteractiveLogon, true) == 1);
+    CHECK(startsOf(L"carol", kInteractiveLogon, true) == 0);
+    CHECK(startsOf(L"bob", 5, true) == 0);
+    // Older events do not have what this query asks for.
+    CHECK(startsOf(L"bob", kInteractiveLogon, false) == 0);
+    CHECK(LogonEvents(*FindUser(L"alice"), 1, kInteractiveLogon, false).size() == 2);
+    CHECK(LogonEvents(*FindUser(L"bob"), 1, kInteractiveLogon, false).size() == 1);
+    CHECK(LogonEvents(*FindUser(L"alice"), 1, kInteractiveLogon, true).size() == 3);
 }
 
 LAB_TEST(TheClockStartsADailyTaskEveryFourHours)

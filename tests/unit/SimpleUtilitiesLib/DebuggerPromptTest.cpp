@@ -102,7 +102,7 @@ TEST_F(DebuggerPromptTest, SettingIsReadAtEveryCall)
 TEST_F(DebuggerPromptTest, SettingWithoutATerminatorIsUnderstood)
 {
     StoreExactly(machine, PromptKey, L"Palvo.Program", REG_SZ,
-                {'a', 0, 'l', 0, 'w', 0, 'a', 0, 'y', 0, 's', 0});
+                 {'a', 0, 'l', 0, 'w', 0, 'a', 0, 'y', 0, 's', 0});
     EXPECT_EQ(Boxes(), 1);
 }
 
@@ -113,7 +113,7 @@ TEST_F(DebuggerPromptTest, SettingOfAnotherTypeOrLengthShowsNothing)
     StoreExactly(machine, PromptKey, L"Palvo.Program", REG_BINARY, {'a'});
     EXPECT_EQ(Boxes(), 0);
     StoreExactly(machine, PromptKey, L"Palvo.Program", REG_BINARY,
-                std::vector<std::uint8_t>(0x100000, 'a'));
+                 std::vector<std::uint8_t>(0x100000, 'a'));
     EXPECT_EQ(Boxes(), 0);
 }
 

@@ -138,7 +138,8 @@ TEST(MakeDirectoryTest, LevelThatCannotBeMadeEndsTheWork)
 {
     const CreatedDirectories created({3, 183, 5});
     EXPECT_FALSE(MakeDirectory(L"C:\\a\\b\\c\\d"));
-    EXPECT_EQ(created.Tried(), (CreatedDirectories::Paths{L"C:\\a\\b\\c\\d", L"C:\\a", L"C:\\a\\b"}));
+    EXPECT_EQ(created.Tried(),
+              (CreatedDirectories::Paths{L"C:\\a\\b\\c\\d", L"C:\\a", L"C:\\a\\b"}));
 }
 
 TEST(MakeDirectoryTest, LastLevelThatCannotBeMadeIsFailure)

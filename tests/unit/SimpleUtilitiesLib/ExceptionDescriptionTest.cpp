@@ -25,25 +25,25 @@ public:
 
 private:
     Replaced<"KERNEL32", "FormatMessageW",
-             DWORD(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> formatMessage{
-        [this](DWORD askedFlags, LPCVOID, DWORD askedCode, DWORD askedLanguage, LPWSTR buffer,
-               DWORD, char**) -> DWORD
-        {
-            flags = askedFlags;
-            code = askedCode;
-            language = askedLanguage;
-            if (text.empty())
-            {
-                SetLastError(317);
-                return 0;
-            }
-            auto* memory = static_cast<wchar_t*>(
-                LocalAlloc(LPTR, (text.size() + 1) * sizeof(wchar_t)));
-            std::wmemcpy(memory, text.c_str(), text.size());
-            *reinterpret_cast<wchar_t**>(buffer) = memory;
-            ++notGivenBack;
-            return static_cast<DWORD>(text.size());
-        }};
+             DWORD(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)>
+        formatMessage{[this](DWORD askedFlags, LPCVOID, DWORD askedCode, DWORD askedLanguage,
+                             LPWSTR buffer, DWORD, char**) -> DWORD
+                      {
+                          flags = askedFlags;
+                          code = askedCode;
+                          language = askedLanguage;
+                          if (text.empty())
+                          {
+                              SetLastError(317);
+                              return 0;
+                          }
+                          auto* memory = static_cast<wchar_t*>(
+                              LocalAlloc(LPTR, (text.size() + 1) * sizeof(wchar_t)));
+                          std::wmemcpy(memory, text.c_str(), text.size());
+                          *reinterpret_cast<wchar_t**>(buffer) = memory;
+                          ++notGivenBack;
+                          return static_cast<DWORD>(text.size());
+                      }};
     Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree{
         [this](HLOCAL memory)
         {
@@ -57,11 +57,10 @@ TEST(DescribeExceptionTest, OwnExceptionTellsWhereItWasThrown)
 {
     const ExceptionRegistryRequest e(L"", L"src\\SimpleUtilitiesLib\\SimpleRegistryKey", 239,
                                      L"RegistryKey::SetValue");
-    EXPECT_EQ(DescribeException(e),
-              L"Object of class ExceptionRegistryRequest thrown from:\r\n\r\n"
-              L"File:\tSimpleRegistryKey\r\n"
-              L"Method:\tRegistryKey::SetValue()\r\n"
-              L"Line:\t239\r\n");
+    EXPECT_EQ(DescribeException(e), L"Object of class ExceptionRegistryRequest thrown from:\r\n\r\n"
+                                    L"File:\tSimpleRegistryKey\r\n"
+                                    L"Method:\tRegistryKey::SetValue()\r\n"
+                                    L"Line:\t239\r\n");
 }
 
 TEST(DescribeExceptionTest, DetailsFollowWhenThereAreAny)

@@ -49,7 +49,8 @@ TEST(FormatTest, SmallSTakesWideTextInANarrowFormatToo)
 
 TEST(FormatTest, NarrowFormatIsReadAsUtf8)
 {
-    EXPECT_EQ(Format("\xE4\xB8\xAD%u", 1U), L"\x4E2D" L"1");
+    EXPECT_EQ(Format("\xE4\xB8\xAD%u", 1U), L"\x4E2D"
+                                            L"1");
 }
 
 TEST(FormatTest, TwoPercentSignsGiveOne)

@@ -77,13 +77,13 @@ private:
             journal.push_back(L"impersonate " + Text(token));
             return impersonated;
         }};
-    Replaced<"ADVAPI32", "RevertToSelf", decltype(RevertToSelf)> revert{[this]
-                                                                        {
-                                                                            journal.push_back(
-                                                                                L"revert");
-                                                                            SetLastError(1);
-                                                                            return reverted;
-                                                                        }};
+    Replaced<"ADVAPI32", "RevertToSelf", decltype(RevertToSelf)> revert{
+        [this]
+        {
+            journal.push_back(L"revert");
+            SetLastError(1);
+            return reverted;
+        }};
     Replaced<"ADVAPI32", "SetThreadToken", decltype(SetThreadToken)> setThreadToken{
         [this](PHANDLE thread, HANDLE token)
         {
@@ -264,8 +264,8 @@ bool IsImpersonating()
 TEST(RealImpersonationTest, LastsAsLongAsTheObject)
 {
     KernelHandle token;
-    ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_DUPLICATE | TOKEN_QUERY,
-                                 token.Receive()));
+    ASSERT_TRUE(
+        OpenProcessToken(GetCurrentProcess(), TOKEN_DUPLICATE | TOKEN_QUERY, token.Receive()));
     {
         ImpersonateMainSessionUserWrapper wrapper;
         EXPECT_TRUE(wrapper.Impersonate(token.Get()));

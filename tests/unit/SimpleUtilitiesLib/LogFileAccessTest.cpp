@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace
 {
 using SetSecurityDouble = Replaced<"ADVAPI32", "SetSecurityInfo", decltype(SetSecurityInfo)>;

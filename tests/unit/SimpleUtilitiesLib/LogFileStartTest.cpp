@@ -87,7 +87,8 @@ TEST_F(LogFileStartTest, MutexIsNamedAfterTheDirectory)
 
 TEST_F(LogFileStartTest, SpellingsOfTheDirectoryShareOneMutex)
 {
-    const auto names = MutexNames({L"C:\\Log\\Dir", L"c:\\LOG\\dir", L"C:/Log/Dir", L"C:\\Log/dIR"});
+    const auto names =
+        MutexNames({L"C:\\Log\\Dir", L"c:\\LOG\\dir", L"C:/Log/Dir", L"C:\\Log/dIR"});
     EXPECT_EQ(names, std::vector<std::wstring>(4, L"Global\\c:/log/dir"));
 }
 
@@ -232,8 +233,7 @@ TEST_F(LogFileStartTest, LogWhoseStartTimedOutWritesLater)
 
 TEST_F(LogFileStartTest, AbandonedMutexIsAsGoodAsAnyOther)
 {
-    const HANDLE mutex =
-        CreateMutexW(nullptr, FALSE, LogMutexName(folder.Of(L"new")).c_str());
+    const HANDLE mutex = CreateMutexW(nullptr, FALSE, LogMutexName(folder.Of(L"new")).c_str());
     OnOtherThread([&] { WaitForSingleObject(mutex, INFINITE); });
     LogFile log(folder.Of(L"new"), L"Log");
     CloseHandle(mutex);

@@ -35,8 +35,8 @@ protected:
     bool IsMutexFree() const
     {
         bool isFree = false;
-        const HANDLE mutex =
-            OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, LogMutexName(folder.Path()).c_str());
+        const HANDLE mutex = OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE,
+                                        LogMutexName(folder.Path()).c_str());
         OnOtherThread([&] { isFree = HeldMutex(mutex, 0).IsHeld(); });
         CloseHandle(mutex);
         return isFree;
@@ -401,7 +401,7 @@ TEST_F(LogFileTest, LinesOfSeveralWritersAreNeitherLostNorMixed)
     {
         expected += line;
     }
-    EXPECT_EQ(Bytes() == expected, true) << "the file holds " << Bytes().size() << " bytes of "
-                                         << expected.size();
+    EXPECT_EQ(Bytes() == expected, true)
+        << "the file holds " << Bytes().size() << " bytes of " << expected.size();
 }
 } // namespace

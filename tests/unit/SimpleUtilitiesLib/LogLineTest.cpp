@@ -68,14 +68,12 @@ TEST(LogLineTest, HoldsStampProgramProcessAndMessage)
 
 TEST(LogLineTest, NamesTheThreadWhenThereIsOne)
 {
-    EXPECT_EQ(LogLineText(L"S", L"M", 4294967295U, 77, L"x"),
-              L"[S] M(PID4294967295/TID77): x\n");
+    EXPECT_EQ(LogLineText(L"S", L"M", 4294967295U, 77, L"x"), L"[S] M(PID4294967295/TID77): x\n");
 }
 
 TEST(LogLineTest, MessageIsData)
 {
-    EXPECT_EQ(LogLineText(L"S", L"M", 1, std::nullopt, L"%s%n 100%"),
-              L"[S] M(PID1): %s%n 100%\n");
+    EXPECT_EQ(LogLineText(L"S", L"M", 1, std::nullopt, L"%s%n 100%"), L"[S] M(PID1): %s%n 100%\n");
     EXPECT_EQ(LogLineText(L"S", L"M", 1, std::nullopt, L""), L"[S] M(PID1): \n");
 }
 } // namespace

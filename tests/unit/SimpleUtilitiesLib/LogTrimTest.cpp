@@ -8,8 +8,8 @@ namespace
 {
 constexpr std::uint64_t TwoMebibytes = 2097152;
 
-/// The first byte that is kept of a log of these bytes and of `dropped` bytes more than 2 MiB in all,
-/// which is read in blocks of `blockSize`.
+/// The first byte that is kept of a log of these bytes and of `dropped` bytes more than 2 MiB in
+/// all, which is read in blocks of `blockSize`.
 std::optional<std::uint64_t> FirstKept(std::uint64_t dropped, const std::string& bytes,
                                        std::size_t blockSize = 0x10000)
 {
@@ -82,10 +82,12 @@ TEST(LogTrimTest, LineFeedAfter4096CharactersIsAPieceOfItsOwn)
 
 TEST(LogTrimTest, CarriageReturnThatNoLineFeedFollowsIsACharacter)
 {
-    const std::string lines = "a\rb\r\n" "cd\r\n";
+    const std::string lines = "a\rb\r\n"
+                              "cd\r\n";
     EXPECT_EQ(FirstKept(4, lines), 0U);
     EXPECT_EQ(FirstKept(5, lines), 5U);
-    const std::string twice = "a\r\r\n" "cd\r\n";
+    const std::string twice = "a\r\r\n"
+                              "cd\r\n";
     EXPECT_EQ(FirstKept(3, twice), 0U);
     EXPECT_EQ(FirstKept(4, twice), 4U);
 }

@@ -19,8 +19,7 @@ TEST(GlobalObjectsTest, NamesAreThoseThatEveryCopyUses)
     EXPECT_STREQ(RefreshInstanceMutex, L"{D38A6F12-5E47-4C9D-81B2-9F0C6E4A27D5}PalvoOrvela");
     EXPECT_STREQ(NormalRequestEvent, L"{7E29B4C1-A605-4D78-9F3E-0B6D2C8A51E4}PalvoOrvela");
     EXPECT_STREQ(SpecialRequestEvent, L"{A14D8E63-2F9B-4A07-BC51-6E3F97D0248C}PalvoOrvela");
-    EXPECT_STREQ(NewOrChangedInstanceMutex,
-                 L"{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela");
+    EXPECT_STREQ(NewOrChangedInstanceMutex, L"{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela");
 }
 
 TEST(RegistryPathsTest, AreThoseOfTheSuite)

@@ -1,7 +1,7 @@
 #include "RegistryValues.h"
 
-#include "LegacyPlvException.h"
 #include "ExactValue.h"
+#include "LegacyPlvException.h"
 #include "RedirectedRoot.h"
 #include "Replaced.h"
 
@@ -35,18 +35,18 @@ private:
                            open += status == ERROR_SUCCESS ? 1 : 0;
                            return status;
                        }};
-    CreateDouble createKey{
-        [this](HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options,
-               REGSAM asked, const LPSECURITY_ATTRIBUTES security, PHKEY created,
-               LPDWORD disposition)
-        {
-            root = key;
-            access = asked;
-            const LSTATUS status = decltype(createKey)::Original(
-                key, subKey, reserved, keyClass, options, asked, security, created, disposition);
-            open += status == ERROR_SUCCESS ? 1 : 0;
-            return status;
-        }};
+    CreateDouble createKey{[this](HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass,
+                                  DWORD options, REGSAM asked, const LPSECURITY_ATTRIBUTES security,
+                                  PHKEY created, LPDWORD disposition)
+                           {
+                               root = key;
+                               access = asked;
+                               const LSTATUS status = decltype(createKey)::Original(
+                                   key, subKey, reserved, keyClass, options, asked, security,
+                                   created, disposition);
+                               open += status == ERROR_SUCCESS ? 1 : 0;
+                               return status;
+                           }};
     CloseDouble closeKey{[this](HKEY key)
                          {
                              --open;

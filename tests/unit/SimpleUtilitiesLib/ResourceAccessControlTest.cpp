@@ -15,9 +15,8 @@ namespace
 using Entries = std::multiset<std::wstring>;
 using CreateFileDouble = Replaced<"KERNEL32", "CreateFileW", decltype(CreateFileW)>;
 using MakeAbsoluteDouble = Replaced<"ADVAPI32", "MakeAbsoluteSD", decltype(MakeAbsoluteSD)>;
-using ConvertDouble =
-    Replaced<"ADVAPI32", "ConvertStringSecurityDescriptorToSecurityDescriptorW",
-             decltype(ConvertStringSecurityDescriptorToSecurityDescriptorW)>;
+using ConvertDouble = Replaced<"ADVAPI32", "ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                               decltype(ConvertStringSecurityDescriptorToSecurityDescriptorW)>;
 
 const std::wstring Grant = L"(A;OICI;0xc0010000;;;LS)";
 

@@ -50,8 +50,8 @@ TEST_F(SidsTest, FailedConversionOwnsNothing)
             *sid = reinterpret_cast<PSID>(0x10);
             return FALSE;
         });
-    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
-        [](HLOCAL) -> HLOCAL { return nullptr; });
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree([](HLOCAL) -> HLOCAL
+                                                                           { return nullptr; });
     EXPECT_FALSE(SidFromText(L"S-1-5-18").IsValid());
 }
 
@@ -147,8 +147,8 @@ TEST_F(SidsTest, AccountIsAskedForAgainWithTheSizesThatTheSystemWants)
 {
     int calls = 0;
     const LookupNameDouble lookup(
-        [&](LPCWSTR machine, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR, LPDWORD domainLength,
-            PSID_NAME_USE)
+        [&](LPCWSTR machine, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR,
+            LPDWORD domainLength, PSID_NAME_USE)
         {
             EXPECT_EQ(machine, nullptr);
             EXPECT_STREQ(account, L"D\\n");
@@ -226,6 +226,19 @@ TEST_F(TokenUserTest, HandleThatIsNoTokenHasNone)
 {
     EXPECT_FALSE(GetTokenUserSidString(nullptr, text));
     EXPECT_EQ(text, L"");
+}
+
+TEST_F(TokenUserTest, TokenWithoutASizeIsNotAskedAgain)
+{
+    int calls = 0;
+    const TokenInformationDouble information(
+        [&](HANDLE, TOKEN_INFORMATION_CLASS, LPVOID, DWORD, PDWORD)
+        {
+            ++calls;
+            return FALSE;
+        });
+    EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(TokenUserTest, TokenThatGivesNothingHasNone)

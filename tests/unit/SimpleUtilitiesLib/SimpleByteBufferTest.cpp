@@ -29,9 +29,8 @@ TEST(ByteBufferTest, NumberOf32BitsHasItsLeastByteFirst)
 
 TEST(ByteBufferTest, NumberOf64BitsHasItsLeastByteFirst)
 {
-    EXPECT_EQ(
-        ByteBuffer({0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x88}).WalkBufferToGetLong64(),
-        0x8807060504030201ULL);
+    EXPECT_EQ(ByteBuffer({0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x88}).WalkBufferToGetLong64(),
+              0x8807060504030201ULL);
 }
 
 TEST(ByteBufferTest, FurtherBytesAreIgnored)
@@ -43,13 +42,17 @@ TEST(ByteBufferTest, FurtherBytesAreIgnored)
 TEST(ByteBufferTest, ThreeBytesAreTooFewFor32Bits)
 {
     ExpectTooFewBytes(L"ByteBuffer::WalkBufferToGetLong",
-                      [] { return ByteBuffer({1, 2, 3}).WalkBufferToGetLong(); });
+                      [] {
+                          return ByteBuffer({1, 2, 3}).WalkBufferToGetLong();
+                      });
 }
 
 TEST(ByteBufferTest, SevenBytesAreTooFewFor64Bits)
 {
     ExpectTooFewBytes(L"ByteBuffer::WalkBufferToGetLong64",
-                      [] { return ByteBuffer({1, 2, 3, 4, 5, 6, 7}).WalkBufferToGetLong64(); });
+                      [] {
+                          return ByteBuffer({1, 2, 3, 4, 5, 6, 7}).WalkBufferToGetLong64();
+                      });
 }
 
 TEST(ByteBufferTest, NoBytesAreTooFewForEither)

@@ -14,8 +14,7 @@ using FormatMessageDouble = Replaced<"KERNEL32", "FormatMessageW",
 /// Puts a text where FormatMessageW leaves one that it allocated.
 DWORD Give(LPWSTR buffer, const std::wstring& text)
 {
-    auto* memory =
-        static_cast<wchar_t*>(LocalAlloc(LPTR, (text.size() + 1) * sizeof(wchar_t)));
+    auto* memory = static_cast<wchar_t*>(LocalAlloc(LPTR, (text.size() + 1) * sizeof(wchar_t)));
     std::wmemcpy(memory, text.c_str(), text.size());
     *reinterpret_cast<wchar_t**>(buffer) = memory;
     return static_cast<DWORD>(text.size());
@@ -39,25 +38,22 @@ TEST(Win32ErrorTextTest, IsTheSeparatorTheCodeTwiceAndTheSystemsText)
 
 TEST(Win32ErrorTextTest, CodeIsDecimalThenHexadecimal)
 {
-    const FormatMessageDouble formatMessage(
-        [](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD, char**)
-        { return Give(buffer, L"T"); });
+    const FormatMessageDouble formatMessage([](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD,
+                                               char**) { return Give(buffer, L"T"); });
     EXPECT_EQ(Win32ErrorText(4294967295U), L" = 4294967295/0xffffffff: T");
 }
 
 TEST(Win32ErrorTextTest, PercentSignsInTheSystemsTextAreData)
 {
-    const FormatMessageDouble formatMessage(
-        [](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD, char**)
-        { return Give(buffer, L"%1 %s%n"); });
+    const FormatMessageDouble formatMessage([](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD,
+                                               char**) { return Give(buffer, L"%1 %s%n"); });
     EXPECT_EQ(Win32ErrorText(193), L" = 193/0xc1: %1 %s%n");
 }
 
 TEST(Win32ErrorTextTest, CodeZeroGivesAColonAndTheText)
 {
-    const FormatMessageDouble formatMessage(
-        [](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD, char**)
-        { return Give(buffer, L"Done.\r\n"); });
+    const FormatMessageDouble formatMessage([](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD,
+                                               char**) { return Give(buffer, L"Done.\r\n"); });
     EXPECT_EQ(Win32ErrorText(0), L": Done.\r\n");
 }
 
@@ -79,15 +75,15 @@ TEST(Win32ErrorTextTest, CodeThatTheSystemDoesNotKnowIsAnUnknownValue)
 
 TEST(Win32ErrorTextTest, UnknownTextOfCodeZero)
 {
-    const FormatMessageDouble formatMessage(
-        [](DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**) { return 0; });
+    const FormatMessageDouble formatMessage([](DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)
+                                            { return 0; });
     EXPECT_EQ(Win32ErrorText(0), L": Unknown value");
 }
 
 TEST(Win32ErrorTextTest, TextWithoutAnAddressIsNone)
 {
-    const FormatMessageDouble formatMessage(
-        [](DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**) { return 5; });
+    const FormatMessageDouble formatMessage([](DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)
+                                            { return 5; });
     EXPECT_EQ(Win32ErrorText(5), L" = 5/0x5: Unknown value");
 }
 

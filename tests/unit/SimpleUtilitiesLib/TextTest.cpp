@@ -32,7 +32,8 @@ TEST(FromNarrowTest, StopsAtTheFirstZeroByte)
 
 TEST(FromNarrowTest, BytesThatAreNoUtf8AreNoFailure)
 {
-    const std::wstring text = FromNarrow("a\xFF" "b");
+    const std::wstring text = FromNarrow("a\xFF"
+                                         "b");
     ASSERT_EQ(text.size(), 3U);
     EXPECT_EQ(text.front(), L'a');
     EXPECT_EQ(text.back(), L'b');
