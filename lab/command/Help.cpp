@@ -13,7 +13,7 @@ const std::vector<Command>& Commands()
          L"reset                          make everything as it was at the start\n"},
         {L"printer", &RunPrinter,
          L"printer add NAME DRIVER        add a printer; the spooler logs event 300\n"
-         L"printer change NAME            change one; the spooler logs event 306\n"
+         L"printer change NAME...         change some; the spooler logs event 306 for each\n"
          L"printer remove NAME            remove one\n"
          L"printer list                   all printers with their drivers\n"},
         {L"driver", &RunDriver,
@@ -54,7 +54,7 @@ const std::vector<Command>& Commands()
          L"                               a line is \"[@ACCOUNT ]arguments\"\n"},
         {L"show", &RunShow,
          L"show printers|events|sessions|siblings|bags [--hex]|log|calls|leaks|counts|registry\n"
-         L"     |faults|files|messages|settings\n"},
+         L"     |faults|files|messages|settings|channel\n"},
         {L"sibling", &RunSibling,
          L"sibling query|writer [--take MS[-MS]] [--return CODE] [--hold|--release]\n"
          L"        [--missing|--present]  tell a stand-in what to do\n"},

@@ -25,6 +25,20 @@ int AddPrinterCommand(const std::wstring& name, const std::wstring& driver)
     return AddLabPrinter(name, driver) ? kDone : Complain(L"the printer could not be added");
 }
 
+// All events are in the channel before a task looks at it.
+int ChangePrinters(const Arguments& arguments)
+{
+    for (std::size_t i = 1; i < arguments.size(); ++i)
+    {
+        const std::wstring name = ReplaceEscapes(arguments[i]);
+        if (!ChangePrinter(name))
+        {
+            return Complain(L"there is no printer '" + name + L"'");
+        }
+    }
+    return kDone;
+}
+
 } // namespace
 
 int RunPrinter(const Arguments& arguments)
@@ -36,9 +50,9 @@ int RunPrinter(const Arguments& arguments)
     {
         return AddPrinterCommand(name, arguments[2]);
     }
-    if (what == L"change" && count == 2)
+    if (what == L"change" && count >= 2)
     {
-        return ChangePrinter(name) ? kDone : Complain(L"there is no printer '" + name + L"'");
+        return ChangePrinters(arguments);
     }
     if (what == L"remove" && count == 2)
     {

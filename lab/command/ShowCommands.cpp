@@ -2,6 +2,7 @@
 
 #include "Accounts.h"
 #include "CallRecord.h"
+#include "EventChannel.h"
 #include "FaultPlan.h"
 #include "LabState.h"
 #include "LeakRecord.h"
@@ -27,6 +28,15 @@ int ShowPrinters(const Arguments&)
 int ShowEvents(const Arguments&)
 {
     return RunEvent({L"list"});
+}
+
+int ShowChannel(const Arguments&)
+{
+    const ChannelConfig config = EventChannel::Find(kPrintChannel)->Config();
+    Print(std::wstring(L"enabled\t") + (config.enabled ? L"on" : L"off"));
+    Print(L"size\t" + std::to_wstring(config.maxSize));
+    Print(std::wstring(L"full\t") + (config.retention ? L"keeps the oldest" : L"overwrites"));
+    return kDone;
 }
 
 int ShowSessions(const Arguments&)
@@ -171,6 +181,7 @@ constexpr View kViews[] = {
     {L"counts", &ShowCounts, false},     {L"registry", &ShowRegistryTree, true},
     {L"faults", &ShowFaults, false},     {L"files", &ShowFiles, false},
     {L"messages", &ShowMessages, false}, {L"settings", &ShowSettings, false},
+    {L"channel", &ShowChannel, false},
 };
 
 } // namespace

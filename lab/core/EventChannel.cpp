@@ -26,6 +26,10 @@ std::size_t OldestBytes(const std::string& records, std::uint64_t limit)
     {
         std::uint32_t size = 0;
         std::memcpy(&size, records.data() + at, sizeof size);
+        if (size == 0)
+        {
+            return records.size(); // torn: nothing behind it can be read
+        }
         at += size;
     }
     return at;
@@ -87,6 +91,7 @@ ChannelConfig EventChannel::Config() const
 
 void EventChannel::SaveConfig(const ChannelConfig& config) const
 {
+    const LabLock lock(kEventLock);
     const LabKey key = CreateStateKey(ConfigKey(m_name));
     key.SetNumber(L"Enabled", config.enabled ? 1 : 0);
     key.SetNumber(L"Retention", config.retention ? 1 : 0);
@@ -95,12 +100,12 @@ void EventChannel::SaveConfig(const ChannelConfig& config) const
 
 std::size_t EventChannel::Append(std::vector<Event> events) const
 {
+    const LabLock lock(kEventLock);
     const ChannelConfig config = Config();
     if (!config.enabled)
     {
         return 0;
     }
-    const LabLock lock(kEventLock);
     ChannelFile file(FilePath());
     const std::uint64_t used = file.Size();
     std::string added;

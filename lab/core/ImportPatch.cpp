@@ -120,7 +120,9 @@ bool IsDelayDescriptor(const Image& image, const DelayDescriptor& candidate)
     {
         return false;
     }
-    const std::uint64_t first = *image.At<const std::uint64_t>(candidate.nameTable);
+    // What only looks like a descriptor may point anywhere.
+    std::uint64_t first = 0;
+    std::memcpy(&first, image.At<const std::uint8_t>(candidate.nameTable), sizeof first);
     const bool ordinal = (first & IMAGE_ORDINAL_FLAG64) != 0;
     return (ordinal || (first != 0 && first < size)) && IsDllName(image, candidate.dllName);
 }

@@ -51,30 +51,16 @@ std::vector<TaskInstance> Overdue(LabTime now)
     return overdue;
 }
 
-// Those of `starts` that still run.
-std::vector<TaskInstance> StillRunning(const std::vector<TaskStart>& starts)
-{
-    const LabLock lock(kSchedulerLock);
-    std::vector<TaskInstance> running;
-    for (const TaskInstance& instance : LiveInstances())
-    {
-        for (const TaskStart& start : starts)
-        {
-            if (start.instance == instance.id)
-            {
-                running.push_back(instance);
-            }
-        }
-    }
-    return running;
-}
-
-void PassTime(LabTime to, const std::vector<TaskStart>& startedThisTurn, bool isStartNext,
-              const ClockTurn& turn)
+// The program's time is not the lab's: what runs gets the grace, whoever started it.
+void PassTime(LabTime to, bool isStartNext, const ClockTurn& turn)
 {
     const auto meetsLimit = [to](const TaskInstance& instance)
     { return instance.limit != 0 && to - instance.started >= instance.limit; };
-    const auto running = StillRunning(startedThisTurn);
+    std::vector<TaskInstance> running;
+    {
+        const LabLock lock(kSchedulerLock);
+        running = LiveInstances();
+    }
     if (isStartNext || std::any_of(running.begin(), running.end(), meetsLimit))
     {
         AwaitEnd(running, turn.graceMilliseconds);
@@ -86,6 +72,7 @@ void PassTime(LabTime to, const std::vector<TaskStart>& startedThisTurn, bool is
 // A task whose time passed while the machine was off.
 std::vector<Demand> MissedDemands(LabTime from, LabTime to)
 {
+    const LabLock lock(kSchedulerLock);
     std::vector<Demand> demands;
     for (const StoredTask& task : LoadTasks())
     {
@@ -141,7 +128,7 @@ std::vector<TaskStart> TurnClock(LabTime to, const ClockTurn& turn)
     {
         const auto next = EarliestNext(ClockNow());
         const bool isStartNext = next && *next <= to;
-        PassTime(isStartNext ? *next : to, starts, isStartNext, turn);
+        PassTime(isStartNext ? *next : to, isStartNext, turn);
         if (isStartNext)
         {
             for (TaskStart& start : StartAll(DemandsAt(*next)))

@@ -149,6 +149,18 @@ int StopTask(const std::wstring& name)
     return kDone;
 }
 
+// The same task once more under another name, as a sibling component might have registered it.
+int CopyTask(StoredTask task, const std::wstring& name)
+{
+    if (!IsTaskName(name))
+    {
+        return Complain(L"'" + name + L"' cannot be the name of a task");
+    }
+    task.name = name;
+    SaveTask(task);
+    return kDone;
+}
+
 // Commands on one task.
 int RunOnTask(const std::wstring& what, const StoredTask& task)
 {
@@ -220,11 +232,16 @@ int RunTasks(const Arguments& arguments)
         return limit && *limit < INFINITE ? WaitForTasks(static_cast<std::uint32_t>(*limit))
                                           : Misused(L"tasks");
     }
-    if (count != 2)
+    const bool isCopy = arguments[0] == L"copy" && count == 3;
+    if (count != 2 && !isCopy)
     {
         return Misused(L"tasks");
     }
     const auto task = LoadTask(ReplaceEscapes(arguments[1]));
+    if (task && isCopy)
+    {
+        return CopyTask(*task, ReplaceEscapes(arguments[2]));
+    }
     return task ? RunOnTask(arguments[0], *task)
                 : Complain(L"there is no task '" + arguments[1] + L"'");
 }

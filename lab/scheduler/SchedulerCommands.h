@@ -15,6 +15,7 @@ inline constexpr wchar_t kTasksHelp[] =
     L"tasks wait [MS]                wait until no task runs or waits to run\n"
     L"tasks stop NAME                terminate what runs of it\n"
     L"tasks delete NAME              delete one\n"
+    L"tasks copy NAME NAME           register it once more, under another name\n"
     L"tasks protect|release NAME     make one that nobody can delete or replace\n"
     L"tasks history                  what the scheduler did: registered, started, ignored, ...\n";
 

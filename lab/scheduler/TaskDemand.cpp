@@ -22,10 +22,16 @@ std::wstring ReasonOf(const TriggerData& trigger, const wchar_t* kind)
 
 std::vector<TaskStart> StartAll(const std::vector<Demand>& demands)
 {
-    std::vector<TaskStart> starts;
+    // What is due together starts together.
+    std::vector<BegunStart> begun;
     for (const Demand& demand : demands)
     {
-        starts.push_back(StartTask(demand.task, demand.reason, demand.limit));
+        begun.push_back(BeginStart(demand.task, demand.reason, demand.limit));
+    }
+    std::vector<TaskStart> starts;
+    for (BegunStart& start : begun)
+    {
+        starts.push_back(FinishStart(std::move(start)));
     }
     return starts;
 }

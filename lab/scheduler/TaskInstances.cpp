@@ -64,6 +64,18 @@ void ForgetLost(const TaskInstance& instance)
     LogScheduler(L"lost: " + instance.task);
 }
 
+// Until the instance's program runs, or its host gave up.
+void AwaitStarted(const TaskInstance& instance)
+{
+    const OwnedHandle started(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str()));
+    const OwnedHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
+    if (started && host)
+    {
+        const HANDLE either[] = {started.Get(), host.Get()};
+        WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    }
+}
+
 } // namespace
 
 std::vector<TaskInstance> LiveInstances()
@@ -195,6 +207,10 @@ std::optional<std::uint32_t> AwaitStart(const StartingInstance& instance)
 
 std::size_t Terminate(const std::vector<TaskInstance>& instances)
 {
+    for (const TaskInstance& instance : instances)
+    {
+        AwaitStarted(instance);
+    }
     std::vector<TaskInstance> ended;
     {
         const LabLock lock(kSchedulerLock);

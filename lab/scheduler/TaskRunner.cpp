@@ -125,7 +125,8 @@ void FinishInstance(const TaskInstance& instance, std::uint32_t result)
     const bool wasTerminated = stored && stored->isTerminated;
     RemoveInstance(instance.id);
     result = wasTerminated ? static_cast<std::uint32_t>(SchedulerResult::Terminated) : result;
-    LogScheduler(L"finished: " + instance.task + L": " + Hex(result));
+    LogScheduler(L"finished: " + instance.task + L": process " +
+                 std::to_wstring(instance.processId) + L": " + Hex(result));
     const auto task = LoadTask(instance.task);
     if (!task || task->serial != instance.serial)
     {

@@ -15,9 +15,8 @@ constexpr std::uint64_t kDefaultLimit = 72 * 60 * 60;
 
 struct Plan
 {
-    TaskStart start;
+    BegunStart begun;
     std::vector<TaskInstance> toStop;
-    std::optional<StartingInstance> starting;
 };
 
 std::wstring ActionText(const StoredTask& task, const wchar_t* property)
@@ -77,15 +76,17 @@ TaskInstance MakeInstance(const StoredTask& task, const std::wstring& reason, st
     return instance;
 }
 
-void StartNow(const StoredTask& task, const std::wstring& reason, std::uint64_t limit, Plan& plan)
+void StartNow(const StoredTask& task, const std::wstring& reason, std::uint64_t limit,
+              BegunStart& begun)
 {
     TaskHistory history = LoadHistory(task.name);
     history.lastRun = FormatLabTime(ClockNow());
-    history.lastResult = static_cast<std::uint32_t>(SchedulerResult::Running);
+    begun.starting = StartHost(MakeInstance(task, reason, limit));
+    history.lastResult = static_cast<std::uint32_t>(
+        begun.starting ? SchedulerResult::Running : SchedulerResult::FromWindows(GetLastError()));
     SaveHistory(task.name, history);
-    plan.starting = StartHost(MakeInstance(task, reason, limit));
-    plan.start.outcome = plan.starting ? StartOutcome::Started : StartOutcome::NoProgram;
-    plan.start.instance = plan.starting ? plan.starting->id : 0;
+    begun.start.outcome = begun.starting ? StartOutcome::Started : StartOutcome::NoProgram;
+    begun.start.instance = begun.starting ? begun.starting->id : 0;
 }
 
 void Queue(const StoredTask& task, Plan& plan)
@@ -93,18 +94,30 @@ void Queue(const StoredTask& task, Plan& plan)
     TaskHistory history = LoadHistory(task.name);
     ++history.queued;
     SaveHistory(task.name, history);
-    plan.start.outcome = StartOutcome::Queued;
+    plan.begun.start.outcome = StartOutcome::Queued;
+}
+
+// Whether the task is still the one that was to start.
+bool IsRegistered(const StoredTask& task)
+{
+    const auto stored = LoadTask(task.name);
+    return stored && stored->serial == task.serial;
 }
 
 // With the lock held: decides, and starts what may start at once.
 void Decide(const StoredTask& task, std::uint64_t limit, Plan& plan)
 {
+    if (!IsRegistered(task))
+    {
+        plan.begun.start.outcome = StartOutcome::Disabled;
+        return;
+    }
     const PropertyBag& settings = task.data.settings;
     const bool isOnBattery = Setting(L"Battery") == L"on";
     if (!settings.IsTrue(L"Enabled", true) ||
         (isOnBattery && settings.IsTrue(L"DisallowStartIfOnBatteries", true)))
     {
-        plan.start.outcome = StartOutcome::Disabled;
+        plan.begun.start.outcome = StartOutcome::Disabled;
         return;
     }
     const auto running = LiveInstancesOf(task.name);
@@ -115,7 +128,7 @@ void Decide(const StoredTask& task, std::uint64_t limit, Plan& plan)
     }
     else if (!running.empty() && policy == TASK_INSTANCES_IGNORE_NEW)
     {
-        plan.start.outcome = StartOutcome::Ignored;
+        plan.begun.start.outcome = StartOutcome::Ignored;
     }
     else if (!running.empty() && policy == TASK_INSTANCES_STOP_EXISTING)
     {
@@ -123,7 +136,7 @@ void Decide(const StoredTask& task, std::uint64_t limit, Plan& plan)
     }
     else
     {
-        StartNow(task, plan.start.reason, limit, plan);
+        StartNow(task, plan.begun.start.reason, limit, plan.begun);
     }
 }
 
@@ -147,41 +160,53 @@ std::wstring OutcomeText(StartOutcome outcome)
 
 } // namespace
 
-TaskStart StartTask(const StoredTask& task, const std::wstring& reason,
-                    const std::optional<std::wstring>& triggerLimit)
+BegunStart BeginStart(const StoredTask& task, const std::wstring& reason,
+                      const std::optional<std::wstring>& triggerLimit)
 {
     Plan plan;
-    plan.start = {task.name, reason, StartOutcome::Disabled, 0, 0, CommandLineOf(task)};
+    plan.begun.start = {task.name, reason, StartOutcome::Disabled, 0, 0, CommandLineOf(task)};
     const std::uint64_t limit = LimitOf(task, triggerLimit);
     {
         const LabLock lock(kSchedulerLock);
         Decide(task, limit, plan);
         if (plan.toStop.empty())
         {
-            LogScheduler(OutcomeText(plan.start.outcome) + task.name + L": " + reason);
+            LogScheduler(OutcomeText(plan.begun.start.outcome) + task.name + L": " + reason);
+            return std::move(plan.begun);
         }
     }
-    if (!plan.toStop.empty())
+    Terminate(plan.toStop);
+    const LabLock lock(kSchedulerLock);
+    if (IsRegistered(task))
     {
-        Terminate(plan.toStop);
-        const LabLock lock(kSchedulerLock);
-        StartNow(task, reason, limit, plan);
-        LogScheduler(OutcomeText(plan.start.outcome) + task.name + L": " + reason);
+        StartNow(task, reason, limit, plan.begun);
     }
-    if (plan.starting)
+    LogScheduler(OutcomeText(plan.begun.start.outcome) + task.name + L": " + reason);
+    return std::move(plan.begun);
+}
+
+TaskStart FinishStart(BegunStart begun)
+{
+    if (begun.starting)
     {
-        const auto processId = AwaitStart(*plan.starting);
-        plan.start.processId = processId.value_or(0);
-        plan.start.outcome = processId ? StartOutcome::Started : StartOutcome::NoProgram;
+        const auto processId = AwaitStart(*begun.starting);
+        begun.start.processId = processId.value_or(0);
+        begun.start.outcome = processId ? StartOutcome::Started : StartOutcome::NoProgram;
     }
-    return plan.start;
+    return begun.start;
+}
+
+TaskStart StartTask(const StoredTask& task, const std::wstring& reason,
+                    const std::optional<std::wstring>& triggerLimit)
+{
+    return FinishStart(BeginStart(task, reason, triggerLimit));
 }
 
 void StartQueued(const StoredTask& task)
 {
-    Plan plan;
-    StartNow(task, L"queued start", LimitOf(task, std::nullopt), plan);
-    LogScheduler(OutcomeText(plan.start.outcome) + task.name + L": queued start");
+    BegunStart begun;
+    StartNow(task, L"queued start", LimitOf(task, std::nullopt), begun);
+    LogScheduler(OutcomeText(begun.start.outcome) + task.name + L": queued start");
 }
 
 std::wstring CommandLineOf(const StoredTask& task)

@@ -1,6 +1,7 @@
 // One start of one task, by the task's own settings.
 #pragma once
 
+#include "TaskInstances.h"
 #include "TaskRunner.h"
 #include "TaskStore.h"
 
@@ -10,8 +11,22 @@
 namespace PalvoLab
 {
 
-// Obeys Enabled, the battery settings and MultipleInstances. Waits until the program runs.
-// `triggerLimit` is the ExecutionTimeLimit of the trigger that asks for it.
+// A start that was decided; its program may not run yet.
+struct BegunStart
+{
+    TaskStart start;
+    std::optional<StartingInstance> starting;
+};
+
+// Obeys Enabled, the battery settings and MultipleInstances. `triggerLimit` is the
+// ExecutionTimeLimit of the trigger that asks for it.
+BegunStart BeginStart(const StoredTask& task, const std::wstring& reason,
+                      const std::optional<std::wstring>& triggerLimit);
+
+// Waits until the program runs.
+TaskStart FinishStart(BegunStart begun);
+
+// Both.
 TaskStart StartTask(const StoredTask& task, const std::wstring& reason,
                     const std::optional<std::wstring>& triggerLimit);
 

@@ -185,6 +185,7 @@ bool RemoveTask(const std::wstring& name)
 
 void ProtectTask(const std::wstring& name, bool isProtected)
 {
+    const LabLock lock(kSchedulerLock);
     CreateStateKey(KeyOf(name)).SetNumber(L"Protected", isProtected ? 1 : 0);
 }
 

@@ -203,9 +203,12 @@ LAB_TEST(AChannelObeysItsConfiguration)
     config.enabled = true;
     config.maxSize = 4096;
     channel.SaveConfig(config);
+    CHECK(channel.Append({PrinterSetEvent(L"First")}) == 1);
+    const std::uint64_t first = channel.Select(nullptr).back().recordId;
     CHECK(channel.Append(std::vector<Event>(500, PrinterSetEvent(L"X"))) == 500);
     const std::vector<Event> kept = channel.Select(nullptr);
     CHECK(!kept.empty() && kept.size() < 60);
+    CHECK(kept.back().recordId == first + 500);
     CHECK(kept.back().recordId - kept.front().recordId == kept.size() - 1);
     config.retention = true;
     channel.SaveConfig(config);

@@ -13,12 +13,18 @@ SUITE = r"C:\Program Files\Palvo Printer Suite"
 LOG = Path("drive_c/ProgramData/Palvo/PrinterDriver/V6.0/PalvoPrinterConfiguration/PalvoOrvela"
            "/PalvoPrinterConfiguration.log")
 SUPPORTED = "Palvo Orvela PV6"
+NEW_OR_CHANGED = "Palvo PalvoOrvela Printer Configuration - New or Changed"
+PERIODIC_REFRESH = "Palvo PalvoOrvela Printer Configuration - Periodic Refresh"
+USER_LOGON = "Palvo PalvoOrvela Printer Configuration - User Logon"
 
 # Longer than anything in the lab takes on a slow machine; a command that hangs fails its test.
 SECONDS = 120
 
 LOG_LINE = re.compile(
     r"\[\d{1,2}/\d{1,2}/\d{4} \d{1,2}:\d\d:\d\d [AP]M\] PalvoPrinterConfiguration\(PID(\d+)\): (.*)")
+
+STARTS = re.compile(r"^(?:started|queued|ignored|not started): .* \((?:event|time|missed).*\n",
+                    re.MULTILINE)
 
 
 @dataclass
@@ -44,6 +50,7 @@ class Run:
 class Lab:
     def __init__(self):
         self.command = str(ROOT / "palvo-lab")
+        self.code = 0       # the exit code of the last command
         self.prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build/lab/prefix"))
 
     def __call__(self, *arguments, check=True, text=None):
@@ -56,6 +63,9 @@ class Lab:
                                     stderr=subprocess.STDOUT, check=False, timeout=SECONDS)
             printed.seek(0)
             output = printed.read().decode("utf-8", "replace").replace("\r\n", "\n")
+        # What the scheduler starts because of a command is asked for with history().
+        output = STARTS.sub("", output)
+        self.code = result.returncode
         if check and result.returncode != 0:
             raise AssertionError(f"palvo-lab {' '.join(arguments)} ended with {result.returncode}:\n"
                                  f"{output}")
@@ -68,7 +78,8 @@ class Lab:
         output = self("run", *options, "--print-exit", *tail, check=False)
         found = re.search(r"(?:palvo-lab: )?exit (\d+) pid (\d+)\n$", output)
         if not found:
-            raise AssertionError(f"the program did not end as it should:\n{output}")
+            raise AssertionError("the program did not end as it should, palvo-lab with "
+                                 f"{self.code}:\n{output}")
         return Run(int(found[1]), output[:found.start()], int(found[2]),
                    self.log()[log_before:], self.siblings()[siblings_before:])
 
@@ -89,6 +100,37 @@ class Lab:
         """Starts one copy a line together; the exit codes in the order of the lines."""
         output = self("burst", *options, "-", text="\n".join(lines) + "\n")
         return [int(code) for code in re.findall(r"\bexit (\d+)", output)]
+
+    def suite(self):
+        """The folder of the program and its siblings."""
+        return self.prefix / "drive_c" / SUITE.removeprefix("C:\\").replace("\\", "/")
+
+    def tasks(self):
+        """The names of the registered tasks, in their order."""
+        return re.findall(r"^task: (.*)$", self("tasks"), re.MULTILINE)
+
+    def raw_task(self, name):
+        """{property: value} of a task, as they were put."""
+        return dict(line.split("=", 1) for line in self("tasks", "raw", name).splitlines())
+
+    def history(self):
+        """What the scheduler did, a line each."""
+        return self("tasks", "history").splitlines()
+
+    def finished(self):
+        """(task, result) of every run of a task that ended."""
+        return re.findall(r"^finished: (.*): process \d+: (0x[0-9a-f]+)$",
+                          "\n".join(self.history()), re.MULTILINE)
+
+    def channel(self):
+        """(enabled, size in bytes, what it does when it is full) of the print service's channel."""
+        return tuple(line.split("\t")[1] for line in self("show", "channel").splitlines())
+
+    def leaks(self):
+        """What runs left open. The log keeps its mutex and that mutex's access list on purpose."""
+        return [line for line in self("show", "leaks").splitlines()
+                if not re.search(r"leak (handle mutex Global\\c:/programdata|"
+                                 r"local memory SetEntriesInAclW$)", line)]
 
     def log_path(self):
         return self.prefix / LOG

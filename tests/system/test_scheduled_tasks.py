@@ -1,0 +1,424 @@
+"""The program installs itself, is started by its tasks alone, and takes itself down again."""
+
+import re
+import shutil
+import unittest
+
+from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, SUITE, SUPPORTED, USER_LOGON, Lab
+
+ALL_TASKS = [NEW_OR_CHANGED, PERIODIC_REFRESH, USER_LOGON]
+
+PRINTER_QUERY = ('<QueryList><Query Id="0" Path="Microsoft-Windows-PrintService/Operational"><Select '
+                 'Path="Microsoft-Windows-PrintService/Operational">*[System[Provider[@Name='
+                 "'Microsoft-Windows-PrintService'] and (EventID=300 or EventID=306)]]</Select>"
+                 '</Query></QueryList>')
+OLD_LOGON_QUERY = ('<QueryList><Query Id="0" Path="Security"><Select Path="Security">*[System['
+                   "(EventID=4624)]] and (*[EventData[Data[@Name='LogonType']='10']] or "
+                   "*[EventData[Data[@Name='LogonType']='2']])</Select></Query></QueryList>")
+LOGON_QUERY = ('<QueryList><Query Id="0" Path="Security"><Select Path="Security">*[System['
+               "(EventID=4624)]] and (*[EventData[Data[@Name='LogonType']='10']] or "
+               "*[EventData[Data[@Name='LogonType']='2']]) and *[EventData[Data[@Name="
+               "'ElevatedToken']='%%1843']] and *[EventData[Data[@Name='VirtualAccount']="
+               "'%%1843']]</Select></Query></QueryList>")
+
+CHANNEL_SET = "Channel properties updated.\n"
+REGISTERED = "\n Success! Task successfully registered."
+INSTALLED = ["Auto-config scheduled task successfully created with event and calendar triggers.",
+             "# Invoked to install scheduled tasks. Done...exiting."]
+TASKS_GONE = ("Auto-Config scheduled tasks deleted upon request or because digital signature "
+              "validation failed.")
+TASKS_STAY = "ERROR: Failed to delete Auto-config scheduled task."
+JOB_START_GONE = ("Print Job Start scheduled task deleted upon request or because digital signature "
+                  "validation failed.")
+JOB_START_STAYS = "ERROR: Failed to delete Print Job Start scheduled task."
+UNINSTALLED = ["# Invoked to uninstall scheduled tasks. Done...",
+               "Removed our driver GUIDs from the user property bag. Done...exiting."]
+CREATION_FAILED = {
+    NEW_OR_CHANGED: "ERROR: Failed to create or recreate auto-config scheduled task for new/changed "
+                    "printer events.",
+    PERIODIC_REFRESH: "ERROR: Failed to create or recreate auto-config scheduled task for periodic "
+                      "refresh.",
+    USER_LOGON: "ERROR: Failed to create or recreate auto-config scheduled task for user logon "
+                "events."}
+CHANNEL_FAILED = ("ERROR: Failed to configure event log to enable auto-config scheduled task's event "
+                  "trigger.")
+
+# What every task is, raw.
+COMMON = {
+    "Registration.Flags": "6", "Registration.LogonType": "5", "Registration.SecurityDescriptor": "",
+    "Registration.UserId": r"NT AUTHORITY\SYSTEM", "RegistrationInfo.Author": "Palvo Corporation",
+    "Principal.RunLevel": "1", "Settings.AllowHardTerminate": "1", "Settings.Compatibility": "2",
+    "Settings.DisallowStartIfOnBatteries": "0", "Settings.Enabled": "1",
+    "Settings.ExecutionTimeLimit": "PT2H", "Settings.Hidden": "1",
+    "Settings.StartWhenAvailable": "1", "Settings.StopIfGoingOnBatteries": "0",
+    "Trigger0.ExecutionTimeLimit": "PT2H", "Action0.Type": "0",
+    "Action0.Path": SUITE + r"\PalvoPrinterConfiguration.exe"}
+
+
+class LabTest(unittest.TestCase):
+    def setUp(self):
+        self.lab = Lab()
+        self.lab("reset")
+        self.lab("set", "windows-version", "win10")
+        self.addCleanup(self.lab, "set", "windows-version", "none")
+
+    def install(self, **options):
+        run = self.lab.run("-IT", **options)
+        self.assertEqual(run.code, 0, run.output)
+        return run
+
+
+class Installing(LabTest):
+    def test_it_switches_the_channel_on_and_registers_three_tasks(self):
+        self.lab("set", "channel-enabled", "off")
+        self.lab("set", "channel-retention", "on")
+        run = self.install()
+        self.assertEqual(run.output, CHANNEL_SET + REGISTERED * 3)
+        self.assertEqual(run.log[2:], INSTALLED)
+        self.assertEqual(self.lab.tasks(), ALL_TASKS)
+        self.assertEqual(self.lab.channel(), ("on", "1052672", "overwrites"))
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 0))
+        self.assertTrue(all("DesktopAppGUIDs" in bag for bag in self.lab.bags().values()))
+        self.assertEqual(self.lab.leaks(), [])
+
+    def test_every_property_of_the_tasks_is_stored_as_it_was_put(self):
+        self.install()
+        self.assertEqual(self.lab.raw_task(NEW_OR_CHANGED), COMMON | {
+            "Settings.MultipleInstances": "0", "Trigger0.Type": "0",
+            "Trigger0.Id": "Event 300 or 306 Trigger", "Trigger0.Subscription": PRINTER_QUERY,
+            "Action0.Arguments": "-c -i NewOrChangedTask"})
+        self.assertEqual(self.lab.raw_task(USER_LOGON), COMMON | {
+            "Settings.MultipleInstances": "0", "Trigger0.Type": "0",
+            "Trigger0.Id": "Logon Event Trigger", "Trigger0.Subscription": LOGON_QUERY,
+            "Action0.Arguments": "-c -i UserLogonTask -IN -w"})
+        refresh = self.lab.raw_task(PERIODIC_REFRESH)
+        self.assertRegex(refresh.pop("Trigger0.StartBoundary"),
+                         r"^2000-01-01T0[0-3]:[0-5]0:00$")
+        self.assertEqual(refresh, COMMON | {
+            "Settings.MultipleInstances": "2", "Trigger0.Type": "2", "Trigger0.Id": "Time Trigger",
+            "Trigger0.Repetition.Interval": "PT4H",
+            "Action0.Arguments": "-r -i PeriodicRefreshTask -IN -w"})
+
+    def test_the_version_of_windows_chooses_the_logon_query_and_what_is_deleted(self):
+        for version, query, deleted in (("win7", OLD_LOGON_QUERY, False),
+                                        ("win8", OLD_LOGON_QUERY, True),
+                                        ("win81", OLD_LOGON_QUERY, True),
+                                        ("win10", LOGON_QUERY, True)):
+            with self.subTest(version=version):
+                self.lab("set", "windows-version", version)
+                self.install()
+                self.assertEqual(self.lab.raw_task(USER_LOGON)["Trigger0.Subscription"], query)
+                run = self.lab.run("-UT")
+                self.assertEqual((run.code, run.output), (0, CHANNEL_SET))
+                self.assertEqual(run.log[2:],
+                                 [TASKS_GONE] * deleted + [JOB_START_GONE] + UNINSTALLED)
+                self.assertEqual(self.lab.tasks(), [] if deleted else ALL_TASKS)
+
+    def test_installing_again_leaves_three_tasks_with_the_second_definition(self):
+        self.lab("set", "windows-version", "win7")
+        self.install()
+        self.lab("set", "windows-version", "win10")
+        self.install()
+        self.assertEqual(self.lab.tasks(), ALL_TASKS)
+        self.assertEqual(self.lab.raw_task(USER_LOGON)["Trigger0.Subscription"], LOGON_QUERY)
+
+    def test_two_installations_at_once_leave_three_whole_tasks(self):
+        for _ in range(5):
+            self.assertEqual(self.lab.burst(["-IT", "-IT"]), [0, 0])
+            self.assertEqual(self.lab.tasks(), ALL_TASKS)
+        self.assertEqual(len(self.lab.raw_task(PERIODIC_REFRESH)), len(COMMON) + 6)
+        self.assertEqual(self.lab.leaks(), [])
+
+    def test_a_path_with_blanks_and_other_scripts_is_what_the_task_starts(self):
+        folder = self.lab.prefix / "drive_c" / "Früher 日本 100%"
+        folder.mkdir(exist_ok=True)
+        self.addCleanup(shutil.rmtree, folder)
+        for name in ("PalvoPrinterConfiguration", "PalvoPrinterQuery",
+                     "PalvoPrinterConfigurationWriter"):
+            shutil.copy(self.lab.suite() / f"{name}.exe", folder)
+        path = r"C:\Früher 日本 100%\PalvoPrinterConfiguration.exe"
+        self.install(options=("--program", path))
+        self.assertEqual(self.lab.raw_task(NEW_OR_CHANGED)["Action0.Path"], path)
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab("tasks", "wait")
+        self.assertEqual(self.lab.finished(), [(NEW_OR_CHANGED, "0x0")])
+        self.assertEqual(self.lab.log()[-1],
+                         "- No supported printers need to be processed. Done. Exiting.")
+
+
+class Failing(LabTest):
+    # Of a task with an event trigger: the first installed.
+    STEPS = (
+        ("CoInitializeEx", "\nCoInitializeEx failed: "),
+        ("CoInitializeSecurity", "\nCoInitializeSecurity failed: "),
+        ("CoCreateInstance", "Failed to CoCreate an instance of the TaskService class: "),
+        ("ITaskService::Connect", "ITaskService::Connect failed: "),
+        ("ITaskService::GetFolder", "Cannot get Root Folder pointer: "),
+        ("ITaskService::NewTask", "Failed to create an instance of the task: "),
+        ("ITaskDefinition::get_RegistrationInfo", "\nCannot get identification pointer: "),
+        ("IRegistrationInfo::put_Author", "\nCannot put identification info: "),
+        ("ITaskDefinition::get_Principal", "\nCannot get principal pointer: "),
+        ("IPrincipal::put_RunLevel", "\nCannot put runlevel: "),
+        ("ITaskDefinition::get_Settings", "\nCannot get settings pointer: "),
+        ("ITaskSettings::put_Enabled", "\nCannot put settings info: "),
+        ("ITaskSettings::put_StartWhenAvailable", "\nCannot put settings info: "),
+        ("ITaskSettings::put_Compatibility", "\nCannot put settings info: "),
+        ("ITaskSettings::put_ExecutionTimeLimit", "\nCannot put settings info: "),
+        ("ITaskSettings::put_AllowHardTerminate", "\nCannot put settings info: "),
+        ("ITaskSettings::put_DisallowStartIfOnBatteries", "\nCannot put settings info: "),
+        ("ITaskSettings::put_StopIfGoingOnBatteries", "\nCannot put settings info: "),
+        ("ITaskSettings::put_Hidden", "\nCannot put settings info: "),
+        ("ITaskSettings::put_MultipleInstances", "\nCannot put settings info: "),
+        ("ITaskDefinition::get_Triggers", "\nCannot get trigger collection: "),
+        ("ITriggerCollection::Create", "\nCannot create the first trigger: "),
+        ("IEventTrigger::QueryInterface", "\nQueryInterface call on IEventTrigger failed: "),
+        ("IEventTrigger::put_Id", "\nCannot put the event trigger info: "),
+        ("IEventTrigger::put_Subscription", "\nCannot put the event trigger info: "),
+        ("IEventTrigger::put_ExecutionTimeLimit", "\nCannot put the event trigger info: "),
+        ("ITaskDefinition::get_Actions", "\nCannot get action collection pointer: "),
+        ("IActionCollection::Create", "\nCannot create an exec action: "),
+        ("IExecAction::QueryInterface", "\nQueryInterface call failed for IExecAction: "),
+        ("IExecAction::put_Path", "\nCannot put path information: "),
+        ("IExecAction::put_Arguments", "\nCannot put arguments: "),
+        ("ITaskFolder::RegisterTaskDefinition", "\nError saving the Task : "))
+    # Of the periodic refresh: the number of the call in the whole installation, and its sentence.
+    REFRESH_STEPS = (
+        ("ITaskSettings::put_MultipleInstances 3", "\nCannot create the first trigger: "),
+        ("ITriggerCollection::Create 2", "\nCannot create the second trigger: "),
+        ("IDailyTrigger::QueryInterface 1", "\nQueryInterface call on IEventTrigger failed: "),
+        ("IDailyTrigger::put_Id 1", "\nCannot put the event trigger info for 2nd trigger: "),
+        ("IDailyTrigger::put_ExecutionTimeLimit 1",
+         "\nCannot put the event trigger info for 2nd trigger: "),
+        ("IDailyTrigger::put_StartBoundary 1",
+         "\nCannot put the event trigger info for 2nd trigger: "),
+        ("IDailyTrigger::get_Repetition 1", "\nQueryInterface call on IRepetitionPattern failed: "),
+        ("IRepetitionPattern::put_Interval 1", "\nCannot put the repetition interval: "))
+    CHANNEL_STEPS = (
+        ("EvtOpenChannelConfig 1", "EvtOpenChannelConfig failed with 15007.\n", 1),
+        ("EvtSetChannelConfigProperty 1",
+         "EvtSetChannelConfigProperty for Enabled property failed with 15007\n", 2),
+        ("EvtSetChannelConfigProperty 2",
+         "EvtSetChannelConfigProperty for Retention property failed with 15007\n", 2),
+        ("EvtSetChannelConfigProperty 3",
+         "EvtChannelLoggingConfigMaxSize for MAx Size property failed with 15007\n", 3),
+        ("EvtSaveChannelConfig 1", "EvtSaveChannelConfig failed with 15007\n", 4))
+
+    def test_each_failing_step_of_a_task_says_its_sentence_and_leaves_the_task_out(self):
+        for call, text in self.STEPS:
+            with self.subTest(call=call):
+                self.lab("reset")
+                run = self.lab.run("-IT", options=("--fault", f"{call} 1 0x8004130A"))
+                # The outcome counts the channel and the logon task alone.
+                self.assertEqual((run.code, run.output),
+                                 (0, CHANNEL_SET + text + "8004130a" + REGISTERED * 2))
+                self.assertEqual(run.log[2:], [CREATION_FAILED[NEW_OR_CHANGED]] + INSTALLED)
+                self.assertEqual(self.lab.tasks(), [PERIODIC_REFRESH, USER_LOGON])
+                self.assertEqual(self.lab.leaks(), [])
+
+    def test_each_failing_step_of_the_periodic_refresh_says_its_sentence(self):
+        for call, text in self.REFRESH_STEPS:
+            with self.subTest(call=call):
+                self.lab("reset")
+                run = self.lab.run("-IT", options=("--fault", f"{call} 0x80070005"))
+                self.assertEqual((run.code, run.output),
+                                 (0, CHANNEL_SET + REGISTERED + text + "80070005" + REGISTERED))
+                self.assertEqual(run.log[2:], [CREATION_FAILED[PERIODIC_REFRESH]] + INSTALLED)
+                self.assertEqual(self.lab.tasks(), [NEW_OR_CHANGED, USER_LOGON])
+                self.assertEqual(self.lab.leaks(), [])
+
+    def test_each_failing_step_of_the_channel_says_its_sentence_and_saves_nothing(self):
+        for call, text, status in self.CHANNEL_STEPS:
+            with self.subTest(call=call):
+                self.lab("reset")
+                self.lab("set", "channel-enabled", "off")
+                run = self.lab.run("-IT", options=("--fault", f"{call} 15007"))
+                self.assertEqual((run.code, run.output), (status, text + REGISTERED * 3))
+                self.assertEqual(run.log[2:], [CHANNEL_FAILED] + INSTALLED[1:])
+                self.assertEqual(self.lab.channel()[0], "off")
+                self.assertEqual(self.lab.tasks(), ALL_TASKS)
+                self.assertEqual(self.lab.leaks(), [])
+                self.install()
+                self.assertEqual(self.lab.channel()[0], "on")
+
+    def test_a_logon_task_that_cannot_be_created_enters_the_outcome(self):
+        run = self.lab.run("-IT", options=("--fault",
+                                           "ITaskFolder::RegisterTaskDefinition 3 0x80070005"))
+        self.assertEqual((run.code, run.output),
+                         (1, CHANNEL_SET + REGISTERED * 2 + "\nError saving the Task : 80070005"))
+        self.assertEqual(run.log[2:], [CREATION_FAILED[USER_LOGON], INSTALLED[1]])
+        self.install()
+        self.assertEqual(self.lab.tasks(), ALL_TASKS)
+
+    def test_security_that_was_initialised_before_ends_each_call(self):
+        run = self.lab.run("-IT", options=("--fault", "CoInitializeSecurity 1 0x80010119 always"))
+        self.assertEqual((run.code, run.output),
+                         (1, CHANNEL_SET + "\nCoInitializeSecurity failed: 80010119" * 3))
+        self.assertEqual(self.lab.tasks(), [])
+        self.assertEqual(self.lab.leaks(), [])
+
+    def test_a_scheduler_that_cannot_be_reached_fails_every_step_that_needs_it(self):
+        self.install()
+        for state, text in (
+                ("stopped", "ITaskService::Connect failed: 80070721"),
+                ("missing", "Failed to CoCreate an instance of the TaskService class: 80040154")):
+            with self.subTest(state=state):
+                self.lab("set", "scheduler", state)
+                run = self.lab.run("-IT")
+                self.assertEqual(run.code, 1)
+                self.assertEqual(re.sub(r"\b8[0-9a-f]{7}", "CODE", run.output),
+                                 re.sub(r"\b8[0-9a-f]{7}", "CODE", CHANNEL_SET + text * 3))
+                self.assertEqual(run.log[2:], list(CREATION_FAILED.values()) + INSTALLED[1:])
+                run = self.lab.run("-UT")
+                self.assertEqual(run.code, 1)
+                self.assertEqual(run.log[2:], [TASKS_STAY, JOB_START_STAYS] + UNINSTALLED)
+                self.assertEqual(self.lab.leaks(), [])
+        self.lab("set", "scheduler", "running")
+        self.assertEqual(self.lab.tasks(), ALL_TASKS)
+        self.install()
+        self.assertEqual(self.lab.run("-UT").code, 0)
+        self.assertEqual(self.lab.tasks(), [])
+
+    def test_a_task_that_cannot_be_deleted_stays_and_is_replaced_when_it_can_be(self):
+        self.lab("set", "windows-version", "win7")
+        self.install()
+        self.lab("set", "windows-version", "win10")
+        self.lab("tasks", "protect", USER_LOGON)
+        run = self.lab.run("-IT")
+        self.assertEqual((run.code, run.output),
+                         (1, CHANNEL_SET + REGISTERED * 2 + "\nError saving the Task : 80070005"))
+        self.assertEqual(self.lab.raw_task(USER_LOGON)["Trigger0.Subscription"], OLD_LOGON_QUERY)
+        self.lab("tasks", "release", USER_LOGON)
+        self.install()
+        self.assertEqual(self.lab.raw_task(USER_LOGON)["Trigger0.Subscription"], LOGON_QUERY)
+
+    def test_without_the_rights_of_an_installer_nothing_is_registered(self):
+        self.lab("user", "add", "stan", "standard")
+        run = self.lab.run("-IT", options=("--account", "stan"))
+        self.assertNotEqual(run.code, 0)
+        self.assertEqual(self.lab.tasks(), [])
+
+
+class Living(LabTest):
+    def runs(self):
+        """The arguments of every run that the log tells of."""
+        return [line.split(": ", 1)[1] for line in self.lab.log() if line.startswith("# Called with")]
+
+    def test_the_whole_life_without_a_hand(self):
+        sid = self.lab("user", "add", "anna", "admin").strip()
+        self.install()
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab("tasks", "wait")
+        self.lab("printer", "add", "Front Desk", SUPPORTED)
+        self.lab("tasks", "wait")
+        self.lab("user", "logon", "anna")
+        self.lab("tasks", "wait")
+        self.lab("clock", "forward", "4")
+        self.lab("tasks", "wait")
+        self.assertEqual(self.lab.finished(), [
+            (NEW_OR_CHANGED, "0x0"), (NEW_OR_CHANGED, "0x0"), (USER_LOGON, "0x0"),
+            (PERIODIC_REFRESH, "0x0")])
+        # The log names the switches before the invoker, whatever their order was.
+        self.assertEqual(self.runs(), [
+            "-IT", "-c -i NewOrChangedTask", "-c -i NewOrChangedTask",
+            "-c -IN -w -i UserLogonTask", "-r -IN -w -i PeriodicRefreshTask"])
+        self.assertEqual([(s.name, s.arguments.split(" -i ")[0]) for s in self.lab.siblings()
+                          if s.arguments.startswith(' -e "')], [("query", ' -e "Front Desk"')])
+        self.assertIn("UserId", self.lab.bags()[sid])
+
+        self.install()
+        self.assertEqual(self.lab.tasks(), ALL_TASKS)
+
+        run = self.lab.run("-UT")
+        self.assertEqual((run.code, run.output), (0, CHANNEL_SET))
+        self.assertEqual(run.log[2:], [TASKS_GONE, JOB_START_GONE] + UNINSTALLED)
+        self.assertEqual(self.lab.tasks(), [])
+        self.assertEqual(self.lab.channel(), ("off", "1052672", "overwrites"))
+
+        before = len(self.runs())
+        self.lab("printer", "change", "Front Desk")
+        self.lab("user", "logoff", "anna")
+        self.lab("user", "logon", "anna")
+        self.lab("clock", "forward", "24")
+        self.lab("tasks", "wait")
+        self.assertEqual(len(self.runs()), before)
+
+        run = self.lab.run("-UT")
+        self.assertEqual((run.code, run.log[2:]), (0, [TASKS_GONE, JOB_START_GONE] + UNINSTALLED))
+        self.assertEqual(self.lab.leaks(), [])
+
+    def test_the_job_start_task_of_the_sibling_component_goes_too(self):
+        self.install()
+        self.lab("tasks", "copy", NEW_OR_CHANGED, "Palvo Orvela 7.0 Job Management - Job Start")
+        self.lab("tasks", "copy", NEW_OR_CHANGED, "Another maker's")
+        self.assertEqual(self.lab.run("-UT").code, 0)
+        self.assertEqual(self.lab.tasks(), ["Another maker's"])
+
+    def test_many_changes_at_once_start_as_many_copies_and_one_at_a_time_works(self):
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        names = [f"Printer {number}" for number in range(8)]
+        for name in names:
+            self.lab("printer", "add", name, SUPPORTED)
+        self.install()
+        self.lab("printer", "change", *names)
+        self.lab("tasks", "wait")
+        self.assertEqual(len(self.lab.finished()), 8)
+        self.assertLessEqual(set(self.lab.finished()),
+                             {(NEW_OR_CHANGED, "0x0"), (NEW_OR_CHANGED, "0x1")})
+        working = [s for s in self.lab.siblings() if s.name == "query"]
+        self.assertEqual(working[0].arguments, " -c")
+        self.assertEqual(self.lab.scan_position()[1], len(names) * 2 + 1)
+
+    def test_the_refresh_task_ignores_a_start_while_it_runs(self):
+        self.install()
+        self.lab("sibling", "writer", "--hold")
+        self.addCleanup(self.lab, "sibling", "writer", "--release")
+        self.lab("clock", "forward", "4")
+        self.lab.wait_for(lambda: any(s.arguments.startswith("  -i ") for s in self.lab.siblings()),
+                          "the refresh at work")
+        self.lab("tasks", "run", PERIODIC_REFRESH, check=False)
+        self.lab("sibling", "writer", "--release")
+        self.lab("tasks", "wait")
+        self.assertEqual([run.split(" ")[0] for run in self.runs()], ["-IT", "-r"])
+
+    def test_uninstalling_while_a_copy_works_lets_it_end_its_work(self):
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.install()
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("tasks", "wait")
+        self.lab("sibling", "writer", "--hold")
+        self.addCleanup(self.lab, "sibling", "writer", "--release")
+        self.lab("printer", "change", "One")
+        self.lab.wait_for(lambda: [s for s in self.lab.siblings()
+                                   if s.name == "writer" and not s.ended], "the writer's start")
+        run = self.lab.run("-UT")
+        self.assertEqual((run.code, self.lab.tasks()), (0, []))
+        self.lab("sibling", "writer", "--release")
+        self.lab("tasks", "wait")
+        self.lab.wait_for(lambda: "NewOrChanged event done...exiting." in self.lab.log()[-3:],
+                          "the end of the working copy")
+
+    def test_a_start_that_was_missed_is_made_up_for(self):
+        self.install()
+        self.lab("clock", "forward", "9", "--off")
+        self.lab("tasks", "wait")
+        self.assertEqual(self.lab.finished(), [(PERIODIC_REFRESH, "0x0")])
+
+    def test_a_hundred_installations_and_removals_leave_everything_as_it_was(self):
+        self.install()
+        self.lab.run("-UT")
+        before = self.state()
+        for _ in range(100):
+            self.lab("run", "--", "-IT")
+            self.lab("run", "--", "-UT")
+        self.assertEqual(self.state(), before)
+        self.assertEqual(self.lab.leaks(), [])
+
+    def state(self):
+        """Tasks, channel, registry, property bags and files, the log's length aside."""
+        files = re.sub(r"\t\d+ bytes", "", self.lab("show", "files"))
+        return (self.lab.tasks(), self.lab.channel(), self.lab("show", "registry"), self.lab.bags(),
+                files)
+
+
+if __name__ == "__main__":
+    unittest.main()
