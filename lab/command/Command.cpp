@@ -7,6 +7,8 @@ namespace PalvoLab
 namespace
 {
 
+bool printsComplaints = false;
+
 void WriteAll(HANDLE file, std::string_view bytes)
 {
     while (!bytes.empty())
@@ -21,7 +23,17 @@ void WriteAll(HANDLE file, std::string_view bytes)
     }
 }
 
+void WriteError(std::string_view bytes)
+{
+    WriteAll(GetStdHandle(printsComplaints ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE), bytes);
+}
+
 } // namespace
+
+void PrintComplaints()
+{
+    printsComplaints = true;
+}
 
 void Print(std::wstring_view line)
 {
@@ -41,7 +53,7 @@ void PrintBytes(std::string_view bytes)
 
 int Complain(std::wstring_view message, int code)
 {
-    WriteAll(GetStdHandle(STD_ERROR_HANDLE), "palvo-lab: " + ToLine(message) + "\n");
+    WriteError("palvo-lab: " + ToLine(message) + "\n");
     return code;
 }
 
@@ -54,7 +66,7 @@ int Misused(const wchar_t* command)
         {
             for (const std::wstring& line : Split(entry.help, L'\n'))
             {
-                WriteAll(GetStdHandle(STD_ERROR_HANDLE), ToLine(line) + "\n");
+                WriteError(ToLine(line) + "\n");
             }
         }
     }

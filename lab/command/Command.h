@@ -36,6 +36,9 @@ void PrintBytes(std::string_view bytes);
 // Writes "palvo-lab: <message>" to standard error and gives `code` back.
 int Complain(std::wstring_view message, int code = kFailed);
 
+// From now on complaints go to standard output, in their order with what is printed.
+void PrintComplaints();
+
 // Complains about the use of a command.
 int Misused(const wchar_t* command);
 
@@ -56,6 +59,7 @@ int RunSession(const Arguments& arguments);
 int RunAccount(const Arguments& arguments);
 int RunEvent(const Arguments& arguments);
 int RunProgram(const Arguments& arguments);
+int RunKill(const Arguments& arguments);
 int RunBurst(const Arguments& arguments);
 int RunShow(const Arguments& arguments);
 int RunSibling(const Arguments& arguments);

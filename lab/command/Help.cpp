@@ -48,6 +48,7 @@ const std::vector<Command>& Commands()
          L"    [--coverage-dir DIR] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
          L"    [--program PATH] (-- ARGUMENT... | --raw TEXT [--escapes])\n"
          L"                               run the program; ends with its exit code\n"},
+        {L"kill", &RunKill, L"kill PID                       end a process at once\n"},
         {L"burst", &RunBurst,
          L"burst FILE|- [--output-dir DIR] [--coverage-dir DIR]\n"
          L"                               start one copy per line of FILE together, wait for all;\n"
@@ -83,7 +84,11 @@ const std::vector<Command>& Commands()
          L"set message-response N         the answer to a message to a session\n"
          L"set box-returns N              the answer to a message box; 0: it fails\n"
          L"set channel-enabled on|off, set channel-size BYTES, set channel-retention on|off\n"},
-        {L"help", &RunHelp, L"help                           this text\n"},
+        {L"help", &RunHelp,
+         L"serve                          commands from standard input, a line each, arguments "
+         L"between\n"
+         L"                               tabs; after each a line with \\x1e and its exit code\n"
+         L"help                           this text\n"},
     };
     return commands;
 }

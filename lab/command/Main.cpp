@@ -11,10 +11,11 @@
 namespace
 {
 
+using namespace PalvoLab;
+
 // Several first commands may come at once.
 void SetUpOnce()
 {
-    using namespace PalvoLab;
     if (OpenStateKey(L"Ready"))
     {
         return;
@@ -26,17 +27,9 @@ void SetUpOnce()
     }
 }
 
-} // namespace
-
-int wmain(int argc, wchar_t** argv)
+// One command with its name; its exit code.
+int RunCommand(const Arguments& all)
 {
-    using namespace PalvoLab;
-    const Arguments all(argv + 1, argv + argc);
-    if (all.empty())
-    {
-        RunHelp({});
-        return kUsage;
-    }
     for (const Command& command : Commands())
     {
         if (all[0] != command.name)
@@ -56,4 +49,39 @@ int wmain(int argc, wchar_t** argv)
         return result;
     }
     return Complain(L"there is no command '" + all[0] + L"'; see palvo-lab help", kUsage);
+}
+
+// Commands from standard input, a line each, their arguments between tabs, until it ends. What a
+// command prints, complaints too, is followed by a line with a record separator and its exit code.
+int Serve()
+{
+    PrintComplaints();
+    std::string waiting;
+    char part[4096];
+    DWORD read = 0;
+    while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), part, sizeof part, &read, nullptr) && read != 0)
+    {
+        waiting.append(part, read);
+        for (std::size_t end = waiting.find('\n'); end != std::string::npos;
+             end = waiting.find('\n'))
+        {
+            const Arguments arguments = Split(Widen(waiting.substr(0, end)), L'\t');
+            waiting.erase(0, end + 1);
+            PrintBytes("\x1e" + std::to_string(RunCommand(arguments)) + "\n");
+        }
+    }
+    return kDone;
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    const Arguments all(argv + 1, argv + argc);
+    if (all.empty())
+    {
+        RunHelp({});
+        return kUsage;
+    }
+    return all[0] == L"serve" ? Serve() : RunCommand(all);
 }

@@ -182,6 +182,23 @@ int RunProgram(const Arguments& given)
     return static_cast<int>(*code);
 }
 
+int RunKill(const Arguments& arguments)
+{
+    const auto id = arguments.size() == 1 ? ParseNumber(arguments[0]) : std::nullopt;
+    if (!id)
+    {
+        return Misused(L"kill");
+    }
+    const OwnedHandle process(
+        OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(*id)));
+    if (!process || !TerminateProcess(process.Get(), 1))
+    {
+        return Complain(L"process " + arguments[0] + L" cannot be ended");
+    }
+    WaitForSingleObject(process.Get(), INFINITE);
+    return kDone;
+}
+
 int RunBurst(const Arguments& given)
 {
     Arguments arguments = given;

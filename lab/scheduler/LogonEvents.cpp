@@ -11,8 +11,6 @@ namespace
 constexpr wchar_t kYes[] = L"%%1842";
 constexpr wchar_t kNo[] = L"%%1843";
 
-using VersionFunction = LONG(WINAPI*)(OSVERSIONINFOW*);
-
 Event WithTokenFields(Event event, bool isElevated, bool isVirtual)
 {
     event.parameters.emplace_back(L"VirtualAccount", isVirtual ? kYes : kNo);
@@ -46,12 +44,13 @@ std::vector<Event> LogonEvents(const User& user, std::uint32_t session, unsigned
 
 bool IsWindows10()
 {
-    // The kernel's own answer does not depend on this program's manifest.
-    const auto version = reinterpret_cast<VersionFunction>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
-    OSVERSIONINFOW information = {};
-    information.dwOSVersionInfoSize = sizeof information;
-    return version(&information) == 0 && information.dwMajorVersion >= 10;
+    // Wine tells a process the version that was chosen when that process began; this asks for the
+    // one that the next process will see.
+    wchar_t version[16] = {};
+    DWORD size = sizeof version - sizeof *version;
+    const LSTATUS status = RegGetValueW(HKEY_CURRENT_USER, L"Software\\Wine", L"Version",
+                                        RRF_RT_REG_SZ, nullptr, version, &size);
+    return status == ERROR_SUCCESS && std::wstring_view(version) == L"win10";
 }
 
 } // namespace PalvoLab

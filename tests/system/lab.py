@@ -2,6 +2,7 @@
 
 import os
 import re
+import select
 import subprocess
 import tempfile
 import time
@@ -47,27 +48,63 @@ class Run:
     siblings: list = field(default_factory=list)
 
 
-class Lab:
-    def __init__(self):
-        self.command = str(ROOT / "palvo-lab")
-        self.code = 0       # the exit code of the last command
-        self.prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build/lab/prefix"))
+class Server:
+    """One process of the lab that takes commands until it is ended. Starting one for every command
+    would take longer than what the commands do."""
 
-    def __call__(self, *arguments, check=True, text=None):
+    def __init__(self, prefix):
+        # What goes wrong with the lab itself goes to this process's standard error.
+        self.process = subprocess.Popen([ROOT / "palvo-lab", "serve"], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE,
+                                        env=dict(os.environ, PALVO_LAB_PREFIX=str(prefix)))
+
+    def ask(self, arguments):
+        """What the command printed, and its exit code."""
+        for argument in arguments:
+            if "\t" in argument or "\n" in argument:
+                raise ValueError(f"a command cannot be told this: {argument!r}")
+        self.process.stdin.write(("\t".join(arguments) + "\n").encode())
+        self.process.stdin.flush()
+        end = time.monotonic() + SECONDS
+        printed = b""
+        while not (match := re.search(rb"\x1e(-?\d+)\n\Z", printed)):
+            ready = select.select([self.process.stdout], [], [], max(0, end - time.monotonic()))[0]
+            part = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            if not part:
+                self.process.kill()
+                raise AssertionError(f"palvo-lab {' '.join(arguments)} "
+                                     f"{'ended' if ready else 'hangs'} after:\n{printed.decode()}")
+            printed += part
+        return (printed[:match.start()].decode("utf-8", "replace").replace("\r\n", "\n"),
+                int(match[1]) & 0xFFFFFFFF)
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.stdout.close()
+        try:
+            self.process.wait(10)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
+
+
+class Lab:
+    servers = {}    # one for each prefix
+
+    def __init__(self, prefix=None):
+        self.prefix = Path(prefix or os.environ.get("PALVO_LAB_PREFIX", ROOT / "build/lab/prefix"))
+        self.code = 0       # the exit code of the last command
+
+    def __call__(self, *arguments, check=True):
         """Runs a command of the lab and returns what it printed."""
-        # Files, not pipes: what a command leaves running must not hold the caller up.
-        with tempfile.TemporaryFile() as given, tempfile.TemporaryFile() as printed:
-            given.write((text or "").encode())
-            given.seek(0)
-            result = subprocess.run([self.command, *arguments], stdin=given, stdout=printed,
-                                    stderr=subprocess.STDOUT, check=False, timeout=SECONDS)
-            printed.seek(0)
-            output = printed.read().decode("utf-8", "replace").replace("\r\n", "\n")
+        server = self.servers.get(self.prefix)
+        if server is None or server.process.poll() is not None:
+            server = self.servers[self.prefix] = Server(self.prefix)
+        output, self.code = server.ask(arguments)
         # What the scheduler starts because of a command is asked for with history().
         output = STARTS.sub("", output)
-        self.code = result.returncode
-        if check and result.returncode != 0:
-            raise AssertionError(f"palvo-lab {' '.join(arguments)} ended with {result.returncode}:\n"
+        if check and self.code != 0:
+            raise AssertionError(f"palvo-lab {' '.join(arguments)} ended with {self.code}:\n"
                                  f"{output}")
         return output
 
@@ -89,16 +126,14 @@ class Lab:
 
     def kill(self, pid):
         """Ends a copy at once, as a time limit does."""
-        subprocess.run(["wine", "taskkill", "/F", "/PID", str(pid)], env=self.environment(),
-                       capture_output=True, check=True, timeout=SECONDS)
-
-    def environment(self):
-        return dict(os.environ, WINEPREFIX=str(self.prefix), WINEARCH="win64", WINEDEBUG="-all",
-                    DISPLAY="")
+        self("kill", str(pid))
 
     def burst(self, lines, options=()):
         """Starts one copy a line together; the exit codes in the order of the lines."""
-        output = self("burst", *options, "-", text="\n".join(lines) + "\n")
+        with tempfile.NamedTemporaryFile("w", encoding="utf-8", suffix=".txt") as file:
+            file.write("\n".join(lines) + "\n")
+            file.flush()
+            output = self("burst", *options, file.name)
         return [int(code) for code in re.findall(r"\bexit (\d+)", output)]
 
     def suite(self):
@@ -112,6 +147,11 @@ class Lab:
     def raw_task(self, name):
         """{property: value} of a task, as they were put."""
         return dict(line.split("=", 1) for line in self("tasks", "raw", name).splitlines())
+
+    def next_run(self, name):
+        """The time of day, "HH:MM", at which the task is due by the lab's clock."""
+        of_task = self("tasks").split(f"task: {name}\n")[1]
+        return re.search(r"^  next run: \S*T(\d\d:\d\d)", of_task, re.MULTILINE)[1]
 
     def history(self):
         """What the scheduler did, a line each."""
@@ -192,5 +232,9 @@ class Lab:
 
     def end(self):
         """Ends the Wine server of the lab's prefix, and no other."""
-        subprocess.run(["wineserver", "-k"], env=self.environment(), stdout=subprocess.DEVNULL,
-                       stderr=subprocess.DEVNULL, check=False, timeout=SECONDS)
+        server = self.servers.pop(self.prefix, None)
+        if server is not None:
+            server.end()
+        subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=str(self.prefix)),
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
+                       timeout=SECONDS)

@@ -372,7 +372,7 @@ class Living(LabTest):
         self.install()
         self.lab("sibling", "writer", "--hold")
         self.addCleanup(self.lab, "sibling", "writer", "--release")
-        self.lab("clock", "forward", "4")
+        self.lab("clock", "to", self.lab.next_run(PERIODIC_REFRESH))
         self.lab.wait_for(lambda: any(s.arguments.startswith("  -i ") for s in self.lab.siblings()),
                           "the refresh at work")
         self.lab("tasks", "run", PERIODIC_REFRESH, check=False)
