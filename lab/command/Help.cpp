@@ -64,8 +64,13 @@ const std::vector<Command>& Commands()
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"
          L"                               or kill\n"
          L"fault clear                    no more faults\n"},
+        {L"imports", &RunImports,
+         L"imports                        every function that the program imports: DLL, name, when "
+         L"its\n"
+         L"                               DLL is loaded, and whether the call can fail\n"},
         {L"record", &RunRecord,
-         L"record on|off|counts           record calls, or count them per function\n"},
+         L"record on|off|counts           record calls, or count them per function\n"
+         L"record on FUNCTION...          record the calls of these alone\n"},
         {L"set", &RunSet,
          L"set machine-switch N|none      the switch that turns the program off\n"
          L"set debugger-prompt TEXT|none\n"

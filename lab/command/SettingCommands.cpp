@@ -198,10 +198,17 @@ int RunFault(const Arguments& arguments)
 int RunRecord(const Arguments& arguments)
 {
     static const Choices choices = {L"on", L"off", L"counts"};
-    if (arguments.size() != 1 || choices.count(arguments[0]) == 0)
+    if (arguments.empty() || choices.count(arguments[0]) == 0 ||
+        (arguments.size() > 1 && arguments[0] != L"on"))
     {
         return Misused(L"record");
     }
+    std::wstring only;
+    for (std::size_t i = 1; i < arguments.size(); ++i)
+    {
+        only += (i == 1 ? L"" : L" ") + arguments[i];
+    }
+    WriteSetting(L"RecordOnly", only);
     WriteSetting(L"Record", arguments[0]);
     return kDone;
 }

@@ -4,30 +4,39 @@
 #include "Owners.h"
 #include "Text.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace PalvoLab
 {
 namespace
 {
 
 bool recording = false;
+std::vector<std::wstring> onlyFunctions; // none: all
 std::uint64_t killAfter = 0;
 std::uint64_t recorded = 0;
 
 constexpr UINT kKilled = 0xDEAD;
 
+// Stays open for the whole process, as the file does: a record is written at every call.
+HANDLE RecordMutex()
+{
+    static const HANDLE mutex = CreateMutexW(nullptr, FALSE, L"Global\\PalvoLabCalls");
+    return mutex;
+}
+
 void AppendToCallFile(const std::string& line)
 {
-    // Both stay open for the whole process: a record is written at every call.
-    static const HANDLE mutex = CreateMutexW(nullptr, FALSE, L"Global\\PalvoLabCalls");
     static const HANDLE file = CreateFileW((DataFolder() + kCallFile).c_str(), FILE_APPEND_DATA,
                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                            nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    WaitForSingleObject(mutex, INFINITE);
+    WaitForSingleObject(RecordMutex(), INFINITE);
     // The time is taken inside, so that the order of lines is the order of times.
     const std::string text = ToLine(FormatTime(Now())) + " " + line;
     DWORD written = 0;
     WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    ReleaseMutex(mutex);
+    ReleaseMutex(RecordMutex());
 }
 
 } // namespace
@@ -41,6 +50,8 @@ void StartRecording()
 {
     const KeepLastError keep;
     recording = Setting(L"Record") == L"on";
+    const std::wstring only = Setting(L"RecordOnly");
+    onlyFunctions = only.empty() ? std::vector<std::wstring>() : Split(only, L' ');
     wchar_t count[24] = {};
     if (GetEnvironmentVariableW(L"PALVOLAB_KILL_AFTER", count, 24) != 0)
     {
@@ -50,18 +61,39 @@ void StartRecording()
     }
 }
 
-void RecordCall(const std::wstring& text)
+void RecordCall(const std::wstring& text, bool wanted)
 {
     if (!recording)
     {
         return;
     }
     const KeepLastError keep;
-    AppendToCallFile(std::to_string(GetCurrentProcessId()) + " " + ToLine(text) + "\n");
+    if (wanted)
+    {
+        AppendToCallFile(std::to_string(GetCurrentProcessId()) + " " + ToLine(text) + "\n");
+    }
     ++recorded;
     if (recorded == killAfter)
     {
         TerminateProcess(GetCurrentProcess(), kKilled);
+    }
+}
+
+RecordInOrder::RecordInOrder(bool needed) : m_held(needed && recording)
+{
+    if (m_held)
+    {
+        const KeepLastError keep;
+        WaitForSingleObject(RecordMutex(), INFINITE);
+    }
+}
+
+RecordInOrder::~RecordInOrder()
+{
+    if (m_held)
+    {
+        const KeepLastError keep;
+        ReleaseMutex(RecordMutex());
     }
 }
 
@@ -109,8 +141,12 @@ void Call::Append(const std::wstring& argument)
 void Call::Write(const std::wstring& result)
 {
     const DWORD error = GetLastError();
+    const bool wanted =
+        onlyFunctions.empty() ||
+        std::find(onlyFunctions.begin(), onlyFunctions.end(), m_function) != onlyFunctions.end();
     RecordCall(std::wstring(m_function) + L"(" + m_arguments + L") = " + result + L" [" +
-               std::to_wstring(error) + L"]");
+                   std::to_wstring(error) + L"]",
+               wanted);
 }
 
 } // namespace PalvoLab

@@ -1,5 +1,6 @@
 // The record of the calls that programs in the lab made into Windows: one line per call, in order,
-// with time, process, function, arguments, result and last-error value.
+// with time, process, function, arguments, result and last-error value. A line is written when the
+// call has returned; where that is too late to tell what came first, see RecordInOrder.
 #pragma once
 
 #include "WindowsApi.h"
@@ -20,8 +21,23 @@ bool IsRecording();
 void StartRecording();
 
 // Writes one line. Keeps the last-error value. When the process was started to be killed after
-// its N-th recorded call, the N-th line is the last thing it does.
-void RecordCall(const std::wstring& text);
+// its N-th recorded call, the N-th line is the last thing it does; a line that is not `wanted`
+// counts, but is not written.
+void RecordCall(const std::wstring& text, bool wanted = true);
+
+// Keeps every other process from recording for as long as it lives: a call that is made and
+// recorded inside has its line in the order in which it took effect. For calls that do not wait.
+class RecordInOrder
+{
+public:
+    explicit RecordInOrder(bool needed = true);
+    RecordInOrder(const RecordInOrder&) = delete;
+    RecordInOrder& operator=(const RecordInOrder&) = delete;
+    ~RecordInOrder();
+
+private:
+    bool m_held;
+};
 
 namespace Detail
 {

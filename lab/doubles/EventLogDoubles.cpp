@@ -34,6 +34,7 @@ DWORD Prepare(LPCWSTR path, LPCWSTR query, std::optional<EventChannel>& channel,
 
 EVT_HANDLE WINAPI DoubleEvtQuery(EVT_HANDLE session, LPCWSTR path, LPCWSTR query, DWORD flags)
 {
+    const RecordInOrder order;
     Call call(L"EvtQuery", path, query, flags);
     constexpr DWORD known = EvtQueryChannelPath | EvtQueryFilePath | EvtQueryForwardDirection |
                             EvtQueryReverseDirection | EvtQueryTolerateQueryErrors;

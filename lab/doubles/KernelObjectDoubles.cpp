@@ -1,4 +1,5 @@
 // Wine's kernel objects are real. They pass through here to be counted and recorded by their names.
+// What makes, signals, gives back and ends them is recorded in the order in which it took effect.
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
@@ -31,12 +32,14 @@ std::wstring Known(HANDLE handle)
 
 HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name)
 {
+    const RecordInOrder order;
     Call call(L"CreateMutexW", owned, name);
     return Opened(call, CreateMutexW(attributes, owned, name), L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
 {
+    const RecordInOrder order;
     Call call(L"OpenMutexW", access, name);
     return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
 }
@@ -44,12 +47,14 @@ HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
 HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
                                  LPCWSTR name)
 {
+    const RecordInOrder order;
     Call call(L"CreateEventW", manual, initial, name);
     return Opened(call, CreateEventW(attributes, manual, initial, name), L"event ", name);
 }
 
 HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
+    const RecordInOrder order;
     Call call(L"OpenEventW", access, name);
     return Opened(call, OpenEventW(access, inherit, name), L"event ", name);
 }
@@ -65,6 +70,7 @@ HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
 
 BOOL WINAPI DoubleCloseHandle(HANDLE handle)
 {
+    const RecordInOrder order;
     Call call(L"CloseHandle", Known(handle));
     if (!ForgetToken(handle) && IsOpen(kKind, handle))
     {
@@ -80,18 +86,21 @@ BOOL WINAPI DoubleCloseHandle(HANDLE handle)
 
 DWORD WINAPI DoubleWaitForSingleObject(HANDLE handle, DWORD milliseconds)
 {
+    const RecordInOrder order(milliseconds == 0);
     Call call(L"WaitForSingleObject", Known(handle), milliseconds);
     return call.Return(WaitForSingleObject(handle, milliseconds));
 }
 
 BOOL WINAPI DoubleSetEvent(HANDLE handle)
 {
+    const RecordInOrder order;
     Call call(L"SetEvent", Known(handle));
     return call.Return(SetEvent(handle));
 }
 
 BOOL WINAPI DoubleReleaseMutex(HANDLE handle)
 {
+    const RecordInOrder order;
     Call call(L"ReleaseMutex", Known(handle));
     return call.Return(ReleaseMutex(handle));
 }
@@ -105,6 +114,7 @@ void WINAPI DoubleSleep(DWORD milliseconds)
 
 BOOL WINAPI DoubleDeleteFileW(LPCWSTR name)
 {
+    const RecordInOrder order;
     Call call(L"DeleteFileW", name);
     return call.Return(DeleteFileW(name));
 }

@@ -184,6 +184,7 @@ LSTATUS WINAPI DoubleRegCloseKey(HKEY key)
 LSTATUS WINAPI DoubleRegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type,
                                     const BYTE* data, DWORD size)
 {
+    const RecordInOrder order;
     Call call(L"RegSetValueExW", DetailOf(kKind, key), name, type, size);
     if (type == REG_QWORD && size == sizeof(std::uint64_t) && data != nullptr)
     {

@@ -2,9 +2,11 @@
 
 #include "CallRecord.h"
 #include "LeakRecord.h"
+#include "WmiDoubles.h"
 
 #include <objbase.h>
 #include <oleauto.h>
+#include <wbemcli.h>
 
 namespace PalvoLab
 {
@@ -58,6 +60,19 @@ HRESULT WINAPI DoubleCoInitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG 
     return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(decide())));
 }
 
+HRESULT WINAPI DoubleCoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD context,
+                                      REFIID interfaceId, LPVOID* object)
+{
+    Call call(L"CoCreateInstance", context);
+    static const auto real = PALVOLAB_REAL("ole32.dll", CoCreateInstance);
+    const HRESULT result = real(classId, outer, context, interfaceId, object);
+    if (SUCCEEDED(result) && IsEqualCLSID(classId, CLSID_WbemLocator))
+    {
+        WatchLocator(*object);
+    }
+    return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(result)));
+}
+
 BSTR WINAPI DoubleSysAllocString(const OLECHAR* text)
 {
     Call call(L"SysAllocString", text);
@@ -99,6 +114,7 @@ HRESULT WINAPI DoubleVariantClear(VARIANTARG* variant)
 void AddComDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "OLE32", CoInitializeSecurity);
+    PALVOLAB_DOUBLE(list, "OLE32", CoCreateInstance);
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysAllocString);
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysFreeString);
     PALVOLAB_DOUBLE(list, "OLEAUT32", VariantClear);

@@ -181,7 +181,11 @@ class Lab:
 
     def log_lines(self):
         """(pid, message) of every line; a line that is none of the log's raises."""
-        content = self.log_bytes().decode("cp1252", "replace")
+        return self.parse_log(self.log_bytes())
+
+    @staticmethod
+    def parse_log(log):
+        content = log.decode("cp1252", "replace")
         lines = []
         for line in content.split("\r\n")[:-1] if content else []:
             found = LOG_LINE.fullmatch(line)
@@ -230,11 +234,15 @@ class Lab:
                 return part[2], int(part[3])
         return None
 
-    def end(self):
-        """Ends the Wine server of the lab's prefix, and no other."""
+    def close(self):
+        """Ends the lab's process. The next command starts another."""
         server = self.servers.pop(self.prefix, None)
         if server is not None:
             server.end()
+
+    def end(self):
+        """Ends the Wine server of the lab's prefix, and no other."""
+        self.close()
         subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=str(self.prefix)),
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
                        timeout=SECONDS)

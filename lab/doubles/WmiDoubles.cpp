@@ -1,0 +1,151 @@
+// WMI is Wine's own. The lab only stands in front of the methods that a program calls: they are
+// counted, can be made to fail, and an interface that is not released is a leak.
+#include "WmiDoubles.h"
+#include "ComDoubles.h"
+
+#include "CallRecord.h"
+#include "LeakRecord.h"
+#include "MethodFaults.h"
+
+#include <wbemcli.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+
+namespace PalvoLab
+{
+namespace
+{
+
+constexpr wchar_t kInterface[] = L"interface";
+
+// Slots of the tables of methods.
+constexpr std::size_t kRelease = 2;
+constexpr std::size_t kConnectServer = 3;
+constexpr std::size_t kGet = 4;
+constexpr std::size_t kNext = 4;
+constexpr std::size_t kExecQuery = 20;
+
+// The table of a watched object: its own with some methods replaced.
+struct Table
+{
+    void** original;
+    std::unique_ptr<void*[]> replaced;
+};
+
+std::map<void*, Table>& Tables()
+{
+    static auto* tables = new std::map<void*, Table>;
+    return *tables;
+}
+
+template <typename Method> Method Original(void* object, std::size_t slot)
+{
+    return reinterpret_cast<Method>(Tables().at(object).original[slot]);
+}
+
+ULONG STDMETHODCALLTYPE HookRelease(IUnknown* object)
+{
+    const auto release = Original<ULONG(STDMETHODCALLTYPE*)(IUnknown*)>(object, kRelease);
+    // The object may be gone after the call, so it gets its own table back before.
+    void** const replaced = *reinterpret_cast<void***>(object);
+    *reinterpret_cast<void***>(object) = Tables().at(object).original;
+    const ULONG left = release(object);
+    if (left == 0)
+    {
+        Tables().erase(object);
+        CountClosed(kInterface, object);
+    }
+    else
+    {
+        *reinterpret_cast<void***>(object) = replaced;
+    }
+    return left;
+}
+
+// Stands in front of one method, given by its slot, and of Release.
+void Watch(void* object, const wchar_t* name, std::size_t methodCount, std::size_t slot,
+           void* method)
+{
+    if (object == nullptr || Tables().count(object) != 0)
+    {
+        return;
+    }
+    Table table{*static_cast<void***>(object), std::make_unique<void*[]>(methodCount)};
+    std::memcpy(table.replaced.get(), table.original, methodCount * sizeof(void*));
+    table.replaced[kRelease] = reinterpret_cast<void*>(&HookRelease);
+    table.replaced[slot] = method;
+    *static_cast<void***>(object) = table.replaced.get();
+    Tables().emplace(object, std::move(table));
+    CountOpened(kInterface, object, name);
+}
+
+HRESULT STDMETHODCALLTYPE HookGet(IWbemClassObject* object, LPCWSTR name, LONG flags,
+                                  VARIANT* value, CIMTYPE* type, LONG* flavor)
+{
+    if (const auto fault = PlannedFault(L"IWbemClassObject::Get"))
+    {
+        return *fault;
+    }
+    return Original<decltype(&HookGet)>(object, kGet)(object, name, flags, value, type, flavor);
+}
+
+HRESULT STDMETHODCALLTYPE HookNext(IEnumWbemClassObject* objects, LONG timeout, ULONG count,
+                                   IWbemClassObject** found, ULONG* returned)
+{
+    if (const auto fault = PlannedFault(L"IEnumWbemClassObject::Next"))
+    {
+        return *fault;
+    }
+    const HRESULT result =
+        Original<decltype(&HookNext)>(objects, kNext)(objects, timeout, count, found, returned);
+    for (ULONG i = 0; SUCCEEDED(result) && i < *returned; ++i)
+    {
+        Watch(found[i], L"IWbemClassObject", 27, kGet, reinterpret_cast<void*>(&HookGet));
+    }
+    return result;
+}
+
+HRESULT STDMETHODCALLTYPE HookExecQuery(IWbemServices* services, BSTR language, BSTR query,
+                                        LONG flags, IWbemContext* context,
+                                        IEnumWbemClassObject** objects)
+{
+    if (const auto fault = PlannedFault(L"IWbemServices::ExecQuery"))
+    {
+        return *fault;
+    }
+    const HRESULT result = Original<decltype(&HookExecQuery)>(services, kExecQuery)(
+        services, language, query, flags, context, objects);
+    if (SUCCEEDED(result))
+    {
+        Watch(*objects, L"IEnumWbemClassObject", 8, kNext, reinterpret_cast<void*>(&HookNext));
+    }
+    return result;
+}
+
+HRESULT STDMETHODCALLTYPE HookConnectServer(IWbemLocator* locator, BSTR path, BSTR user,
+                                            BSTR password, BSTR locale, LONG flags, BSTR authority,
+                                            IWbemContext* context, IWbemServices** services)
+{
+    if (const auto fault = PlannedFault(L"IWbemLocator::ConnectServer"))
+    {
+        return *fault;
+    }
+    const HRESULT result = Original<decltype(&HookConnectServer)>(locator, kConnectServer)(
+        locator, path, user, password, locale, flags, authority, context, services);
+    if (SUCCEEDED(result))
+    {
+        Watch(*services, L"IWbemServices", 26, kExecQuery, reinterpret_cast<void*>(&HookExecQuery));
+    }
+    return result;
+}
+
+} // namespace
+
+void WatchLocator(void* locator)
+{
+    Watch(locator, L"IWbemLocator", 4, kConnectServer, reinterpret_cast<void*>(&HookConnectServer));
+}
+
+} // namespace PalvoLab
