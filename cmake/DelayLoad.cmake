@@ -1,11 +1,12 @@
 # delay_load(<target> <dll> <function>...)
 #
 # Gives the INTERFACE library <target> the functions of <dll> such that the DLL is loaded at the first
-# call of one of them, not at the start of the program. Most runs end before they need more than the
-# kernel and the registry, and every DLL in the import table costs each of them a load.
+# call of one of them, not at the start of the program. No run needs all of them, and every DLL in the
+# import table costs each run a load.
 #
-# A function that is missing here is an undefined symbol at link time, or an import that
-# tools/check-program refuses: add it to the list in WindowsLibraries.cmake.
+# With GNU's linker and LLVM's, a function of the program that is missing in the list is an undefined
+# symbol; or, when it belongs to one of the libraries that CMake links by itself, an import that
+# tools/check-program refuses. Visual C++ needs no list: it delays the whole DLL.
 
 include_guard()
 

@@ -15,7 +15,7 @@ target_compile_features(palvo_options INTERFACE cxx_std_20)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
 # _WIN32_WINNT: the headers declare what Windows 8 has, since the automatic configuration needs it.
-# The program itself starts on Vista; tools/check-program refuses imports that Vista lacks.
+# The program itself starts on Vista: tests/product/ImportsSinceVista.h lists all that it may import.
 target_compile_definitions(palvo_options INTERFACE
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0602)
 

@@ -1,5 +1,5 @@
 # Palvo::Windows: the system libraries of the program. Kernel, registry and C runtime are bound at the
-# start; every other DLL is loaded at its first call.
+# start; every other DLL is loaded at its first call. CoTaskMemAlloc and SysStringLen are for the tests.
 
 include(DelayLoad)
 
@@ -9,7 +9,6 @@ add_library(Palvo::Windows ALIAS palvo_windows)
 delay_load(palvo_windows WEVTAPI.dll
     EvtClose
     EvtCreateRenderContext
-    EvtGetChannelConfigProperty
     EvtNext
     EvtOpenChannelConfig
     EvtQuery
@@ -20,7 +19,6 @@ delay_load(palvo_windows WEVTAPI.dll
 delay_load(palvo_windows WTSAPI32.dll
     WTSEnumerateSessionsW
     WTSFreeMemory
-    WTSQuerySessionInformationW
     WTSQueryUserToken
     WTSSendMessageW)
 
@@ -41,10 +39,8 @@ delay_load(palvo_windows USER32.dll
     GetProcessWindowStation
     GetUserObjectInformationW
     MessageBoxW
-    MsgWaitForMultipleObjects
     PeekMessageW
     PostQuitMessage
-    PostThreadMessageW
     TranslateMessage)
 
 delay_load(palvo_windows SHELL32.dll
@@ -60,17 +56,11 @@ delay_load(palvo_windows OLE32.dll
     CoUninitialize)
 
 delay_load(palvo_windows OLEAUT32.dll
-    GetErrorInfo
-    SetErrorInfo
     SysAllocString
-    SysAllocStringByteLen
-    SysAllocStringLen
     SysFreeString
-    SysStringByteLen
     SysStringLen
     VariantChangeType
     VariantClear
-    VariantCopy
     VariantInit)
 
 delay_load(palvo_windows SECUR32.dll

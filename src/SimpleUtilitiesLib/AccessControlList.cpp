@@ -6,8 +6,11 @@
 
 namespace
 {
-/// The entry when it is an allowing one of the object's own for `sid`, null otherwise. An object
-/// that holds no others, such as a file, may keep its entries without the inheritance flags.
+/// The entry when it is an allowing one of the object's own for `sid`, null otherwise.
+///
+/// An entry without inheritance flags counts as one with them: a file, below which nothing lies,
+/// stores its entries without the flags that they were granted with. Otherwise every run of the
+/// program would find no entry of its own and add another, and the file's list would grow for ever.
 const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, PSID sid, DWORD inheritance)
 {
     if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE ||
@@ -61,7 +64,10 @@ bool AddExplicitAccessToAcl(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, Acl& 
 {
     Acl others;
     std::vector<BYTE> sid;
-    if (oldAcl != nullptr && explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME &&
+    // Only a grant may take over the rights of the entries that it replaces: of a denial or of a
+    // new set of rights something else would become.
+    if (oldAcl != nullptr && explicitAccess.grfAccessMode == GRANT_ACCESS &&
+        explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME &&
         LookupSidFromAccountName(explicitAccess.Trustee.ptstrName, sid))
     {
         others = CopyWithoutGrantsFor(sid.data(), oldAcl, explicitAccess.grfInheritance,

@@ -19,7 +19,11 @@ std::string ClassName(const std::type_info& type)
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
         abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    return name == nullptr ? std::string() : "class " + std::string(name.get());
+    if (name == nullptr)
+    {
+        return {};
+    }
+    return "class " + std::string(name.get());
 #else
     return type.name();
 #endif
@@ -37,5 +41,9 @@ std::string WhatText(const std::exception& e)
         return "bad array new length";
     }
     const char* text = e.what();
-    return text == nullptr ? std::string() : text;
+    if (text == nullptr)
+    {
+        return {};
+    }
+    return text;
 }

@@ -11,5 +11,7 @@
 /// Empty when no name can be had.
 std::string ClassName(const std::type_info& type);
 
-/// The text of `e.what()` as Visual C++ words it, for example "bad allocation".
+/// The text of `e.what()`. Those of std::bad_alloc and std::bad_array_new_length alone are replaced
+/// by Visual C++'s, "bad allocation" and "bad array new length"; any other comes as the exception
+/// has it.
 std::string WhatText(const std::exception& e);

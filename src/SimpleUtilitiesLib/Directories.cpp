@@ -13,13 +13,17 @@ bool CreateOrFind(const std::wstring& directory)
 /// nor a server.
 std::size_t FirstComponent(const std::wstring& path)
 {
+    // The drive is looked for first: in "\\?\C:\a" it stands behind what looks like a server.
+    if (const std::size_t drive = path.find(L":\\"); drive != std::wstring::npos)
+    {
+        return drive + 2;
+    }
     if (path.starts_with(L"\\\\"))
     {
         const std::size_t serverEnd = path.find(L'\\', 2);
         return serverEnd == std::wstring::npos ? serverEnd : serverEnd + 1;
     }
-    const std::size_t drive = path.find(L":\\");
-    return drive == std::wstring::npos ? drive : drive + 2;
+    return std::wstring::npos;
 }
 } // namespace
 

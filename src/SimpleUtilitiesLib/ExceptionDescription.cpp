@@ -3,6 +3,7 @@
 #include "Compiler.h"
 #include "Format.h"
 #include "LegacyPlvException.h"
+#include "Owners.h"
 #include "SystemMessage.h"
 
 namespace
@@ -10,7 +11,7 @@ namespace
 std::wstring TypeLine(const std::exception& e)
 {
     const std::string name = ClassName(typeid(e));
-    return name.empty() ? L"Object of std::exception" : Format(L"Object of %S", name);
+    return name.empty() ? std::wstring() : Format(L"Object of %S", name);
 }
 
 std::wstring LocationBlock(const LegacyPlvException& e)
@@ -74,6 +75,7 @@ template <class Build> bool Append(std::wstring& text, Build build) noexcept
 
 std::wstring ComErrorText(HRESULT result)
 {
+    const LastErrorKeeper keeper;
     const auto code = static_cast<DWORD>(result);
     std::wstring message =
         SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
@@ -97,8 +99,12 @@ std::wstring ComErrorText(HRESULT result)
 
 std::wstring DescribeException(const std::exception& e) noexcept
 {
+    const LastErrorKeeper keeper;
     std::wstring text;
-    Append(text, [&] { return TypeLine(e); });
+    if (!Append(text, [&] { return TypeLine(e); }))
+    {
+        Append(text, [] { return L"Object of std::exception"; });
+    }
     if (!Append(text, [&] { return OwnBlock(e); }))
     {
         Append(text, [&] { return WhatBlock(e); });

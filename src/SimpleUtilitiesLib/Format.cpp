@@ -4,33 +4,24 @@
 #include <cstdio>
 #include <cwchar>
 
-namespace
-{
-/// An argument list that was started and must be ended.
-class ArgumentList
-{
-public:
-    ~ArgumentList() { va_end(list); }
-    va_list list = {};
-};
-} // namespace
-
 namespace FormatDetail
 {
 std::wstring FormatUnchecked(const wchar_t* format, ...)
 {
-    ArgumentList arguments;
-    va_start(arguments.list, format);
-    ArgumentList counted;
-    va_copy(counted.list, arguments.list);
-    const int length = _vscwprintf(format, counted.list);
+    // Every list is ended where it was started, before anything can throw.
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = _vscwprintf(format, arguments);
+    va_end(arguments);
     if (length <= 0)
     {
         return {};
     }
     std::wstring text(static_cast<std::size_t>(length), L'\0');
+    va_start(arguments, format);
     // The terminating zero is the string's own, so the room is one character more.
-    _vsnwprintf(text.data(), text.size() + 1, format, arguments.list);
+    _vsnwprintf(text.data(), text.size() + 1, format, arguments);
+    va_end(arguments);
     return text;
 }
 } // namespace FormatDetail

@@ -7,11 +7,17 @@
 #include "ProgramFile.h"
 #include "Text.h"
 
-#include <vector>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <span>
 
 namespace
 {
 constexpr DWORD MutexWaitMilliseconds = 5000;
+constexpr std::size_t ReadBytes = 0x4000;
 
 FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition)
 {
@@ -29,20 +35,23 @@ std::uint64_t FileSize(const std::wstring& path)
     return file && GetFileSizeEx(file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
-/// Reads the next block; an empty one at the end or on failure.
-std::string_view ReadBlock(HANDLE file, std::vector<char>& buffer)
+/// Reads the next block: empty at the end, nothing on failure.
+std::optional<std::string_view> ReadBlock(HANDLE file, std::span<char> buffer)
 {
     DWORD length = 0;
-    ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr);
-    return {buffer.data(), length};
+    if (!ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr))
+    {
+        return std::nullopt;
+    }
+    return std::string_view(buffer.data(), length);
 }
 
-std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::vector<char>& buffer)
+std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buffer)
 {
     LogTrim::Scanner scanner(size);
     for (;;)
     {
-        const std::string_view block = ReadBlock(file, buffer);
+        const std::string_view block = ReadBlock(file, buffer).value_or(std::string_view());
         const std::optional<std::uint64_t> found =
             block.empty() ? scanner.Finish() : scanner.Feed(block);
         if (found || block.empty())
@@ -52,7 +61,30 @@ std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::vector<char>& 
     }
 }
 
-void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::vector<char>& buffer)
+void WriteBytes(HANDLE file, std::string_view bytes)
+{
+    if (bytes.empty())
+    {
+        return;
+    }
+    DWORD written = 0;
+    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+}
+
+/// How many of the bytes make whole lines; all of them at the end of the file, and those of a line
+/// that fills the whole buffer.
+std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
+{
+    const std::size_t lineEnd = bytes.rfind('\n');
+    if (isEnd || (isFull && lineEnd == std::string_view::npos))
+    {
+        return bytes.size();
+    }
+    return lineEnd + 1;
+}
+
+/// Copies to the end in whole lines, so that a read or a write that fails tears none.
+void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::span<char> buffer)
 {
     LARGE_INTEGER position = {};
     position.QuadPart = static_cast<LONGLONG>(from);
@@ -60,15 +92,19 @@ void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::vector<char
     {
         return;
     }
-    for (;;)
+    std::size_t held = 0;
+    while (const auto block = ReadBlock(source, buffer.subspan(held)))
     {
-        const std::string_view block = ReadBlock(source, buffer);
-        if (block.empty())
+        const std::string_view bytes(buffer.data(), held + block->size());
+        const std::size_t length =
+            WritableLength(bytes, block->empty(), bytes.size() == buffer.size());
+        WriteBytes(target, bytes.substr(0, length));
+        if (block->empty())
         {
             return;
         }
-        DWORD written = 0;
-        WriteFile(target, block.data(), static_cast<DWORD>(block.size()), &written, nullptr);
+        held = bytes.size() - length;
+        std::memmove(buffer.data(), buffer.data() + length, held);
     }
 }
 } // namespace
@@ -80,8 +116,10 @@ std::wstring LogMutexName(const std::wstring& directory)
 
 LogFile& LogFile::Get(const std::wstring& logDirectory, const std::wstring& name)
 {
-    // Never destroyed: whatever runs while the process ends may still log.
-    static auto* const log = new LogFile(logDirectory, name);
+    // Never destroyed: whatever runs while the process ends may still log. In memory of its own,
+    // since there may be none to be had and no failure of the log reaches a caller.
+    alignas(LogFile) static std::byte place[sizeof(LogFile)];
+    static auto* const log = new (place) LogFile(logDirectory, name);
     return *log;
 }
 
@@ -146,7 +184,8 @@ void LogFile::Trim()
                  : FileHandle();
         if (log)
         {
-            std::vector<char> buffer(0x10000);
+            // Not on the heap: running out of memory here would lose the log, which is empty now.
+            std::array<char, ReadBytes> buffer;
             const std::uint64_t firstKept = FirstKeptByte(copy.Get(), size, buffer);
             CopyTail(copy.Get(), firstKept, log.Get(), buffer);
         }
@@ -193,7 +232,6 @@ void LogFile::Append(const std::wstring& message)
         Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
     if (file)
     {
-        DWORD written = 0;
-        WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+        WriteBytes(file.Get(), bytes);
     }
 }

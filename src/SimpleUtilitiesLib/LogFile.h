@@ -70,5 +70,8 @@ private:
     std::unique_ptr<NamedMutex> mutex;
 };
 
-/// The name of the mutex of the log in `directory`: the same for every spelling of the directory.
+/// The name of the mutex of the log in `directory`. Spellings that differ only in the case of the
+/// letters A to Z or in '\' and '/' have one name. Other spellings of the same directory, with a
+/// '\' at the end or with short names, have names of their own: all copies must be given the same
+/// one.
 std::wstring LogMutexName(const std::wstring& directory);

@@ -6,24 +6,32 @@
 
 namespace
 {
-bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account)
+bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account) noexcept
 {
     const HeldMutex held = log.WaitForMutex();
     if (!held.IsHeld() || IsEmptyOrBlank(log.Path()))
     {
         return false;
     }
-    FileAccessControl file(log.Path());
-    return GrantAccess(file, TrusteeName(account));
+    try
+    {
+        FileAccessControl file(log.Path());
+        return GrantAccess(file, TrusteeName(account));
+    }
+    catch (...)
+    {
+        // Out of memory: the file is left as it is.
+        return false;
+    }
 }
 } // namespace
 
-bool GrantLocalServiceAccess(const LogFile& log)
+bool GrantLocalServiceAccess(const LogFile& log) noexcept
 {
     return GrantLogAccess(log, WellKnownAccounts::LocalService);
 }
 
-bool GrantAuthenticatedUsersAccess(const LogFile& log)
+bool GrantAuthenticatedUsersAccess(const LogFile& log) noexcept
 {
     return GrantLogAccess(log, WellKnownAccounts::AuthenticatedUsers);
 }

@@ -66,6 +66,17 @@ public:
         return &value;
     }
 
+    /// Tells whether the call that was to put a value at `Receive()` has put one there. What a call
+    /// that did not succeed left there is nobody's, and is forgotten.
+    bool KeepIf(BOOL succeeded) noexcept
+    {
+        if (!succeeded)
+        {
+            value = Traits::Nothing();
+        }
+        return IsValid();
+    }
+
 private:
     Value value;
 };

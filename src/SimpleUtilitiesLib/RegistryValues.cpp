@@ -37,8 +37,11 @@ Number ReadMachineNumber(const std::wstring& subKey, const std::wstring& name, N
                          [&](const RegistryKey& key)
                          {
                              std::vector<std::uint8_t> bytes;
-                             return key.GetValue(name, bytes) ? walk(ByteBuffer(std::move(bytes)))
-                                                              : defaultNumber;
+                             if (!key.GetValue(name, bytes))
+                             {
+                                 return defaultNumber;
+                             }
+                             return walk(ByteBuffer(std::move(bytes)));
                          });
 }
 

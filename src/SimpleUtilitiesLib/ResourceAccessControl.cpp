@@ -18,9 +18,12 @@ struct CurrentSecurity
     LocalPointer<PSID> group;
 };
 
-template <class Pointer> Pointer Allocate(DWORD size)
+/// Memory for a part of a descriptor; none when the descriptor has no such part. False when there
+/// is none to be had.
+template <class Part> bool Allocate(DWORD size, Part& part)
 {
-    return size == 0 ? nullptr : static_cast<Pointer>(LocalAlloc(LPTR, size));
+    part = Part(size == 0 ? nullptr : static_cast<typename Part::Value>(LocalAlloc(LPTR, size)));
+    return size == 0 || part;
 }
 
 /// Takes a self-relative descriptor apart (MakeAbsoluteSD).
@@ -33,12 +36,9 @@ bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
     DWORD groupSize = 0;
     MakeAbsoluteSD(relative, nullptr, &size, nullptr, &daclSize, nullptr, &saclSize, nullptr,
                    &ownerSize, nullptr, &groupSize);
-    absolute.descriptor = LocalPointer<PSECURITY_DESCRIPTOR>(Allocate<PSECURITY_DESCRIPTOR>(size));
-    absolute.dacl = Acl(Allocate<PACL>(daclSize));
-    absolute.sacl = Acl(Allocate<PACL>(saclSize));
-    absolute.owner = LocalPointer<PSID>(Allocate<PSID>(ownerSize));
-    absolute.group = LocalPointer<PSID>(Allocate<PSID>(groupSize));
-    return absolute.descriptor &&
+    return Allocate(size, absolute.descriptor) && Allocate(daclSize, absolute.dacl) &&
+           Allocate(saclSize, absolute.sacl) && Allocate(ownerSize, absolute.owner) &&
+           Allocate(groupSize, absolute.group) &&
            MakeAbsoluteSD(relative, absolute.descriptor.Get(), &size, absolute.dacl.Get(),
                           &daclSize, absolute.sacl.Get(), &saclSize, absolute.owner.Get(),
                           &ownerSize, absolute.group.Get(), &groupSize);
@@ -85,20 +85,28 @@ HANDLE FileAccessControl::Open()
     return handle.Get();
 }
 
-bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName)
+bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName) noexcept
 {
-    HANDLE handle = resource.Open();
-    if (handle == INVALID_HANDLE_VALUE)
+    try
     {
+        HANDLE handle = resource.Open();
+        if (handle == INVALID_HANDLE_VALUE)
+        {
+            return false;
+        }
+        CurrentSecurity current;
+        Acl dacl;
+        SECURITY_DESCRIPTOR descriptor = {};
+        return ReadCurrentSecurity(handle, resource.ObjectType(), current) &&
+               AddGrantToAcl(trusteeName, GENERIC_READ | GENERIC_WRITE | DELETE, current.dacl.Get(),
+                             dacl) &&
+               BuildSecurityDescriptor(dacl.Get(), current.sacl.Get(), descriptor) &&
+               SetSecurityInfo(handle, resource.ObjectType(), DACL_SECURITY_INFORMATION, nullptr,
+                               nullptr, dacl.Get(), current.sacl.Get()) == ERROR_SUCCESS;
+    }
+    catch (...)
+    {
+        // Out of memory: the object is left as it is.
         return false;
     }
-    CurrentSecurity current;
-    Acl dacl;
-    SECURITY_DESCRIPTOR descriptor = {};
-    return ReadCurrentSecurity(handle, resource.ObjectType(), current) &&
-           AddGrantToAcl(trusteeName, GENERIC_READ | GENERIC_WRITE | DELETE, current.dacl.Get(),
-                         dacl) &&
-           BuildSecurityDescriptor(dacl.Get(), current.sacl.Get(), descriptor) &&
-           SetSecurityInfo(handle, resource.ObjectType(), DACL_SECURITY_INFORMATION, nullptr,
-                           nullptr, dacl.Get(), current.sacl.Get()) == ERROR_SUCCESS;
 }

@@ -40,5 +40,5 @@ public:
 };
 
 /// Widens the object's DACL so that `trusteeName` may read, write and delete it. True only when the
-/// new DACL was applied; otherwise the object is unchanged.
-bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName);
+/// new DACL was applied; otherwise the object is unchanged. Never throws.
+bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName) noexcept;

@@ -36,14 +36,22 @@ bool IsExpected(LSTATUS status)
 } // namespace
 
 std::shared_ptr<RegistryKey> RegistryKey::OpenRegistryKey(HKEY root, const std::wstring& subKey,
-                                                          REGSAM access)
+                                                          REGSAM access) noexcept
 {
     RegistryHandle key;
     if (RegOpenKeyExW(root, subKey.c_str(), 0, access, key.Receive()) != ERROR_SUCCESS)
     {
         return nullptr;
     }
-    return Share(std::move(key));
+    try
+    {
+        return Share(std::move(key));
+    }
+    catch (...)
+    {
+        // Out of memory: the key is closed again, as if it could not be opened.
+        return nullptr;
+    }
 }
 
 std::shared_ptr<RegistryKey> RegistryKey::CreateRegistryKey(HKEY root, const std::wstring& subKey,

@@ -9,14 +9,15 @@
 
 /// An open registry key. The last owner of the shared pointer closes it.
 ///
-/// Opening and creating never throw and tell by a null result; reading and writing a value throw
-/// ExceptionRegistryRequest on errors that are not expected.
+/// Opening never throws, nor does creating with an error text: they tell by a null result. Creating
+/// without one, and reading and writing a value, throw ExceptionRegistryRequest on errors that are
+/// not expected.
 class RegistryKey
 {
 public:
     /// Opens a key that exists (RegOpenKeyExW); null when it cannot be opened.
     static std::shared_ptr<RegistryKey> OpenRegistryKey(HKEY root, const std::wstring& subKey,
-                                                        REGSAM access);
+                                                        REGSAM access) noexcept;
 
     /// Creates or opens a key (RegCreateKeyExW). Null on failure, with the reason in `errorText`,
     /// which is empty on success. Never throws.

@@ -10,7 +10,11 @@ std::wstring SystemMessage(DWORD code, DWORD flags)
     const DWORD length =
         FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                        reinterpret_cast<wchar_t*>(buffer.Receive()), 0, nullptr);
-    return length == 0 || !buffer ? std::wstring() : std::wstring(buffer.Get(), length);
+    if (length == 0 || !buffer)
+    {
+        return {};
+    }
+    return {buffer.Get(), length};
 }
 
 std::wstring Win32ErrorText(DWORD code)

@@ -17,15 +17,27 @@ wchar_t UpperLetter(wchar_t c)
     return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
 }
 
+/// Empty when the text cannot be converted.
 std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
 {
     const int length = static_cast<int>(text.size());
     const int size =
         WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, flags, text.data(), length, narrow.data(), size, nullptr,
-                        nullptr);
+    narrow.resize(static_cast<std::size_t>(WideCharToMultiByte(
+        codePage, flags, text.data(), length, narrow.data(), size, nullptr, nullptr)));
     return narrow;
+}
+
+/// ASCII, with a question mark for every other character.
+std::string AsciiOf(const std::wstring& text)
+{
+    std::string ascii;
+    for (const wchar_t c : text)
+    {
+        ascii += c < 0x80 ? static_cast<char>(c) : '?';
+    }
+    return ascii;
 }
 } // namespace
 
@@ -38,7 +50,8 @@ std::wstring FromNarrow(const char* narrow)
     const int length = static_cast<int>(std::strlen(narrow));
     const int size = MultiByteToWideChar(CP_UTF8, 0, narrow, length, nullptr, 0);
     std::wstring wide(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, narrow, length, wide.data(), size);
+    wide.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, narrow, length, wide.data(), size)));
     return wide;
 }
 
@@ -58,8 +71,13 @@ std::string ToCodePage(const std::wstring& text)
 {
     // Without this flag a similar character may be put in place of one that the code page lacks.
     // A machine whose ANSI code page is UTF-8 lacks none and refuses the flag.
-    const std::string narrow = Narrowed(text, CP_ACP, WC_NO_BEST_FIT_CHARS);
-    return narrow.empty() ? Narrowed(text, CP_ACP, 0) : narrow;
+    std::string narrow = Narrowed(text, CP_ACP, WC_NO_BEST_FIT_CHARS);
+    if (narrow.empty())
+    {
+        narrow = Narrowed(text, CP_ACP, 0);
+    }
+    // A line of the log is never lost for its characters.
+    return narrow.empty() ? AsciiOf(text) : narrow;
 }
 
 std::string WithCarriageReturns(const std::string& bytes)

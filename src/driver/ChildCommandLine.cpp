@@ -35,9 +35,11 @@ std::wstring Quoted(const std::wstring& text)
 
 std::wstring QueryArguments(const WriterRequest& request)
 {
-    return IsForOnePrinter(request)
-               ? FromNarrow(OnePrinterArgument) + L" " + Quoted(request.printerName)
-               : WriterArguments(request);
+    if (!IsForOnePrinter(request))
+    {
+        return WriterArguments(request);
+    }
+    return FromNarrow(OnePrinterArgument) + L" " + Quoted(request.printerName);
 }
 
 std::wstring WriterArguments(const WriterRequest& request)

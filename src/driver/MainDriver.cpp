@@ -2,17 +2,14 @@
 
 #include "CommandLine.h"
 #include "DebuggerPrompt.h"
-#include "InstallModes.h"
 #include "LogFile.h"
 #include "LogFileAccess.h"
-#include "NewOrChangedScheme.h"
+#include "ModeDispatch.h"
 #include "NgenWarmupStep.h"
 #include "PreScan.h"
 #include "ProgramFile.h"
-#include "RefreshScheme.h"
 #include "RegistryPaths.h"
 #include "RegistryValues.h"
-#include "SimpleModes.h"
 
 namespace
 {
@@ -27,32 +24,6 @@ LogFile& OpenLog()
     GrantLocalServiceAccess(log);
     GrantAuthenticatedUsersAccess(log);
     return log;
-}
-
-int RunMode(const Run& run)
-{
-    switch (run.options.mode)
-    {
-    case CmdLineOptionsEnum::NoCmdLineOption:
-        return 1;
-    case CmdLineOptionsEnum::NewOrChangedEvent:
-        return RunNewOrChanged(run);
-    case CmdLineOptionsEnum::PeriodicRefreshEvent:
-    case CmdLineOptionsEnum::OnDemandAutoConfigRefresh:
-        return RunRefresh(run);
-    case CmdLineOptionsEnum::DeleteLogFile:
-        return DeleteLog(run);
-    case CmdLineOptionsEnum::AddPrinterDriverInstance:
-        return AddPrinterDriverInstance(run);
-    case CmdLineOptionsEnum::InstallScheduledTask:
-        return InstallScheduledTasks(run);
-    case CmdLineOptionsEnum::UninstallScheduledTask:
-        return UninstallScheduledTasks(run);
-    case CmdLineOptionsEnum::InvalidArgumentList:
-    case CmdLineOptionsEnum::DisplayHelp:
-    default:
-        return DisplayUsage();
-    }
 }
 } // namespace
 

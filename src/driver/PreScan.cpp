@@ -10,11 +10,17 @@
 namespace
 {
 constexpr DWORD ScanWaitMilliseconds = 600000;
+
+bool IsPrinterEventRun(const CmdLineOptions& options)
+{
+    return options.mode == CmdLineOptionsEnum::NewOrChangedEvent &&
+           options.eventType == NewOrChangedEventTypeEnum::NewOrChangedTask;
 }
+} // namespace
 
 bool PreScanFindsNothingToDo(const Run& run)
 {
-    if (run.options.eventType != NewOrChangedEventTypeEnum::NewOrChangedTask)
+    if (!IsPrinterEventRun(run.options))
     {
         return false;
     }

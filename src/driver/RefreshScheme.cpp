@@ -73,8 +73,10 @@ int RunRefresh(const Run& run)
         UpdateDesktopAppGuids();
     }
     run.log.Write(L"Refresh event done...exiting.");
-    // The end of the process abandons the mutex. Until then every other copy is redundant, so that
-    // its request waits in the event.
+    // The mutex stays owned on purpose, so that every copy that comes before the handle is closed
+    // is redundant and its request waits in the event. Closing the handle takes no ownership away:
+    // as the last one it ends the mutex, and the next copy makes a new one; while another copy has
+    // the mutex open, this thread owns it until it ends, which abandons it.
     instance.KeepUntilThreadEnds();
     return 0;
 }

@@ -12,11 +12,8 @@ KernelHandle LogOnLocalService()
 {
     const AccountName account = ResolveAccount(WellKnownAccounts::LocalService);
     KernelHandle token;
-    if (!LogonUserW(account.name.c_str(), account.domain.c_str(), nullptr, LOGON32_LOGON_SERVICE,
-                    LOGON32_PROVIDER_DEFAULT, token.Receive()))
-    {
-        return {};
-    }
+    token.KeepIf(LogonUserW(account.name.c_str(), account.domain.c_str(), nullptr,
+                            LOGON32_LOGON_SERVICE, LOGON32_PROVIDER_DEFAULT, token.Receive()));
     return token;
 }
 

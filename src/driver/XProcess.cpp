@@ -15,14 +15,19 @@ struct EnvironmentTraits
 };
 
 /// Dispatches every message that waits. A request to quit is posted again, for whoever pumps next.
+/// A message that cannot be had would be found again at once: it, too, waits for the next poll.
 void PumpMessages()
 {
     MSG message = {};
     while (PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE))
     {
-        if (GetMessageW(&message, nullptr, 0, 0) == 0)
+        const BOOL received = GetMessageW(&message, nullptr, 0, 0);
+        if (received == 0)
         {
             PostQuitMessage(static_cast<int>(message.wParam));
+        }
+        if (received <= 0)
+        {
             return;
         }
         TranslateMessage(&message);
@@ -35,6 +40,8 @@ XProcess::XProcess()
 {
     startupInformation.cb = sizeof(startupInformation);
 }
+
+XProcess::~XProcess() = default;
 
 DWORD XProcess::RunAsCurrentUser(const std::wstring& commandLine)
 {
@@ -54,20 +61,14 @@ bool XProcess::Start(const std::wstring& commandLine)
 DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
 {
     KernelHandle duplicate;
-    if (!DuplicateTokenEx(token, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary,
-                          duplicate.Receive()))
-    {
-        duplicate.Reset();
-    }
-    HANDLE account = duplicate ? duplicate.Get() : token;
+    const bool duplicated = duplicate.KeepIf(DuplicateTokenEx(
+        token, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary, duplicate.Receive()));
+    HANDLE account = duplicated ? duplicate.Get() : token;
     PROCESS_INFORMATION information = {};
     BOOL created = FALSE;
     {
         Owner<EnvironmentTraits> environment;
-        if (!CreateEnvironmentBlock(environment.Receive(), account, FALSE))
-        {
-            static_cast<void>(environment.Release());
-        }
+        environment.KeepIf(CreateEnvironmentBlock(environment.Receive(), account, FALSE));
         std::wstring mutableCommandLine = commandLine;
         created =
             CreateProcessAsUserW(account, nullptr, mutableCommandLine.data(), nullptr, nullptr,

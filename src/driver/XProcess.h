@@ -14,7 +14,7 @@ class XProcess
 {
 public:
     XProcess();
-    virtual ~XProcess() = default;
+    virtual ~XProcess();
     XProcess(const XProcess&) = delete;
     XProcess& operator=(const XProcess&) = delete;
 

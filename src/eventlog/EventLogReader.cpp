@@ -20,8 +20,11 @@ enum RenderedValue : DWORD
 
 std::wstring TextOf(const EVT_VARIANT& value)
 {
-    return value.Type == EvtVarTypeString && value.StringVal != nullptr ? value.StringVal
-                                                                        : std::wstring();
+    if (value.Type != EvtVarTypeString || value.StringVal == nullptr)
+    {
+        return {};
+    }
+    return value.StringVal;
 }
 
 /// The code of a call that failed; a failure without a code is one all the same.

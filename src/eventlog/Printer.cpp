@@ -3,7 +3,7 @@
 bool Printer::Open(const std::wstring& name)
 {
     std::wstring mutableName = name;
-    return OpenPrinterW(mutableName.data(), printer.Receive(), nullptr) && printer.IsValid();
+    return printer.KeepIf(OpenPrinterW(mutableName.data(), printer.Receive(), nullptr));
 }
 
 void Printer::Close()

@@ -6,6 +6,17 @@
 
 namespace
 {
+/// Makes the message that an engineer finds in a debugger which stops here. It goes nowhere else,
+/// and a value that nobody reads is volatile lest the compiler leave it out.
+void NoteFailingHive() noexcept
+{
+    [[maybe_unused]] const char* const volatile note =
+        "Encountered an exception, likely due to registry access issues.This will be caught, but "
+        "intended functionality likely failed. If this is occuring in a limited access permission "
+        "environment, such as Internet Explorer Protected Mode, this is likely an expected "
+        "failure.";
+}
+
 void RemoveFromHive(const std::wstring& hive)
 {
     const auto bag =
@@ -35,7 +46,8 @@ void UpdateDesktopAppGuids()
                 // Written also when it is unchanged.
                 bag.SetValue(RegistryPaths::DesktopAppGuids,
                              DesktopAppEntries::Update(value, guids));
-            });
+            },
+            &NoteFailingHive);
     }
     catch (...)
     {
@@ -55,7 +67,7 @@ void RemoveDesktopAppGuids()
             }
             catch (...)
             {
-                UserHivesDetail::NoteFailingHive();
+                // The next hive follows.
             }
         }
     }

@@ -15,15 +15,3 @@ std::wstring PropertyBagPath(const std::wstring& hive)
 {
     return Format(RegistryPaths::PropertyBagFormat, hive);
 }
-
-namespace UserHivesDetail
-{
-void NoteFailingHive() noexcept
-{
-    [[maybe_unused]] const char* const note =
-        "Encountered an exception, likely due to registry access issues.This will be caught, but "
-        "intended functionality likely failed. If this is occuring in a limited access permission "
-        "environment, such as Internet Explorer Protected Mode, this is likely an expected "
-        "failure.";
-}
-} // namespace UserHivesDetail

@@ -17,16 +17,8 @@ std::vector<std::wstring> UserHivesLastToFirst();
 std::wstring PropertyBagPath(const std::wstring& hive);
 
 /// Runs `work` with every hive's open property bag, which is created where it is missing. Whatever
-/// goes wrong in one hive is dropped and the next one follows.
-template <class Work> void ForEveryPropertyBag(Work work);
-
-namespace UserHivesDetail
-{
-/// What an engineer finds in a debugger that stops at a failing hive. It goes nowhere else.
-void NoteFailingHive() noexcept;
-} // namespace UserHivesDetail
-
-template <class Work> void ForEveryPropertyBag(Work work)
+/// goes wrong in one hive is dropped: `failed` is called, and the next hive follows.
+template <class Work> void ForEveryPropertyBag(Work work, void (*failed)() noexcept)
 {
     for (const std::wstring& hive : UserHivesLastToFirst())
     {
@@ -38,7 +30,7 @@ template <class Work> void ForEveryPropertyBag(Work work)
         }
         catch (...)
         {
-            UserHivesDetail::NoteFailingHive();
+            failed();
         }
     }
 }

@@ -1,6 +1,7 @@
 #include "UserPropertyBags.h"
 
 #include "AdministratorCheck.h"
+#include "IdentifierDlls.h"
 #include "Identifiers.h"
 #include "ImpersonateMainSessionUserWrapper.h"
 #include "LegacyPlvException.h"
@@ -82,13 +83,17 @@ void UpdateForSession(HANDLE token, LogFile& log)
 
 void SetValueInAllUserPropertyBags(const std::wstring& name, const std::wstring& data)
 {
-    ForEveryPropertyBag([&](RegistryKey& bag) { bag.SetValue(name, data); });
+    ForEveryPropertyBag([&](RegistryKey& bag) { bag.SetValue(name, data); }, []() noexcept {});
 }
 
 void UpdateUserPropertyBags(LogFile& log)
 {
     // All tokens are taken before any user is handled.
     const std::vector<KernelHandle> tokens = CollectSessionTokens();
+    if (!tokens.empty())
+    {
+        LoadDllsOfIdentifiers();
+    }
     for (const KernelHandle& token : tokens)
     {
         UpdateForSession(token.Get(), log);

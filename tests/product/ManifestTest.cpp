@@ -58,6 +58,45 @@ DWORD RealMajorVersion(DWORD& minor)
     return major;
 }
 
+/// While it lives, Wine is Windows 10 to the probe, and to no other program. Wine takes its version
+/// for Windows 7's otherwise, where a manifest that lists nothing tells the truth too.
+class Windows10ForTheProbe
+{
+public:
+    Windows10ForTheProbe()
+    {
+        constexpr wchar_t Version[] = L"win10";
+        EXPECT_EQ(
+            RegSetKeyValueW(HKEY_CURRENT_USER, Key, L"Version", REG_SZ, Version, sizeof Version),
+            ERROR_SUCCESS);
+    }
+    ~Windows10ForTheProbe() { RegDeleteKeyW(HKEY_CURRENT_USER, Key); }
+    Windows10ForTheProbe(const Windows10ForTheProbe&) = delete;
+    Windows10ForTheProbe& operator=(const Windows10ForTheProbe&) = delete;
+
+private:
+    static constexpr wchar_t Key[] = L"Software\\Wine\\AppDefaults\\VersionProbe.exe";
+};
+
+/// What the probe returns; 0 when it cannot be run.
+DWORD RunProbe()
+{
+    const std::wstring path = TestFolder() + L"\\product\\VersionProbe.exe";
+    STARTUPINFOW start = {};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process = {};
+    DWORD code = 0;
+    if (CreateProcessW(path.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
+                       &process))
+    {
+        WaitForSingleObject(process.hProcess, INFINITE);
+        GetExitCodeProcess(process.hProcess, &code);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    return code;
+}
+
 TEST(Manifest, RunsAsTheCallerWithoutMoreRights)
 {
     const std::string manifest = ShippedManifest();
@@ -72,8 +111,7 @@ TEST(Manifest, ListsEveryWindowsFromVistaOn)
           "{4a2f28e3-53b9-4441-ba9c-d69d4a4a6e38}", "{1f676c76-80e1-4239-95bb-83d0f6d0da78}",
           "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"})
     {
-        EXPECT_NE(manifest.find("<supportedOS Id=\"" + std::string(id) + "\"/>"),
-                  std::string::npos)
+        EXPECT_NE(manifest.find("<supportedOS Id=\"" + std::string(id) + "\"/>"), std::string::npos)
             << id;
     }
 }
@@ -97,5 +135,11 @@ TEST(Manifest, MakesTheVersionTestTellTheTruth)
     EXPECT_TRUE(IsAtLeast(major, minor));
     EXPECT_FALSE(IsAtLeast(major, minor + 1));
     EXPECT_FALSE(IsAtLeast(major + 1, 0));
+}
+
+TEST(Manifest, MakesTheVersionTestTellTheTruthOnWindows10)
+{
+    const Windows10ForTheProbe windows10;
+    EXPECT_EQ(RunProbe(), 10U);
 }
 } // namespace

@@ -73,6 +73,17 @@ TEST_F(VersionResource, SaysVersionSevenInTextAndInNumbers)
     EXPECT_EQ(fixed->dwFileType, static_cast<DWORD>(VFT_APP));
 }
 
+TEST_F(VersionResource, SaysWhetherItIsADebugBuild)
+{
+    void* block = nullptr;
+    UINT length = 0;
+    ASSERT_TRUE(VerQueryValueW(m_data.data(), L"\\", &block, &length));
+    ASSERT_GE(length, sizeof(VS_FIXEDFILEINFO));
+    const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(block);
+    EXPECT_EQ(fixed->dwFileFlagsMask, 0x3FU);
+    EXPECT_EQ(fixed->dwFileFlags, PALVO_IS_DEBUG_BUILD ? 1U : 0U);
+}
+
 TEST_F(VersionResource, IsInUnicodeEnglish)
 {
     void* translation = nullptr;

@@ -60,7 +60,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
                    (password == nullptr ? L"" : L" BAD"));
               if (failing.contains(L"LogonUserW"))
               {
-                  *token = reinterpret_cast<HANDLE>(0xBAD); // what a failing call leaves
+                  *token = FakeKernelObjects::Garbage();
                   return FALSE;
               }
               *token = Token(L"service");
@@ -75,7 +75,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
               Note(L"DuplicateTokenEx " + NameOf(token) + (expected ? L"" : L" BAD"));
               if (failing.contains(L"DuplicateTokenEx"))
               {
-                  *copy = reinterpret_cast<HANDLE>(0xBAD);
+                  *copy = FakeKernelObjects::Garbage();
                   return FALSE;
               }
               *copy = Token(NameOf(token) + L"/copy");
@@ -87,7 +87,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
               Note(L"CreateEnvironmentBlock " + NameOf(token) + (inherit ? L" BAD" : L""));
               if (failing.contains(L"CreateEnvironmentBlock"))
               {
-                  *block = reinterpret_cast<LPVOID>(0xBAD);
+                  *block = FakeKernelObjects::Garbage();
                   return FALSE;
               }
               *block = &environmentBlock;

@@ -93,7 +93,7 @@ FakeKernelObjects::FakeKernelObjects(Journal& target)
               const auto found = handles.find(handle);
               if (found == handles.end())
               {
-                  return decltype(closeHandle)::Original(handle);
+                  return CloseOther(handle);
               }
               const std::function<void()> close = found->second.close;
               handles.erase(found);
@@ -114,6 +114,16 @@ HANDLE FakeKernelObjects::Add(std::function<DWORD(DWORD)> waitFor, std::function
     const auto handle = reinterpret_cast<HANDLE>(nextHandle++);
     handles[handle] = {std::move(waitFor), std::move(close), L""};
     return handle;
+}
+
+BOOL FakeKernelObjects::CloseOther(HANDLE handle)
+{
+    const BOOL closed = decltype(closeHandle)::Original(handle);
+    if (!closed)
+    {
+        journal.push_back(L"CloseHandle BAD");
+    }
+    return closed;
 }
 
 HANDLE FakeKernelObjects::OpenMutex(const std::wstring& role)

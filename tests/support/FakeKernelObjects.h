@@ -11,10 +11,13 @@
 /// Stands in for the program's own named mutexes and events, which the journal calls by their
 /// roles; an object of an unknown name appears under that name. Other objects, such as the log's
 /// mutex, stay real. A call with arguments that are not the expected ones is marked BAD in the
-/// journal.
+/// journal, and so is the closing of a handle that is none.
 class FakeKernelObjects
 {
 public:
+    /// What a call that fails leaves where its handle would stand. It is nobody's to close.
+    static HANDLE Garbage() { return reinterpret_cast<HANDLE>(0x6BAD0000); }
+
     explicit FakeKernelObjects(Journal& target);
 
     /// What a wait for a mutex gives; WAIT_OBJECT_0 for those that are not in it.
@@ -40,6 +43,7 @@ private:
     };
     HANDLE OpenMutex(const std::wstring& role);
     HANDLE OpenEvent(const std::wstring& role, bool initialState);
+    BOOL CloseOther(HANDLE handle);
 
     Journal& journal;
     std::map<HANDLE, Object> handles;

@@ -2,21 +2,38 @@
 
 #include <cstring>
 
-FakeNames::FakeNames()
-    : computerName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL
-                   { return Give(computer, buffer, size); }),
+namespace
+{
+constexpr wchar_t OfTheMachine[] = L"name of the machine";
+} // namespace
+
+FakeNames::FakeNames(Journal* target)
+    : journal(target),
+      computerName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL
+                   { return Give(OfTheMachine, computer, buffer, size); }),
       computerNameEx(
-          [this](COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD size) -> WINBOOL
-          { return format == ComputerNamePhysicalDnsDomain && Give(dnsDomain, buffer, size); }),
+          [this](COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD size) -> WINBOOL {
+              return format == ComputerNamePhysicalDnsDomain &&
+                     Give(OfTheMachine, dnsDomain, buffer, size);
+          }),
       userNameEx(
-          [this](EXTENDED_NAME_FORMAT format, LPWSTR buffer, PULONG size) -> BOOLEAN
-          { return format == NameSamCompatible && Give(samCompatible, buffer, size) ? 1 : 0; }),
-      userName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL { return Give(user, buffer, size); })
+          [this](EXTENDED_NAME_FORMAT format, LPWSTR buffer, PULONG size) -> BOOLEAN {
+              return format == NameSamCompatible && Give(OfTheMachine, samCompatible, buffer, size)
+                         ? 1
+                         : 0;
+          }),
+      userName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL
+               { return Give(L"name of the account", user, buffer, size); })
 {
 }
 
-bool FakeNames::Give(const std::optional<std::wstring>& name, LPWSTR buffer, DWORD* size)
+bool FakeNames::Give(const wchar_t* call, const std::optional<std::wstring>& name, LPWSTR buffer,
+                     DWORD* size)
 {
+    if (journal != nullptr)
+    {
+        journal->push_back(call);
+    }
     sizes.push_back(*size);
     if (!name || name->size() >= *size)
     {

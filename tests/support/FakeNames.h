@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Journal.h"
 #include "Replaced.h"
 
 #define SECURITY_WIN32
@@ -10,11 +11,12 @@
 #include <vector>
 
 /// Stands in for the calls that tell the names of the machine and of the thread's account. A name
-/// that is not there makes its call fail.
+/// that is not there makes its call fail. A journal gets one line per call, which does not tell one
+/// name of the machine from another: the order in which these are asked for is nobody's matter.
 class FakeNames
 {
 public:
-    FakeNames();
+    explicit FakeNames(Journal* target = nullptr);
 
     std::optional<std::wstring> computer = L"PC01";
     std::optional<std::wstring> samCompatible = L"CORP\\Alice";
@@ -25,8 +27,10 @@ public:
     std::vector<DWORD> sizes;
 
 private:
-    bool Give(const std::optional<std::wstring>& name, LPWSTR buffer, DWORD* size);
+    bool Give(const wchar_t* call, const std::optional<std::wstring>& name, LPWSTR buffer,
+              DWORD* size);
 
+    Journal* journal;
     Replaced<"KERNEL32", "GetComputerNameW", decltype(GetComputerNameW)> computerName;
     Replaced<"KERNEL32", "GetComputerNameExW", decltype(GetComputerNameExW)> computerNameEx;
     Replaced<"SECUR32", "GetUserNameExW", decltype(GetUserNameExW)> userNameEx;

@@ -18,17 +18,15 @@ std::wstring SidText(PSID sid)
     return copy;
 }
 
-/// Copies a name as LookupAccountSidW does: the size with the zero when it does not fit.
-bool CopyName(const std::wstring& from, LPWSTR to, DWORD* size)
+bool Fits(const std::wstring& name, DWORD size)
 {
-    if (*size <= from.size())
-    {
-        *size = static_cast<DWORD>(from.size() + 1);
-        return false;
-    }
+    return name.size() < size;
+}
+
+void CopyName(const std::wstring& from, LPWSTR to, DWORD* size)
+{
     std::memcpy(to, from.c_str(), (from.size() + 1) * sizeof(wchar_t));
     *size = static_cast<DWORD>(from.size());
-    return true;
 }
 } // namespace
 
@@ -271,10 +269,17 @@ bool FakeSessions::LookUp(PSID sid, LPWSTR name, DWORD* nameSize, LPWSTR domain,
     {
         if (session.sid == wanted)
         {
-            const bool nameFits = CopyName(session.name, name, nameSize);
-            const bool domainFits = CopyName(session.domain, domain, domainSize);
-            SetLastError(ERROR_INSUFFICIENT_BUFFER);
-            return nameFits && domainFits;
+            if (!Fits(session.name, *nameSize) || !Fits(session.domain, *domainSize))
+            {
+                // Nothing is copied. Both sizes are those that are required, with the zero.
+                *nameSize = static_cast<DWORD>(session.name.size() + 1);
+                *domainSize = static_cast<DWORD>(session.domain.size() + 1);
+                SetLastError(ERROR_INSUFFICIENT_BUFFER);
+                return false;
+            }
+            CopyName(session.name, name, nameSize);
+            CopyName(session.domain, domain, domainSize);
+            return true;
         }
     }
     SetLastError(ERROR_NONE_MAPPED);

@@ -5,8 +5,7 @@
 FakeSpooler::FakeSpooler()
     : openPrinter([this](LPWSTR name, LPHANDLE printer, LPPRINTER_DEFAULTSW defaults)
                   { return Open(name, printer, defaults); }),
-      closePrinter([this](HANDLE printer)
-                   { return open.erase(printer) == 1 ? TRUE : Refuse(ERROR_INVALID_HANDLE); }),
+      closePrinter([this](HANDLE printer) { return Close(printer); }),
       getPrinterDriver([this](HANDLE printer, LPWSTR environment, DWORD level, LPBYTE buffer,
                               DWORD size, LPDWORD needed)
                        { return GetDriver(printer, environment, level, buffer, size, needed); })
@@ -26,6 +25,7 @@ BOOL FakeSpooler::Refuse(DWORD code)
 BOOL FakeSpooler::Open(LPWSTR name, LPHANDLE printer, const PRINTER_DEFAULTSW* defaults)
 {
     openedNames.emplace_back(name);
+    calls.push_back(L"open " + openedNames.back());
     defaultsWereNull = defaultsWereNull && defaults == nullptr;
     if (opensWithoutHandle)
     {
@@ -34,10 +34,23 @@ BOOL FakeSpooler::Open(LPWSTR name, LPHANDLE printer, const PRINTER_DEFAULTSW* d
     }
     if (!printers.contains(name))
     {
+        *printer = reinterpret_cast<HANDLE>(0x4BAD0000); // nobody's to close
         return Refuse(ERROR_INVALID_PRINTER_NAME);
     }
     *printer = reinterpret_cast<HANDLE>(nextHandle++);
     open[*printer] = name;
+    return TRUE;
+}
+
+BOOL FakeSpooler::Close(HANDLE printer)
+{
+    const auto found = open.find(printer);
+    if (found == open.end())
+    {
+        return Refuse(ERROR_INVALID_HANDLE);
+    }
+    calls.push_back(L"close " + found->second);
+    open.erase(found);
     return TRUE;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Journal.h"
 #include "Replaced.h"
 
 #include <winspool.h>
@@ -24,6 +25,7 @@ public:
 
     std::map<std::wstring, FakePrinter> printers;
     std::vector<std::wstring> openedNames; ///< every name that was asked for, in order
+    Journal calls;                         ///< every opening and every closing, in order
     bool defaultsWereNull = true;          ///< OpenPrinterW was never given defaults
     bool opensWithoutHandle = false;       ///< OpenPrinterW succeeds and gives all-ones
 
@@ -39,6 +41,7 @@ public:
 
 private:
     BOOL Open(LPWSTR name, LPHANDLE printer, const PRINTER_DEFAULTSW* defaults);
+    BOOL Close(HANDLE printer);
     BOOL GetDriver(HANDLE printer, LPCWSTR environment, DWORD level, LPBYTE buffer, DWORD size,
                    LPDWORD needed);
     BOOL Refuse(DWORD code);

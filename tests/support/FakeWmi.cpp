@@ -38,6 +38,7 @@ public:
         {
             value->llVal = property.number;
         }
+        wmi.Fill(value);
         return S_OK;
     }
 
@@ -154,6 +155,8 @@ FakeWmi::FakeWmi(Journal& target)
           {
               journal.push_back(L"CoUninitialize");
               --initialized;
+              const std::wstring left = NotGivenBack();
+              faults += left.empty() ? L"" : L"When COM ended:\n" + left;
           }),
       create(
           [this](REFCLSID type, LPUNKNOWN outer, DWORD context, REFIID wanted, LPVOID* object)
@@ -183,6 +186,41 @@ FakeWmi::FakeWmi(Journal& target)
                                 (identity == nullptr ? L" null " : L" IDENTITY ") +
                                 std::to_wstring(capabilities);
               return result;
+          }),
+      allocateText(
+          [this](const OLECHAR* text) -> BSTR
+          {
+              if (++allocatedTexts == failingText)
+              {
+                  return nullptr;
+              }
+              return *texts.insert(decltype(allocateText)::Original(text)).first;
+          }),
+      freeText(
+          [this](BSTR text)
+          {
+              DropText(text);
+              decltype(freeText)::Original(text);
+          }),
+      changeType(
+          [this](VARIANTARG* to, auto* from, USHORT flags, VARTYPE type)
+          {
+              const HRESULT result = decltype(changeType)::Original(to, from, flags, type);
+              if (SUCCEEDED(result))
+              {
+                  Fill(to);
+              }
+              return result;
+          }),
+      clear(
+          [this](VARIANTARG* variant)
+          {
+              variants.erase(variant);
+              if (variant->vt == VT_BSTR)
+              {
+                  DropText(variant->bstrVal);
+              }
+              return decltype(clear)::Original(variant);
           })
 {
 }
@@ -196,8 +234,38 @@ HRESULT FakeWmi::Step(const std::wstring& name)
     return found == failing.end() ? S_OK : found->second;
 }
 
-long FakeWmi::LivingInterfaces() const
+void FakeWmi::Fill(const VARIANT* variant)
 {
-    return Counted<IWbemLocator>::living + Counted<IWbemServices>::living +
-           Counted<IEnumWbemClassObject>::living + Counted<IWbemClassObject>::living;
+    variants.insert(variant);
+    if (variant->vt == VT_BSTR && variant->bstrVal != nullptr)
+    {
+        texts.insert(variant->bstrVal);
+    }
+}
+
+void FakeWmi::DropText(BSTR text)
+{
+    if (text != nullptr && texts.erase(text) == 0)
+    {
+        faults += L"a text was given back twice\n";
+    }
+}
+
+std::wstring FakeWmi::NotGivenBack() const
+{
+    const long interfaces = Counted<IWbemLocator>::living + Counted<IWbemServices>::living +
+                            Counted<IEnumWbemClassObject>::living +
+                            Counted<IWbemClassObject>::living;
+    std::wstring left;
+    left += interfaces == 0 ? L"" : std::to_wstring(interfaces) + L" interfaces left\n";
+    left += texts.empty() ? L"" : std::to_wstring(texts.size()) + L" texts left\n";
+    left += variants.empty() ? L"" : std::to_wstring(variants.size()) + L" values left\n";
+    return left;
+}
+
+std::wstring FakeWmi::Faults() const
+{
+    return faults + NotGivenBack() +
+           (initialized == 0 ? L""
+                             : std::to_wstring(initialized) + L" initialisations of COM left\n");
 }

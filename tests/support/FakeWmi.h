@@ -7,6 +7,7 @@
 #include <oleauto.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,16 +35,32 @@ public:
     bool nextGivesNoObject = false; ///< Next claims success and gives a null pointer
     bool nextCountsNone = false;    ///< Next claims success and that it gave nothing
     HRESULT initializeResult = S_OK;
+    std::size_t failingText = 0; ///< the text that cannot be allocated, counted from 1; 0 for none
 
-    [[nodiscard]] long LivingInterfaces() const;
+    /// What was not given back, or only after COM had ended, or twice; empty when all is well.
+    [[nodiscard]] std::wstring Faults() const;
     int initialized = 0; ///< CoInitializeEx that succeeded less CoUninitialize
+    std::size_t allocatedTexts = 0;
 
     HRESULT Step(const std::wstring& name);
+    /// Notes a VARIANT that the double has put a value into.
+    void Fill(const VARIANT* variant);
     Journal& journal;
 
 private:
+    [[nodiscard]] std::wstring NotGivenBack() const;
+    void DropText(BSTR text);
+
+    std::set<BSTR> texts;
+    std::set<const VARIANT*> variants; ///< with a value in them
+    std::wstring faults;
+
     Replaced<"OLE32", "CoInitializeEx", decltype(CoInitializeEx)> initialize;
     Replaced<"OLE32", "CoUninitialize", decltype(CoUninitialize)> uninitialize;
     Replaced<"OLE32", "CoCreateInstance", decltype(CoCreateInstance)> create;
     Replaced<"OLE32", "CoSetProxyBlanket", decltype(CoSetProxyBlanket)> setBlanket;
+    Replaced<"OLEAUT32", "SysAllocString", decltype(SysAllocString)> allocateText;
+    Replaced<"OLEAUT32", "SysFreeString", decltype(SysFreeString)> freeText;
+    Replaced<"OLEAUT32", "VariantChangeType", decltype(VariantChangeType)> changeType;
+    Replaced<"OLEAUT32", "VariantClear", decltype(VariantClear)> clear;
 };

@@ -43,10 +43,29 @@ public:
     /// with the room that it has. Calls `check` after each time.
     template <class Work, class Check> static void ForEveryRoom(Work work, Check check)
     {
-        for (unsigned long room = 0;; ++room)
+        ForEveryPosition(&Allow, work, check);
+    }
+
+    /// Runs `work` with its first allocation alone failing, with its second alone and so on, until
+    /// it makes so many no more. Calls `check` after each time.
+    template <class Work, class Check> static void ForEveryFailure(Work work, Check check)
+    {
+        ForEveryPosition(&Refuse, work, check);
+    }
+
+private:
+    static constexpr unsigned long Always = std::numeric_limits<unsigned long>::max();
+
+    /// Code that asks so often without success will do so for ever: the program ends with 2.
+    static constexpr unsigned long TooManyRefusals = 1000;
+
+    template <class Work, class Check>
+    static void ForEveryPosition(void (*begin)(unsigned long), Work work, Check check)
+    {
+        for (unsigned long position = 0;; ++position)
         {
             refused = 0;
-            Allow(room);
+            begin(position);
             work();
             End();
             check();
@@ -56,12 +75,6 @@ public:
             }
         }
     }
-
-private:
-    static constexpr unsigned long Always = std::numeric_limits<unsigned long>::max();
-
-    /// Code that asks so often without success will do so for ever: the program ends with 2.
-    static constexpr unsigned long TooManyRefusals = 1000;
 
     static void Set(unsigned long allowed, unsigned long failing)
     {

@@ -85,6 +85,7 @@ class Modes(unittest.TestCase):
     def test_a_print_server_is_not_warmed_up(self):
         self.lab("set", "suite", "enterprise")
         run = self.lab.run("-IN", "-w")
+        self.assertEqual(run.code, 1)
         self.assertEqual(run.log[2:], [
             "# Ignoring request to warmup the Desktop Orvela because we are running on a print server",
             "# Will execute NGEN of Desktop Orvela and related apps (-IN)",

@@ -36,7 +36,7 @@ class Queuing(unittest.TestCase):
     def lines(self, pid):
         return [message for process, message in self.lab.log_lines() if process == pid]
 
-    def test_a_redundant_printer_event_copy_leaves_its_request_and_the_working_copy_skips_it(self):
+    def test_a_redundant_printer_event_copy_leaves_its_request_and_the_working_copy_serves_it(self):
         self.lab("printer", "add", "One", SUPPORTED)
         pid = self.start_and_hold(*EVENT)
         self.lab("printer", "add", "Two", SUPPORTED)
@@ -52,22 +52,22 @@ class Queuing(unittest.TestCase):
                       "for 'Two'.", log)
         self.assertEqual(len(self.writers(pid)), 2)
 
-    def test_a_request_whose_printer_was_processed_meanwhile_is_skipped(self):
-        # The second copy's printer event is scanned by the first copy, its request comes later.
+    def test_a_queued_special_request_serves_a_queued_printer_event_with_it(self):
         self.lab("printer", "add", "One", SUPPORTED)
         pid = self.start_and_hold(*LOGON)
         self.assertEqual(self.lab.run(*EVENT).code, 1)
         self.assertEqual(self.lab.run(*LOGON).code, 1)
         log = self.release_and_end(pid, "NewOrChanged event done...exiting.")
-        self.assertIn("# Procesing a special NewOrChanged event.", log)
-        self.assertIn("# Procesing a queued special NewOrChanged event.", log)
+        self.assertEqual([line for line in log if line.startswith(("# Proc", "## Skipping"))],
+                         ["# Procesing a special NewOrChanged event.",
+                          "# Procesing a queued special NewOrChanged event."])
         self.assertEqual(len(self.writers(pid)), 2)
         self.assertEqual(log[-4:], DONE)
 
-    def test_a_queued_event_without_a_supported_printer_is_skipped(self):
+    def test_a_queued_printer_event_whose_printer_is_gone_by_its_pass_is_skipped(self):
         self.lab("printer", "add", "One", SUPPORTED)
         pid = self.start_and_hold(*EVENT)
-        # A copy that was started by hand for a printer that is no longer there.
+        # The second copy's own scan still finds its printer.
         self.lab("printer", "add", "Two", SUPPORTED)
         second = self.lab.run(*EVENT)
         self.assertEqual(second.code, 1)

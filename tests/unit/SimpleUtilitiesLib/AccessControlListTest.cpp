@@ -45,6 +45,27 @@ protected:
         EXPECT_TRUE(acl.IsValid());
     }
 
+    /// Adds an entry of another mode to a list with a grant that would be taken over: the system is
+    /// given both as they are.
+    void ExpectTheSystemToAdd(ACCESS_MODE mode, const std::wstring& expected)
+    {
+        const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+        std::wstring name = localService;
+        EXPLICIT_ACCESS_W entry = {};
+        BuildExplicitAccessWithNameW(&entry, name.data(), GENERIC_WRITE, mode,
+                                     SUB_CONTAINERS_AND_OBJECTS_INHERIT);
+        const SetEntriesDouble setEntries(
+            [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+            {
+                EXPECT_EQ(old, list.List());
+                EXPECT_EQ(entries->grfAccessMode, mode);
+                EXPECT_EQ(entries->grfAccessPermissions, 0x40000000U);
+                return decltype(setEntries)::Original(count, entries, old, merged);
+            });
+        EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), acl));
+        EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Normal(expected));
+    }
+
     const std::wstring localService = TrusteeName(WellKnownAccounts::LocalService);
     Acl acl;
 };
@@ -159,6 +180,16 @@ TEST_F(AccessControlListTest, TrusteeThatIsNoNameIsLeftToTheSystem)
     BuildTrusteeWithSidW(&entry.Trustee, sid);
     EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), acl));
     EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Normal(L"D:(A;;GA;;;BA)(A;;GR;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, DenialIsLeftToTheSystemAndTakesNoGrantOver)
+{
+    ExpectTheSystemToAdd(DENY_ACCESS, L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+}
+
+TEST_F(AccessControlListTest, NewSetOfRightsIsLeftToTheSystemAndTakesNoGrantOver)
+{
+    ExpectTheSystemToAdd(SET_ACCESS, L"D:(A;OICI;GW;;;LS)(A;;GA;;;BA)");
 }
 
 TEST_F(AccessControlListTest, UnknownAccountIsLeftToTheSystem)

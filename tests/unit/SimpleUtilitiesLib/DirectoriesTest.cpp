@@ -113,6 +113,15 @@ TEST(MakeDirectoryTest, LevelsOfAServerFollowItsName)
     EXPECT_EQ(created.Tried(), paths);
 }
 
+TEST(MakeDirectoryTest, LevelsOfADriveBehindTwoBackslashesFollowTheDrive)
+{
+    const CreatedDirectories created({3, 183, 0});
+    EXPECT_TRUE(MakeDirectory(L"\\\\?\\C:\\a\\b\\c"));
+    const CreatedDirectories::Paths paths = {L"\\\\?\\C:\\a\\b\\c", L"\\\\?\\C:\\a",
+                                             L"\\\\?\\C:\\a\\b", L"\\\\?\\C:\\a\\b\\c"};
+    EXPECT_EQ(created.Tried(), paths);
+}
+
 TEST(MakeDirectoryTest, PathWithNeitherIsTriedWholeAlone)
 {
     const CreatedDirectories created({3});

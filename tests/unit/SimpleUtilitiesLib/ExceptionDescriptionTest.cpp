@@ -10,6 +10,7 @@
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace
 {
@@ -111,6 +112,12 @@ TEST(DescribeExceptionTest, AnyOtherExceptionGivesItsText)
               L"Object of class std::runtime_error\r\n\r\n\t%s%n why\r\n");
 }
 
+TEST(DescribeExceptionTest, BytesOfATextBeyondAsciiAreTheCharactersOfTheirNumbers)
+{
+    EXPECT_EQ(DescribeException(std::runtime_error("Z\xFCrich \x80\xFF")),
+              L"Object of class std::runtime_error\r\n\r\n\tZ\x00FCrich \x0080\x00FF\r\n");
+}
+
 TEST(DescribeExceptionTest, ExceptionWithoutATextSaysSo)
 {
     EXPECT_EQ(DescribeException(std::runtime_error("")),
@@ -126,6 +133,32 @@ TEST(DescribeExceptionTest, ExceptionWhoseClassHasNoNameIsAStdException)
     const std::wstring description = DescribeException(e);
     ScarceMemory::End();
     EXPECT_EQ(description, L"Object of std::exception\r\n\r\n\twhy\r\n");
+}
+
+TEST(DescribeExceptionTest, OneAllocationThatFailsAtMostTakesTheNameAway)
+{
+    const ScarceMemory memory;
+    const ExceptionRegistryRequest own(L"details", L"file", 1, L"Method");
+    const LegacyPlvComException com(static_cast<HRESULT>(0x80040207));
+    const std::runtime_error other("a reason that is too long to be kept in place");
+    for (const auto& [e, named] : {std::pair<const std::exception*, std::wstring>(
+                                       &own, L"Object of class ExceptionRegistryRequest"),
+                                   {&com, L"Object of class LegacyPlvComException"},
+                                   {&other, L"Object of class std::runtime_error"}})
+    {
+        const std::wstring unnamed = L"Object of std::exception";
+        std::wstring description;
+        std::set<std::wstring> beginnings;
+        ScarceMemory::ForEveryFailure([&, e = e] { description = DescribeException(*e); },
+                                      [&, &named = named]
+                                      {
+                                          beginnings.insert(description.starts_with(named) ? named
+                                                            : description.starts_with(unnamed)
+                                                                ? unnamed
+                                                                : description);
+                                      });
+        EXPECT_EQ(beginnings, (std::set<std::wstring>{named, unnamed}));
+    }
 }
 
 TEST(DescribeExceptionTest, MemoryThatRunsOutGivesAsMuchAsWasBuilt)
@@ -146,21 +179,51 @@ TEST(DescribeExceptionTest, MemoryThatRunsOutGivesAsMuchAsWasBuilt)
     EXPECT_TRUE(different.empty()) << "for example \"" << testing::PrintToString(different);
 }
 
-TEST(DescribeExceptionTest, OwnBlockThatCannotBeBuiltLeavesTheTextOfWhat)
+TEST(DescribeExceptionTest, OwnBlockThatCannotBeBuiltIsReplacedByTheEndOfAnyOther)
 {
     const ScarceMemory memory;
-    const LegacyPlvComException e(static_cast<HRESULT>(0x80040207));
-    std::wstring description;
-    bool found = false;
-    for (unsigned long refused = 0; refused < 50 && !found; ++refused)
+    const ExceptionRegistryRequest own(L"details", L"file", 1, L"Method");
+    const LegacyPlvComException com(static_cast<HRESULT>(0x80040207));
+    for (const std::exception* e :
+         {static_cast<const std::exception*>(&own), static_cast<const std::exception*>(&com)})
     {
-        ScarceMemory::Refuse(refused);
-        description = DescribeException(e);
-        ScarceMemory::End();
-        found = description == L"Object of class LegacyPlvComException\r\n\r\n"
-                               L"\tNo additional information available.\r\n";
+        std::wstring description;
+        std::set<std::wstring> different;
+        ScarceMemory::ForEveryFailure([&] { description = DescribeException(*e); },
+                                      [&] { different.insert(description); });
+        const bool isOwn = e == &own;
+        EXPECT_EQ(different.count(std::wstring(L"Object of class ") +
+                                  (isOwn ? L"ExceptionRegistryRequest" : L"LegacyPlvComException") +
+                                  L"\r\n\r\n\tNo additional information available.\r\n"),
+                  1U);
     }
-    EXPECT_TRUE(found);
+}
+
+/// Asking it for its text changes the thread's last-error value.
+class Meddler : public std::exception
+{
+public:
+    const char* what() const noexcept override
+    {
+        SetLastError(5);
+        return "why";
+    }
+};
+
+TEST(DescribeExceptionTest, LeavesTheLastErrorAlone)
+{
+    SetLastError(0xABCDE);
+    EXPECT_TRUE(DescribeException(Meddler()).ends_with(L"\twhy\r\n"));
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST(ComErrorTextTest, LeavesTheLastErrorAlone)
+{
+    SystemTexts system;
+    system.text.clear();
+    SetLastError(0xABCDE);
+    EXPECT_EQ(ComErrorText(E_FAIL), L"Unknown error 0x80004005");
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
 }
 
 TEST(ComErrorTextTest, AsksForTheSystemsTextWithoutInserts)

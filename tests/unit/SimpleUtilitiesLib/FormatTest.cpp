@@ -41,6 +41,12 @@ TEST(FormatTest, SmallSTakesWideTextAndCapitalSNarrowText)
     EXPECT_EQ(Format(L"%s-%S", std::wstring(L"w"), std::string("n")), L"w-n");
 }
 
+TEST(FormatTest, BytesOfNarrowTextBeyondAsciiAreTheCharactersOfTheirNumbers)
+{
+    EXPECT_EQ(Format(L"<%S>", "Z\xFCrich \x80\xFF"), L"<Z\x00FCrich \x0080\x00FF>");
+    EXPECT_EQ(Format("<%S>", "\xE4\xB8\xAD"), L"<\x00E4\x00B8\x00AD>");
+}
+
 TEST(FormatTest, SmallSTakesWideTextInANarrowFormatToo)
 {
     EXPECT_EQ(Format("%s%lu/0x%lx: %s", L" = ", 2UL, 2UL, L"t\x4E2D"), L" = 2/0x2: t\x4E2D");

@@ -1,6 +1,8 @@
 #include "LegacyPlvException.h"
 
+#include "Replaced.h"
 #include "ScarceMemory.h"
+#include "VirtualSlot.h"
 #include "WindowsHeaders.h"
 
 #include <gtest/gtest.h>
@@ -97,6 +99,31 @@ TEST(LegacyPlvExceptionTest, WhatLeavesTheLastErrorAlone)
     SetLastError(0xABCDE);
     static_cast<void>(e.what());
     EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST(LegacyPlvExceptionTest, WhatPutsBackALastErrorThatIsChangedOnTheWay)
+{
+    const ExceptionRegistryRequest e = Sample();
+    const Replaced<"KERNEL32", "WideCharToMultiByte", decltype(WideCharToMultiByte)> convert(
+        [](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR buffer, int size,
+           LPCCH defaultCharacter, LPBOOL usedDefault)
+        {
+            const int written = decltype(convert)::Original(codePage, flags, text, length, buffer,
+                                                            size, defaultCharacter, usedDefault);
+            SetLastError(122);
+            return written;
+        });
+    SetLastError(0xABCDE);
+    EXPECT_STREQ(e.what(), SampleText);
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST(LegacyPlvExceptionTest, VirtualOperationsStandInTheirSlots)
+{
+    static_assert(std::has_virtual_destructor_v<LegacyPlvException>);
+    EXPECT_EQ(VirtualSlot(&LegacyPlvException::what), FirstSlotAfterDestructor);
+    EXPECT_EQ(VirtualSlot(&LegacyPlvException::Reserved), FirstSlotAfterDestructor + 1);
+    EXPECT_EQ(VirtualSlot(&LegacyPlvException::GetErrorId), FirstSlotAfterDestructor + 2);
 }
 
 TEST(LegacyPlvExceptionTest, ReservedSlotDoesNothing)

@@ -2,11 +2,19 @@
 
 #include "Journal.h"
 #include "LogFile.h"
+#include "PrivateMember.h"
 #include "Replaced.h"
+#include "ScarceMemory.h"
 #include "SecurityText.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+
+struct PathOfGrantedLog
+{
+    friend std::wstring LogFile::*MemberOf(PathOfGrantedLog);
+};
+template struct PrivateMember<PathOfGrantedLog, &LogFile::path>;
 
 namespace
 {
@@ -107,6 +115,64 @@ TEST_F(LogFileAccessTest, LogThatIsOffGrantsNothing)
     const LogFile off(L"", L"");
     EXPECT_FALSE(GrantLocalServiceAccess(off));
     EXPECT_FALSE(GrantAuthenticatedUsersAccess(off));
+}
+
+TEST_F(LogFileAccessTest, PathThatIsEmptyOrBlankGrantsNothingThoughTheMutexIsHad)
+{
+    const CreateFileDouble createFile(
+        [](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+        {
+            ADD_FAILURE() << "a file was opened";
+            return INVALID_HANDLE_VALUE;
+        });
+    for (const wchar_t* path : {L"", L" ", L"   "})
+    {
+        log.*MemberOf(PathOfGrantedLog{}) = path;
+        EXPECT_TRUE(log.WaitForMutex().IsHeld());
+        EXPECT_FALSE(GrantLocalServiceAccess(log));
+        EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+    }
+}
+
+TEST_F(LogFileAccessTest, GrantWithoutMemoryIsAFailureAndGivesTheMutexBack)
+{
+    const ScarceMemory memory;
+    int balance = 0;
+    const Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)> wait(
+        [&](HANDLE, DWORD) -> DWORD
+        {
+            ++balance;
+            return 0;
+        });
+    const Replaced<"KERNEL32", "ReleaseMutex", decltype(ReleaseMutex)> release(
+        [&](HANDLE)
+        {
+            --balance;
+            return TRUE;
+        });
+    int applied = 0;
+    const SetSecurityDouble setSecurity(
+        [&](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL, PACL) -> DWORD
+        {
+            ++applied;
+            return ERROR_SUCCESS;
+        });
+    bool granted = false;
+    int refusals = 0;
+    ScarceMemory::ForEveryRoom(
+        [&]
+        {
+            applied = 0;
+            granted = GrantAuthenticatedUsersAccess(log);
+        },
+        [&]
+        {
+            EXPECT_EQ(applied, granted ? 1 : 0);
+            EXPECT_EQ(balance, 0);
+            refusals += granted ? 0 : 1;
+        });
+    EXPECT_TRUE(granted);
+    EXPECT_GT(refusals, 0);
 }
 
 TEST_F(LogFileAccessTest, FileThatIsGoneGrantsNothing)

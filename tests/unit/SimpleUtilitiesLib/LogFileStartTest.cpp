@@ -55,15 +55,6 @@ TEST_F(LogFileStartTest, FileIsTheNameInTheDirectory)
     EXPECT_TRUE(Exists(log.Path()));
 }
 
-TEST_F(LogFileStartTest, LaterCallsGiveTheFirstLogUnchanged)
-{
-    LogFile& first = LogFile::Get(folder.Path(), L"First");
-    LogFile& second = LogFile::Get(folder.Of(L"other"), L"Second");
-    EXPECT_EQ(&first, &second);
-    EXPECT_EQ(second.Path(), folder.Path() + L"\\First.log");
-    EXPECT_FALSE(Exists(folder.Of(L"other")));
-}
-
 TEST_F(LogFileStartTest, AllMissingLevelsOfTheDirectoryAreMade)
 {
     LogFile log(folder.Of(L"a\\b c\\\x00E4"), L"Log");
@@ -263,18 +254,6 @@ TEST_F(LogFileStartTest, DirectoryThatCannotBeMadeLosesTheLinesAlone)
     log.Write(L"x");
     EXPECT_EQ(log.Path(), folder.Of(L"file\\a\\Log.log"));
     EXPECT_EQ(FileBytes(folder.Of(L"file")), "x");
-}
-
-TEST_F(LogFileStartTest, MutexIsClosedWithTheLog)
-{
-    const std::wstring name = LogMutexName(folder.Path());
-    {
-        const LogFile log(folder.Path(), L"Log");
-        const HANDLE open = OpenMutexW(SYNCHRONIZE, FALSE, name.c_str());
-        EXPECT_NE(open, nullptr);
-        CloseHandle(open);
-    }
-    EXPECT_EQ(OpenMutexW(SYNCHRONIZE, FALSE, name.c_str()), nullptr);
 }
 
 TEST_F(LogFileStartTest, StartWithoutMemoryGivesALogThatIsOff)

@@ -17,6 +17,11 @@ struct IncludeThreadId
     friend bool LogFile::*MemberOf(IncludeThreadId);
 };
 template struct PrivateMember<IncludeThreadId, &LogFile::includeThreadId>;
+struct PathOfLog
+{
+    friend std::wstring LogFile::*MemberOf(PathOfLog);
+};
+template struct PrivateMember<PathOfLog, &LogFile::path>;
 
 namespace
 {
@@ -282,6 +287,53 @@ TEST_F(LogFileTest, FileIsTouchedUnderTheMutexAlone)
         });
     log.Write(L"x");
     EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"close", L"release"}));
+}
+
+TEST_F(LogFileTest, LineIsMadeBeforeTheWaitSoThatItsStampIsThatOfTheCall)
+{
+    Journal journal;
+    const Replaced<"KERNEL32", "GetLocalTime", decltype(GetLocalTime)> time(
+        [&](LPSYSTEMTIME now)
+        {
+            journal.push_back(L"time");
+            decltype(time)::Original(now);
+        });
+    const Replaced<"KERNEL32", "GetCurrentProcessId", decltype(GetCurrentProcessId)> process(
+        [&]() -> DWORD
+        {
+            journal.push_back(L"process");
+            return 1;
+        });
+    const WaitDouble wait(
+        [&](HANDLE handle, DWORD milliseconds)
+        {
+            journal.push_back(L"wait");
+            return decltype(wait)::Original(handle, milliseconds);
+        });
+    log.Write(L"x");
+    EXPECT_EQ(journal, (Journal{L"time", L"process", L"wait"}));
+}
+
+TEST_F(LogFileTest, LogWithoutAPathNeitherWaitsNorOpensAnything)
+{
+    ASSERT_TRUE(log.WaitForMutex().IsHeld());
+    (log.*MemberOf(PathOfLog{})).clear();
+    Journal journal;
+    const WaitDouble wait(
+        [&](HANDLE, DWORD) -> DWORD
+        {
+            journal.push_back(L"wait");
+            return WAIT_TIMEOUT;
+        });
+    const CreateFileDouble createFile(
+        [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+        {
+            journal.push_back(L"open");
+            return INVALID_HANDLE_VALUE;
+        });
+    log.Write(L"x");
+    EXPECT_EQ(journal, Journal());
+    EXPECT_EQ(log.Directory(), folder.Path());
 }
 
 TEST_F(LogFileTest, TimeOutLosesTheLineAndEmptiesTheDirectory)

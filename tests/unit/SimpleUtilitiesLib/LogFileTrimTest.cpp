@@ -2,6 +2,7 @@
 
 #include "Journal.h"
 #include "Replaced.h"
+#include "ScarceMemory.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -116,8 +117,9 @@ TEST_F(LogFileTrimTest, KeptLinesKeepEveryByte)
 TEST_F(LogFileTrimTest, LogThatIsOneEndlessLineIsCutAtAPiece)
 {
     const std::string line(FourMebibytes + 4096, 'x');
-    // Pieces of 4096 characters count 4097; 512 of them count 2,097,664, more than 2,101,248 is
-    // reached by the 513th, which starts at byte 2,097,152.
+    // The size less 2 MiB is 2,101,248. A piece of 4096 characters counts 4097: 512 pieces count
+    // 2,097,664, which is not more, and 513 count 2,101,761, which is. The 513th piece starts at
+    // byte 2,097,152.
     ExpectSame(WithoutLastLine(After(line)), line.substr(2097152));
 }
 
@@ -144,9 +146,15 @@ TEST_F(LogFileTrimTest, CopyLiesBesideTheLog)
               (std::vector<std::wstring>{folder.Of(L"Log.log"), folder.Of(L"Log.log.plvold")}));
 }
 
-TEST_F(LogFileTrimTest, FilesAreOpenedInOrderAndDenyOtherWriters)
+TEST_F(LogFileTrimTest, FilesAreUsedInOrderAndDenyOtherWriters)
 {
     Journal journal;
+    const DeleteFileDouble deleteFile(
+        [&](LPCWSTR path)
+        {
+            journal.push_back(std::wstring(path).substr(folder.Path().size()) + L" deleted");
+            return decltype(deleteFile)::Original(path);
+        });
     const CreateFileDouble createFile(
         [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
             DWORD disposition, DWORD flags, HANDLE other)
@@ -164,7 +172,33 @@ TEST_F(LogFileTrimTest, FilesAreOpenedInOrderAndDenyOtherWriters)
         });
     After(NumberedLines(FourMebibytes + 64));
     EXPECT_EQ(journal, (Journal{L".log write, share 3, 4", L".plvold read, share 1, 3",
-                                L".log read write, share 1, 2", L".log append, share 1, 4"}));
+                                L".log read write, share 1, 2", L"\\Log.log.plvold deleted",
+                                L".log append, share 1, 4"}));
+}
+
+TEST_F(LogFileTrimTest, NoMemoryIsNeededBetweenTheCopyAndItsDeletion)
+{
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    folder.WriteFile(L"Log.log", lines);
+    {
+        const ScarceMemory memory;
+        const CopyFileDouble copy(
+            [](LPCWSTR from, LPCWSTR to, BOOL failIfThere)
+            {
+                ScarceMemory::Allow(0);
+                return decltype(copy)::Original(from, to, failIfThere);
+            });
+        const DeleteFileDouble deleteFile(
+            [](LPCWSTR path)
+            {
+                ScarceMemory::End();
+                return decltype(deleteFile)::Original(path);
+            });
+        const LogFile log(folder.Path(), L"Log");
+        ScarceMemory::End();
+    }
+    ExpectSame(WithoutLastLine(FileBytes(folder.Of(L"Log.log"))), lines.substr(2097152 + 64));
+    EXPECT_FALSE(HasCopy());
 }
 
 TEST_F(LogFileTrimTest, LastLineIsWrittenUnderTheMutexThatIsHeld)

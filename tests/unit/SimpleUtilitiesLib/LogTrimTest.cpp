@@ -144,4 +144,11 @@ TEST(LogTrimTest, AnswerStays)
     EXPECT_EQ(scanner.Feed("ijkl\r\n"), 0U);
     EXPECT_EQ(scanner.Finish(), 0U);
 }
+
+TEST(LogTrimTest, AnswerStaysThoughThePieceEndsAtACarriageReturnThatWasHeld)
+{
+    LogTrim::Scanner scanner(TwoMebibytes);
+    EXPECT_EQ(scanner.Feed(std::string(4095, 'x') + "\ry"), 0U);
+    EXPECT_EQ(scanner.Finish(), 0U);
+}
 } // namespace

@@ -4,8 +4,11 @@
 #include "LegacyPlvException.h"
 #include "RedirectedRoot.h"
 #include "Replaced.h"
+#include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
+
+#include <new>
 
 namespace
 {
@@ -111,6 +114,32 @@ TEST_F(RegistryValuesTest, MachineStringIsReadUnderLocalMachine)
     EXPECT_EQ(accesses.access, 0x20019U);
     EXPECT_EQ(accesses.open, 0);
     EXPECT_EQ(ReadMachineString(L"none", L"v", L"never"), L"never");
+}
+
+TEST_F(RegistryValuesTest, MemoryThatRunsOutWhileReadingIsNoDefault)
+{
+    machine.SetNumber(L"k", L"v", 5);
+    const std::wstring key = L"k";
+    const std::wstring name = L"v";
+    const ScarceMemory memory;
+    const Accesses accesses;
+    std::uint64_t number = 0;
+    int thrown = 0;
+    ScarceMemory::ForEveryRoom(
+        [&]
+        {
+            try
+            {
+                number = ReadMachineNumber64(key, name, 77);
+            }
+            catch (const std::bad_alloc&)
+            {
+                ++thrown;
+            }
+        },
+        [&] { EXPECT_EQ(accesses.open, 0); });
+    EXPECT_EQ(number, 5U);
+    EXPECT_GT(thrown, 0);
 }
 
 TEST_F(RegistryValuesTest, UserStringIsWrittenIntoAKeyThatIsMade)

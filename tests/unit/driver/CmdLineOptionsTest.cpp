@@ -4,8 +4,22 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <type_traits>
+
 namespace
 {
+template <class Enumeration>
+constexpr bool Is32Bits = std::is_same_v<std::underlying_type_t<Enumeration>, std::uint32_t>;
+static_assert(Is32Bits<NewOrChangedEventTypeEnum> && Is32Bits<CmdLineOptionsEnum> &&
+              Is32Bits<WarmupOptionEnum> && Is32Bits<NgenOptionEnum>);
+
+static_assert(offsetof(CmdLineOptions, eventType) == 0);
+static_assert(offsetof(CmdLineOptions, mode) == 4);
+static_assert(offsetof(CmdLineOptions, warmup) == 8);
+static_assert(offsetof(CmdLineOptions, ngen) == 12);
+static_assert(sizeof(CmdLineOptions) == 16);
+
 class CmdLineOptionsTest : public ::testing::Test
 {
 protected:

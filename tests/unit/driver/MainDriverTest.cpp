@@ -1,108 +1,20 @@
-#include "MainDriver.h"
-
-#include "RunFixture.h"
+#include "LegacyPlvException.h"
+#include "MainDriverFixture.h"
 #include "SpoolerPackages.h"
-
-#include <aclapi.h>
-#include <combaseapi.h>
-#include <shlobj.h>
-
-#include <cstring>
 
 namespace
 {
 constexpr wchar_t OptionsKey[] = L"SOFTWARE\\Palvo\\PrinterDriver\\V6.0\\Options";
 constexpr wchar_t SwitchName[] = L"InstallAndRunEnhancedAutoConfigScheduledTasks";
 
-/// ProgramData of all tests: the log of a process is built once.
-const TemporaryFolder& ProgramData()
-{
-    static const TemporaryFolder folder;
-    return folder;
-}
-
-/// Whole runs, from the arguments to the exit code.
-class MainDriverTest : public RunFixture
+class MainDriverTest : public MainDriverFixture
 {
 protected:
-    MainDriverTest()
-    {
-        DeleteFileW(LogPath().c_str());
-        journal.clear();
-    }
-
-    static std::wstring LogPath()
-    {
-        return ProgramData().Of(
-            L"Palvo\\PrinterDriver\\V6.0\\PalvoPrinterConfiguration\\PalvoOrvela\\"
-            L"PalvoPrinterConfiguration.log");
-    }
-
-    int Program(std::vector<const wchar_t*> arguments)
-    {
-        arguments.insert(arguments.begin(), L"PalvoPrinterConfiguration");
-        const int count = static_cast<int>(arguments.size());
-        arguments.push_back(nullptr);
-        return RunProgram(count, arguments.data());
-    }
-
-    static std::vector<std::wstring> Messages()
-    {
-        std::vector<std::wstring> messages;
-        for (const std::wstring& line : LinesOf(FileBytes(LogPath())))
-        {
-            messages.push_back(MessageOf(line));
-        }
-        return messages;
-    }
-
     void SetSwitch(DWORD type, const std::vector<std::uint8_t>& bytes)
     {
         machine.Set(OptionsKey, SwitchName, type, bytes);
         journal.clear();
     }
-
-    void AskForDebugger() const
-    {
-        machine.SetString(L"Software\\Palvo\\PrinterDriver\\V6.0\\PromptToAttachDebugger",
-                          L"PalvoPrinterConfiguration", L"always");
-    }
-
-    std::ptrdiff_t Count(const std::wstring& line) const
-    {
-        return std::count(journal.begin(), journal.end(), line);
-    }
-
-    std::ptrdiff_t Position(const std::wstring& line) const
-    {
-        return std::find(journal.begin(), journal.end(), line) - journal.begin();
-    }
-
-    static constexpr wchar_t Box[] = L"box: Attach debugger now, if desired.";
-
-    Replaced<"KERNEL32", "GetModuleFileNameW", decltype(GetModuleFileNameW)> moduleName{
-        [](HMODULE, LPWSTR buffer, DWORD size)
-        {
-            const std::wstring path = L"C:\\P\\PalvoPrinterConfiguration.exe";
-            wcsncpy(buffer, path.c_str(), size);
-            return static_cast<DWORD>(path.size());
-        }};
-    Replaced<"SHELL32", "SHGetKnownFolderPath", decltype(SHGetKnownFolderPath)> knownFolder{
-        [this](REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path)
-        {
-            journal.push_back(L"ProgramData");
-            const std::wstring& folderPath = ProgramData().Path();
-            const std::size_t size = (folderPath.size() + 1) * sizeof(wchar_t);
-            *path = static_cast<wchar_t*>(CoTaskMemAlloc(size));
-            std::memcpy(*path, folderPath.c_str(), size);
-            return S_OK;
-        }};
-    Replaced<"USER32", "MessageBoxW", decltype(MessageBoxW)> messageBox{
-        [this](HWND, LPCWSTR text, LPCWSTR, UINT)
-        {
-            journal.push_back(std::wstring(L"box: ") + text);
-            return IDOK;
-        }};
 };
 
 TEST_F(MainDriverTest, SwitchedOffMachineDoesNothing)
@@ -139,49 +51,26 @@ TEST_F(MainDriverTest, SwitchOnLetsTheProgramRun)
     EXPECT_EQ(Program({L"-?"}), 1);
 }
 
-TEST_F(MainDriverTest, StartUpInOrder)
-{
-    Program({L"-?"}); // the log is there from now on
-    journal.clear();
-    using Explicit = Replaced<"ADVAPI32", "BuildExplicitAccessWithNameW",
-                              decltype(BuildExplicitAccessWithNameW)>;
-    const Explicit grant(
-        [this](PEXPLICIT_ACCESSW access, LPWSTR trustee, DWORD rights, ACCESS_MODE mode,
-               DWORD inheritance)
-        {
-            journal.push_back(std::wstring(L"grant ") + trustee);
-            Explicit::Original(access, trustee, rights, mode, inheritance);
-        });
-    EXPECT_EQ(Program({L"-?"}), 1);
-    ASSERT_EQ(journal.size(), 6U);
-    EXPECT_EQ(
-        Journal(journal.begin(), journal.end() - 1),
-        (Journal{L"ProgramData", L"grant NT AUTHORITY\\LOCAL SERVICE",
-                 L"grant NT AUTHORITY\\Authenticated Users",
-                 L"log: # Called with 1 argument(s): -?",
-                 L"log: #\tResolved Args: NoNgen, NoWarmup, DisplayHelp, NotNewOrChangedEvent, "
-                 L"-i "}));
-    EXPECT_TRUE(journal[5].starts_with(L"out: \nPalvoPrinterConfiguration"));
-}
-
 TEST_F(MainDriverTest, BadCommandLinePrintsTheUsageAndIsOne)
 {
     EXPECT_EQ(Program({L"-x"}), 1);
     EXPECT_TRUE(journal.back().starts_with(L"out: \nPalvoPrinterConfiguration"));
 }
 
-TEST_F(MainDriverTest, WarmupAloneStartsTheWriterAndIsOne)
+TEST_F(MainDriverTest, NativeImagesOrWarmupAloneStartTheWriterAndAreOne)
 {
-    EXPECT_EQ(Program({L"-UN"}), 1);
-    EXPECT_EQ(journal.back(), L"start: C:\\P\\PalvoPrinterConfigurationWriter.exe  -UN -i "
-                              L"\"PalvoPrinterConfiguration(4711)\"");
+    for (const wchar_t* argument : {L"-IN", L"-UN", L"-w"})
+    {
+        journal.clear();
+        EXPECT_EQ(Program({argument}), 1);
+        EXPECT_EQ(journal.back(), BackgroundWriter(argument, L""));
+    }
 }
 
 TEST_F(MainDriverTest, WarmupIsDroppedFromTheWriterWithTheRemoval)
 {
     EXPECT_EQ(Program({L"-UN", L"-w"}), 1);
-    EXPECT_EQ(journal.back(), L"start: C:\\P\\PalvoPrinterConfigurationWriter.exe  -UN -i "
-                              L"\"PalvoPrinterConfiguration(4711)\"");
+    EXPECT_EQ(journal.back(), BackgroundWriter(L"-UN", L""));
     EXPECT_EQ(Messages()[0], L"ERROR: Can't specify -w with -UN. Ignoring -w.");
 }
 
@@ -253,46 +142,19 @@ TEST_F(MainDriverTest, DriverOfTheStoreGivesTheSpoolersResult)
               L"ERROR: Failed to add driver instance for 'D': HRESULT=0x80070005");
 }
 
-TEST_F(MainDriverTest, PromptComesAfterThePreScan)
-{
-    AskForDebugger();
-    AddSupportedPrinter(L"P");
-    AddEvent(1, L"x");
-    AddEvent(2, L"P");
-    journal.clear();
-    Program({L"-c", L"-i", L"NewOrChangedTask"});
-    EXPECT_EQ(Count(Box), 1);
-    EXPECT_GT(Position(Box), Position(L"CloseHandle ScanCheckMutex"));
-    EXPECT_LT(Position(Box), Position(L"log: -Processing NewOrChanged event: NewOrChangedTask"));
-}
-
-TEST_F(MainDriverTest, PromptIsOfferedOnceThoughTheWriterStartsInTheBackground)
-{
-    AskForDebugger();
-    Program({L"-r", L"-IN"});
-    EXPECT_EQ(Count(Box), 1);
-    EXPECT_LT(Position(Box), Position(L"log: # Spawn PalvoPrinterConfigurationWriter in the "
-                                      L"background with the arg(s): -IN"));
-}
-
-TEST_F(MainDriverTest, RunThatThePreScanEndsOffersNoPrompt)
-{
-    AskForDebugger();
-    AddEvent(1, L"x");
-    EXPECT_EQ(Program({L"-c", L"-i", L"NewOrChangedTask"}), 0);
-    EXPECT_EQ(Count(Box), 0);
-}
-
-TEST_F(MainDriverTest, HelpOffersThePromptToo)
-{
-    AskForDebugger();
-    Program({L"-?"});
-    EXPECT_EQ(Count(Box), 1);
-}
-
 TEST_F(MainDriverTest, ExceptionOutsideTheNewOrChangedModeReachesTheCaller)
 {
     children.run = [](const std::wstring&) -> DWORD { throw 1; };
     EXPECT_THROW(Program({L"-r"}), int);
+}
+
+TEST_F(MainDriverTest, PositionThatThePreScanCannotStoreReachesTheCaller)
+{
+    AddEvent(1, L"x");
+    using Set = Replaced<"ADVAPI32", "RegSetValueExW", decltype(RegSetValueExW)>;
+    const Set set([](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS
+                  { return ERROR_ACCESS_DENIED; });
+    EXPECT_THROW(Program({L"-c", L"-i", L"NewOrChangedTask"}), ExceptionRegistryRequest);
+    EXPECT_EQ(objects.OpenHandles(), 0U);
 }
 } // namespace

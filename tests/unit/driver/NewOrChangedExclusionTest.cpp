@@ -1,6 +1,7 @@
 #include "NewOrChangedScheme.h"
 
 #include "RunFixture.h"
+#include "ScarceMemory.h"
 
 #include <stdexcept>
 
@@ -120,6 +121,35 @@ TEST_F(NewOrChangedExclusionTest, AnyExceptionIsLoggedOnceAndTheRunEndsNormally)
             L"-Processing NewOrChanged event: Who", L"# Procesing a special NewOrChanged event.",
             L"An exception occurred while looping for NewOrChanged event processing.",
             L"NewOrChanged event done...exiting.", L"", L""}));
+}
+
+TEST_F(NewOrChangedExclusionTest, ExceptionBeforeTheRequestIsPostedIsCaughtToo)
+{
+    const std::wstring exception =
+        L"An exception occurred while looping for NewOrChanged event processing.";
+    NewRun(CmdLineOptionsEnum::NewOrChangedEvent, NewOrChangedEventTypeEnum::UserLogonEvent,
+           L"Who");
+    const ScarceMemory memory;
+    using Set = Replaced<"KERNEL32", "SetEvent", decltype(SetEvent)>;
+    const Set set(
+        [](HANDLE) -> WINBOOL
+        {
+            ScarceMemory::End();
+            return TRUE;
+        });
+    int exitCode = -1;
+    std::ptrdiff_t exceptions = 0;
+    ScarceMemory::ForEveryFailure([&] { exitCode = RunNewOrChanged(run); },
+                                  [&]
+                                  {
+                                      EXPECT_EQ(exitCode, 0);
+                                      EXPECT_EQ(Last(3), endOfARun);
+                                      const std::vector<std::wstring> messages = testLog.Messages();
+                                      exceptions +=
+                                          std::count(messages.begin(), messages.end(), exception);
+                                      DeleteFileW(testLog.Log().Path().c_str());
+                                  });
+    EXPECT_GT(exceptions, 0);
 }
 
 TEST_F(NewOrChangedExclusionTest, ExceptionGivesTheMutexBack)

@@ -32,6 +32,20 @@ TEST_F(PreScanTest, OnlyPrinterEventRunsScan)
     EXPECT_TRUE(journal.empty());
 }
 
+TEST_F(PreScanTest, NoOtherModeScansWhateverTheEventTypeSays)
+{
+    for (std::uint32_t mode = 0; mode <= 9; ++mode)
+    {
+        const auto value = static_cast<CmdLineOptionsEnum>(mode);
+        if (value != CmdLineOptionsEnum::NewOrChangedEvent)
+        {
+            EXPECT_FALSE(PreScanFindsNothingToDo(
+                NewRun(value, NewOrChangedEventTypeEnum::NewOrChangedTask, L"X")));
+        }
+    }
+    EXPECT_TRUE(journal.empty());
+}
+
 TEST_F(PreScanTest, NothingPertinentStoresTheRecordAndEndsTheRun)
 {
     SetPosition(10);

@@ -99,6 +99,13 @@ TEST_F(WriterLaunchTest, QueryRunsAsThisAccountWhenLocalServiceCannotLogOn)
     EXPECT_TRUE(testLog.Messages().empty());
 }
 
+TEST_F(WriterLaunchTest, WhatAFailedLogonLeavesIsNotClosed)
+{
+    children.failing = {L"LogonUserW"};
+    Launch(allPrinters, L"X");
+    EXPECT_EQ(std::count(journal.begin(), journal.end(), L"CloseHandle BAD"), 0);
+}
+
 TEST_F(WriterLaunchTest, LargerExitCodeIsTheResult)
 {
     EndWith(3, 2);

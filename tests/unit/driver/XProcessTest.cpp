@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <type_traits>
 
 namespace
 {
@@ -13,6 +14,8 @@ using Get = Replaced<"USER32", "GetMessageW", decltype(GetMessageW)>;
 using Translate = Replaced<"USER32", "TranslateMessage", decltype(TranslateMessage)>;
 using Dispatch = Replaced<"USER32", "DispatchMessageW", decltype(DispatchMessageW)>;
 using PostQuit = Replaced<"USER32", "PostQuitMessage", decltype(PostQuitMessage)>;
+
+static_assert(std::has_virtual_destructor_v<XProcess>);
 
 class XProcessTest : public ::testing::Test
 {
@@ -34,7 +37,7 @@ protected:
     FakeKernelObjects objects{journal};
     FakeChildren children{journal, objects};
 
-    /// The messages that wait; 0 stands for a request to quit.
+    /// The messages that wait; 0 stands for a request to quit, -1 for one that cannot be had.
     std::deque<int> messages;
     Peek peek{[this](LPMSG, HWND window, UINT first, UINT last, UINT remove) -> WINBOOL
               {
@@ -43,13 +46,14 @@ protected:
                   journal.push_back(expected ? L"peek" : L"peek BAD");
                   return !messages.empty();
               }};
-    Get get{[this](LPMSG message, HWND, UINT, UINT) -> WINBOOL
+    Get get{[this](LPMSG message, HWND window, UINT first, UINT last) -> WINBOOL
             {
+                const bool expected = window == nullptr && first == 0 && last == 0;
                 const int next = messages.front();
                 messages.pop_front();
                 message->wParam = next == 0 ? 17 : static_cast<WPARAM>(next);
-                journal.push_back(L"get " + std::to_wstring(next));
-                return next != 0;
+                journal.push_back(L"get " + std::to_wstring(next) + (expected ? L"" : L" BAD"));
+                return next == 0 || next == -1 ? next : 1;
             }};
     Translate translate{[this](const MSG* message) -> WINBOOL
                         {
@@ -195,6 +199,17 @@ TEST_F(XProcessTest, RequestToQuitIsPostedAgainAndEndsThePumpingUntilTheNextPoll
     EXPECT_EQ(journal, (Journal{L"start: x", L"peek", L"get 0", L"quit 17", L"peek", L"get 1",
                                 L"translate 1", L"dispatch 1", L"peek", L"get 0", L"quit 17",
                                 L"exit code 9", L"CloseHandle thread", L"CloseHandle process"}));
+}
+
+TEST_F(XProcessTest, MessageThatCannotBeHadIsNotDispatchedAndEndsThePumpingUntilTheNextPoll)
+{
+    children.waits = {WAIT_TIMEOUT, WAIT_TIMEOUT};
+    messages = {-1, 1};
+    ExitWith(9);
+    EXPECT_EQ(XProcess().RunAsCurrentUser(L"x"), 9U);
+    EXPECT_EQ(journal, (Journal{L"start: x", L"peek", L"get -1", L"peek", L"get 1", L"translate 1",
+                                L"dispatch 1", L"peek", L"exit code 9", L"CloseHandle thread",
+                                L"CloseHandle process"}));
 }
 
 TEST_F(XProcessTest, StartDoesNotWait)

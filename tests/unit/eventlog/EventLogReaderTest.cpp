@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace
 {
+static_assert(std::has_virtual_destructor_v<EventLogReader>);
+
 class EventLogReaderTest : public ::testing::Test
 {
 protected:

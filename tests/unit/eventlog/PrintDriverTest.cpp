@@ -5,8 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace
 {
+static_assert(std::has_virtual_destructor_v<PrintDriver>);
+
 class PrintDriverTest : public ::testing::Test
 {
 protected:
@@ -95,6 +99,13 @@ TEST_F(PrintDriverTest, FailureToFillTheBufferBecomesAnHresult)
     const HANDLE handle = Open({});
     spooler.driverError = ERROR_UNKNOWN_PRINTER_DRIVER;
     EXPECT_EQ(static_cast<unsigned>(PrintDriver().GetDriverInfo(handle, buffer)), 0x80070705U);
+}
+
+TEST_F(PrintDriverTest, ErrorThatIsAnHresultAlreadyStaysAsItIs)
+{
+    const HANDLE handle = Open({});
+    spooler.driverError = 0x80004005;
+    EXPECT_EQ(static_cast<unsigned>(PrintDriver().GetDriverInfo(handle, buffer)), 0x80004005U);
 }
 
 TEST_F(PrintDriverTest, FailureWithoutAnErrorIsNotSuccess)

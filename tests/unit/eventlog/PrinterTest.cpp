@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace
 {
+static_assert(std::has_virtual_destructor_v<Printer>);
+
 class PrinterTest : public ::testing::Test
 {
 protected:
@@ -40,6 +44,15 @@ TEST_F(PrinterTest, UnknownPrinterDoesNotOpen)
     EXPECT_TRUE(printer.Handle() == nullptr || printer.Handle() == INVALID_HANDLE_VALUE);
 }
 
+TEST_F(PrinterTest, WhatAFailedOpeningLeavesIsNotClosed)
+{
+    {
+        Printer printer;
+        printer.Open(L"Nowhere");
+    }
+    EXPECT_EQ(spooler.refusedCalls, 0U);
+}
+
 TEST_F(PrinterTest, AllOnesIsNoPrinterThoughTheCallSucceeds)
 {
     spooler.opensWithoutHandle = true;
@@ -50,12 +63,12 @@ TEST_F(PrinterTest, AllOnesIsNoPrinterThoughTheCallSucceeds)
     EXPECT_EQ(spooler.refusedCalls, 0U);
 }
 
-TEST_F(PrinterTest, OpeningAnotherClosesTheFirst)
+TEST_F(PrinterTest, OpeningAnotherClosesTheFirstBeforehand)
 {
     Printer printer;
     ASSERT_TRUE(printer.Open(L"Left"));
     ASSERT_TRUE(printer.Open(L"Right"));
-    EXPECT_EQ(spooler.OpenPrinters(), 1U);
+    EXPECT_EQ(spooler.calls, (Journal{L"open Left", L"close Left", L"open Right"}));
 }
 
 TEST_F(PrinterTest, CloseSetsTheHandleToAllOnes)

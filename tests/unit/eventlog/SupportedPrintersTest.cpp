@@ -126,6 +126,7 @@ TEST_F(SupportedPrintersTest, UnknownPrinterIsPassedOver)
 {
     printers.Examine(L"Nowhere");
     EXPECT_TRUE(printers.Names().empty());
+    EXPECT_EQ(spooler.refusedCalls, 0U);
 }
 
 TEST_F(SupportedPrintersTest, EmptyNameIsPassedOver)
@@ -140,6 +141,14 @@ TEST_F(SupportedPrintersTest, NameCountsOnce)
     printers.Examine(L"P");
     printers.Examine(L"P");
     EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
+}
+
+TEST_F(SupportedPrintersTest, SupportedPrinterIsOpenedOnceHoweverOftenItIsNamed)
+{
+    AddPrinter(L"P", Manifest);
+    printers.Examine(L"P");
+    printers.Examine(L"P");
+    EXPECT_EQ(spooler.openedNames, std::vector<std::wstring>{L"P"});
 }
 
 TEST_F(SupportedPrintersTest, NamesThatDifferInCaseAreTwoNames)

@@ -3,10 +3,13 @@
 #include "FakeChannelSetup.h"
 #include "FakeTaskScheduler.h"
 #include "InstallModes.h"
+#include "MainDriver.h"
 #include "OutputCapture.h"
 #include "PretendedWindows.h"
 #include "RedirectedRoot.h"
 #include "TestLog.h"
+
+#include <shlobj.h>
 
 #include <gtest/gtest.h>
 
@@ -43,6 +46,21 @@ public:
     int Uninstall()
     {
         return Do([this] { return UninstallScheduledTasks(run); });
+    }
+
+    /// A whole run of the program with one argument. It has no log: there is no ProgramData folder.
+    int Program(const wchar_t* argument)
+    {
+        using KnownFolder =
+            Replaced<"SHELL32", "SHGetKnownFolderPath", decltype(::SHGetKnownFolderPath)>;
+        const KnownFolder knownFolder(
+            [](REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path)
+            {
+                *path = nullptr;
+                return E_FAIL;
+            });
+        const wchar_t* arguments[] = {L"PalvoPrinterConfiguration", argument, nullptr};
+        return Do([&] { return RunProgram(2, arguments); });
     }
 
     /// Begins anew with no tasks, no saved channel and no planned failures.
@@ -91,6 +109,7 @@ public:
     FakeChannelSetup channel{journal};
     FakeTaskScheduler scheduler{journal};
     PretendedWindows windows;
+    std::optional<LSTATUS> registryError; ///< no value can be written, with this code
     std::string output;
 
 private:
@@ -105,7 +124,8 @@ private:
             [this](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size)
             {
                 journal.push_back(std::wstring(L"registry: ") + name);
-                return SetValue::Original(key, name, reserved, type, data, size);
+                return registryError ? *registryError
+                                     : SetValue::Original(key, name, reserved, type, data, size);
             });
         int result = -1;
         output = OutputOf([&] { result = work(); });

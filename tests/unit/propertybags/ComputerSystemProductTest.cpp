@@ -11,11 +11,7 @@ class ComputerSystemProductTest : public ::testing::Test
 protected:
     ComputerSystemProductTest() { wmi.objects = {Machine()}; }
 
-    ~ComputerSystemProductTest() override
-    {
-        EXPECT_EQ(wmi.LivingInterfaces(), 0);
-        EXPECT_EQ(wmi.initialized, 0);
-    }
+    ~ComputerSystemProductTest() override { EXPECT_EQ(wmi.Faults(), L""); }
 
     static std::map<std::wstring, FakeProperty> Machine()
     {
@@ -150,16 +146,26 @@ TEST_F(ComputerSystemProductTest, SuccessWithACountOfNoneEndsTheList)
 
 TEST_F(ComputerSystemProductTest, TextThatCannotBeAllocatedGivesNothing)
 {
-    using Allocate = Replaced<"OLEAUT32", "SysAllocString", decltype(SysAllocString)>;
-    for (int failing = 1; failing <= 3; ++failing)
+    for (std::size_t failing = 1; failing <= 3; ++failing)
     {
         SCOPED_TRACE(failing);
-        int calls = 0;
-        const Allocate allocate(
-            [&](const OLECHAR* text)
-            { return ++calls == failing ? nullptr : Allocate::Original(text); });
+        wmi.failingText = failing;
+        wmi.allocatedTexts = 0;
         ExpectNothing();
-        EXPECT_GE(calls, failing);
+        EXPECT_GE(wmi.allocatedTexts, failing);
+    }
+}
+
+TEST_F(ComputerSystemProductTest, EverythingIsGivenBackBeforeComEnds)
+{
+    for (const FakeProperty& property :
+         {FakeProperty{VT_BSTR, L"SN 17"}, FakeProperty{VT_I4, {}, 4711}, FakeProperty{VT_NULL, {}},
+          FakeProperty{VT_UNKNOWN, {}, 0}})
+    {
+        NumberOf(property);
+        EXPECT_EQ(wmi.Faults(), L"") << property.type;
+        ASSERT_FALSE(journal.empty());
+        EXPECT_EQ(journal.back(), L"CoUninitialize");
     }
 }
 

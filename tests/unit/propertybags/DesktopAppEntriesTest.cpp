@@ -129,6 +129,21 @@ TEST(DesktopAppEntriesRemoveTest, EmptyAndBlankEntriesGoToo)
     EXPECT_EQ(Remove(L"*  *6.0:A*7.0:old*"), L"6.0:A*");
 }
 
+TEST(DesktopAppEntriesRemoveTest, EntryOfOtherWhiteSpaceStays)
+{
+    EXPECT_EQ(Remove(L"6.0:A*\t*8.0:B*7.0:x"), L"6.0:A*\t*8.0:B*");
+}
+
+TEST(DesktopAppEntriesRemoveTest, ValueOfOtherWhiteSpaceIsNotBlankButHasNoOwnEntry)
+{
+    EXPECT_FALSE(Remove(L"\t").has_value());
+}
+
+TEST(DesktopAppEntriesRemoveTest, WhiteSpaceBeyondAsciiIsTrimmedToo)
+{
+    EXPECT_EQ(Remove(L"\u30006.0:A\u3000B*7.0:old*8.0:B\u2003\u3000"), L"6.0:A\u3000B*8.0:B");
+}
+
 TEST(DesktopAppEntriesRemoveTest, WhiteSpaceAtBothEndsIsTrimmed)
 {
     EXPECT_EQ(Remove(L"\t 6.0:A *7.0:old*8.0:B \r\n"), L"6.0:A *8.0:B");

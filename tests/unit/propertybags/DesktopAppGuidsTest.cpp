@@ -168,8 +168,9 @@ TEST_F(DesktopAppGuidsTest, UpdateDoesNothingWithoutHives)
 TEST_F(DesktopAppGuidsTest, UpdateLetsNoErrorEscape)
 {
     AddHive(L"U");
-    using Open = Replaced<"ADVAPI32", "RegOpenKeyExW", decltype(RegOpenKeyExW)>;
-    const Open open([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS { throw std::bad_alloc(); });
+    using Enumerate = Replaced<"ADVAPI32", "RegEnumKeyExW", decltype(RegEnumKeyExW)>;
+    const Enumerate enumerate([](HKEY, DWORD, LPWSTR, LPDWORD, LPDWORD, LPWSTR, LPDWORD,
+                                 PFILETIME) -> LSTATUS { throw std::bad_alloc(); });
     EXPECT_NO_THROW(UpdateDesktopAppGuids());
     EXPECT_NO_THROW(RemoveDesktopAppGuids());
 }

@@ -82,12 +82,24 @@ TEST_F(UserHivesTest, WhateverIsThrownForOneHiveTheNextFollows)
     users.CreateKey(L"A");
     users.CreateKey(L"B");
     int visited = 0;
+    static int failures;
+    failures = 0;
     EXPECT_NO_THROW(ForEveryPropertyBag(
         [&](RegistryKey&)
         {
             ++visited;
             throw 1;
-        }));
+        },
+        []() noexcept { ++failures; }));
     EXPECT_EQ(visited, 2);
+    EXPECT_EQ(failures, 2);
+}
+
+TEST_F(UserHivesTest, BagThatIsHandledIsNoFailure)
+{
+    users.CreateKey(L"A");
+    int visited = 0;
+    ForEveryPropertyBag([&](RegistryKey&) { ++visited; }, []() noexcept { ADD_FAILURE(); });
+    EXPECT_EQ(visited, 1);
 }
 } // namespace
