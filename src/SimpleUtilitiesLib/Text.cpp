@@ -23,6 +23,10 @@ std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
     const int length = static_cast<int>(text.size());
     const int size =
         WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    if (size <= 0)
+    {
+        return {}; // a second call without room would ask for the size once more
+    }
     std::string narrow(static_cast<std::size_t>(size), '\0');
     narrow.resize(static_cast<std::size_t>(WideCharToMultiByte(
         codePage, flags, text.data(), length, narrow.data(), size, nullptr, nullptr)));
@@ -49,6 +53,10 @@ std::wstring FromNarrow(const char* narrow)
     }
     const int length = static_cast<int>(std::strlen(narrow));
     const int size = MultiByteToWideChar(CP_UTF8, 0, narrow, length, nullptr, 0);
+    if (size <= 0)
+    {
+        return {};
+    }
     std::wstring wide(static_cast<std::size_t>(size), L'\0');
     wide.resize(static_cast<std::size_t>(
         MultiByteToWideChar(CP_UTF8, 0, narrow, length, wide.data(), size)));

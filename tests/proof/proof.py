@@ -1,0 +1,92 @@
+"""What the proofs share: their arguments, their labs, two workers, and their figures."""
+
+import argparse
+import os
+import random
+import sys
+import threading
+import time
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(ROOT / "tests" / "system"))
+
+from lab import SUPPORTED, Lab  # noqa: E402,F401  (the path is set just above)
+
+WORKERS = 2
+
+
+class Proof:
+    """One run of one proof. `long` asks for the long form; `random` is seeded, and the seed told."""
+
+    def __init__(self, what):
+        parser = argparse.ArgumentParser(description=what)
+        parser.add_argument("--long", action="store_true", help="the long form")
+        parser.add_argument("--seed", type=int, default=1)
+        options = parser.parse_args()
+        self.long = options.long
+        self.seed = options.seed
+        self.random = random.Random(self.seed)
+        self.start = time.monotonic()
+        self.findings = []
+        self.once = 0
+        os.environ.setdefault("PALVO_LAB_BIN", str(ROOT / "build" / "release"))
+        prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build" / "test" / "lab-prefix"))
+        self.labs = [Lab(prefix)] + [Lab(f"{prefix}-{number}") for number in range(2, WORKERS + 1)]
+        print(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})", flush=True)
+
+    def find(self, text):
+        self.findings.append(text)
+        print(f"FOUND: {text}", flush=True)
+
+    def share(self, work, cases):
+        """Calls work(lab, case) for every case, each worker with a lab of its own. What a case
+        raises is a finding when it comes again at once; else it is told and counted, since Wine
+        itself does not always start a process. The others go on."""
+        queue = iter(list(cases))
+        done = [0]
+        told = time.monotonic()
+
+        def serve(lab):
+            nonlocal told
+            for case in queue_items():
+                error = attempt(lab, case)
+                again = error and attempt(lab, case)
+                if again:
+                    self.find(f"{case}: {again}")
+                elif error:
+                    self.once += 1
+                    print(f"Seen once, and not again: {case}: {error}", flush=True)
+                done[0] += 1
+                if self.long and time.monotonic() - told > 60:
+                    told = time.monotonic()
+                    print(f"  {done[0]} cases after {told - self.start:.0f} s", flush=True)
+
+        def attempt(lab, case):
+            try:
+                work(lab, case)
+            except Exception as error:  # A finding must not keep the others from being seen.
+                return f"{type(error).__name__}: {error}"
+            return None
+
+        def queue_items():
+            while True:
+                with lock:
+                    case = next(queue, None)
+                if case is None:
+                    return
+                yield case
+
+        lock = threading.Lock()
+        with ThreadPoolExecutor(len(self.labs)) as pool:
+            list(pool.map(serve, self.labs))
+
+    def end(self, figures):
+        """Prints the figures and ends the process: 0 when nothing was found."""
+        for lab in self.labs:
+            lab.close()
+        seconds = time.monotonic() - self.start
+        print(f"{figures}, {len(self.findings)} findings, {self.once} seen once, {seconds:.0f} s",
+              flush=True)
+        sys.exit(1 if self.findings else 0)
