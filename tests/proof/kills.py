@@ -12,7 +12,7 @@ import time
 from proof import SUPPORTED, Proof  # First: it says where the lab's module lies.
 
 import lab as system
-from history import SECONDS, Findings, Lane, collect, prepare, record_path, share
+from history import SECONDS, Broken, Findings, Lane, collect, prepare, record_path, share
 from history_checker import HEAD, RECORDED, Ended
 
 SHORT, LONG = 300, 5000     # kills
@@ -151,7 +151,7 @@ class KillStory:
             self.ended.append(Ended(run.pid, run.code, run.output, after, 1 << 60))
             names = [sibling.name for sibling in lab.siblings()[before:] if sibling.parent == run.pid]
             if run.code != 0 or names != ["query", "writer"]:
-                raise AssertionError(f"after the kills, '{arguments}' ended with {run.code} and started "
+                raise Broken(f"after the kills, '{arguments}' ended with {run.code} and started "
                                      f"{names}: {run.output}")
         self.check_bags(complete=True)
 
@@ -162,11 +162,11 @@ class KillStory:
                 good = wanted.get(hive, {}).get(name)
                 # -UT leaves an empty list.
                 if value != good and not (name == "DesktopAppGUIDs" and value[1] == "" and not complete):
-                    raise AssertionError(f"{hive} has {name} = {value}, where {good} should be")
+                    raise Broken(f"{hive} has {name} = {value}, where {good} should be")
         if complete and found != wanted:
             missing = {hive: sorted(BAG_VALUES & set(values) - set(found.get(hive, {})))
                        for hive, values in wanted.items() if found.get(hive) != values}
-            raise AssertionError(f"after an ordinary run these values are missing: {missing}")
+            raise Broken(f"after an ordinary run these values are missing: {missing}")
 
 
 def large_log(random):
@@ -229,7 +229,7 @@ class Trims:
         elif trimmed and (copy is None or (copy == original and now == tail)):
             self.states["after"] += 1
         else:
-            raise AssertionError(told)
+            raise Broken(told)
         self.check_next(now, original, copy, told)
 
     def check_next(self, now, original, copy, told):
@@ -241,12 +241,12 @@ class Trims:
         kept = kept_tail(original) if len(now) > LARGEST else now
         added = then[len(kept):].decode("cp1252")
         if not then.startswith(kept) or not re.search(r"exit 1 pid", run_code) or not whole_lines(added):
-            raise AssertionError(f"{told}; the next copy left {len(then)} bytes and said {run_code!r}")
+            raise Broken(f"{told}; the next copy left {len(then)} bytes and said {run_code!r}")
         if len(now) > LARGEST and (not re.match(HEAD + "Log trimmed\\.\r\n", added) or
                                    self.copy.is_file()):
-            raise AssertionError(f"{told}; the next copy did not trim")
+            raise Broken(f"{told}; the next copy did not trim")
         if len(now) <= LARGEST and (self.copy.read_bytes() if self.copy.is_file() else None) != copy:
-            raise AssertionError(f"{told}; the next copy changed the copy that was left")
+            raise Broken(f"{told}; the next copy changed the copy that was left")
 
 
 def main():

@@ -298,6 +298,31 @@ TEST_F(LogFileTrimTest, FileThatCannotBeSoughtInStillGetsTheLastLine)
     EXPECT_FALSE(HasCopy());
 }
 
+TEST_F(LogFileTrimTest, CopyThatCannotBeReadToItsEndTearsNoLine)
+{
+    int readsOfTheTail = -1;
+    const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
+        [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
+        {
+            readsOfTheTail = 0;
+            return decltype(seek)::Original(file, position, result, from);
+        });
+    const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(
+        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
+        {
+            if (readsOfTheTail < 0)
+            {
+                return decltype(read)::Original(file, buffer, size, length, overlapped);
+            }
+            return ++readsOfTheTail == 1
+                       ? decltype(read)::Original(file, buffer, 1000, length, overlapped)
+                       : FALSE;
+        });
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    // Of 1,000 bytes the 15 whole lines.
+    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64, 960));
+}
+
 TEST_F(LogFileTrimTest, CopyThatCannotBeReadStillGetsTheLastLine)
 {
     const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(

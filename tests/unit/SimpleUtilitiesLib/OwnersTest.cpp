@@ -118,6 +118,34 @@ TEST_F(OwnerTest, ReceivingGivesTheOldValueBackFirst)
     EXPECT_EQ(closed, (std::vector<int>{7, 8}));
 }
 
+TEST_F(OwnerTest, ValueOfACallThatSucceededIsKept)
+{
+    {
+        Number number;
+        *number.Receive() = 7;
+        EXPECT_TRUE(number.KeepIf(TRUE));
+        EXPECT_EQ(number.Get(), 7);
+    }
+    EXPECT_EQ(closed, std::vector<int>{7});
+}
+
+TEST_F(OwnerTest, ValueOfACallThatFailedIsForgotten)
+{
+    {
+        Number number;
+        *number.Receive() = 7;
+        EXPECT_FALSE(number.KeepIf(FALSE));
+        EXPECT_FALSE(number.IsValid());
+    }
+    EXPECT_TRUE(closed.empty());
+}
+
+TEST_F(OwnerTest, CallThatSucceededWithoutAValueGaveNone)
+{
+    Number number;
+    EXPECT_FALSE(number.KeepIf(TRUE));
+}
+
 TEST_F(OwnerTest, ResetGivesBackAtOnceAndOnce)
 {
     Number number(7);

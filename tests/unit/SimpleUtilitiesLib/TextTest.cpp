@@ -126,6 +126,13 @@ TEST(ToCodePageTest, MachineWhoseCodePageRefusesTheFlagStillGetsTheText)
     EXPECT_EQ(ToCodePage(L"\x00DC\x4E2D"), "\xC3\x9C\xE4\xB8\xAD");
 }
 
+TEST(ToCodePageTest, TextThatTheSystemCannotConvertKeepsItsAscii)
+{
+    const Replaced<"KERNEL32", "WideCharToMultiByte", decltype(WideCharToMultiByte)> convert(
+        [](UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL) { return 0; });
+    EXPECT_EQ(ToCodePage(L"a\x7F\x0080\x4E2D z"), "a\x7F?? z");
+}
+
 TEST(WithCarriageReturnsTest, EveryLineFeedGetsOne)
 {
     EXPECT_EQ(WithCarriageReturns("a\nb\n\nc"), "a\r\nb\r\n\r\nc");
