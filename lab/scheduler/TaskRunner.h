@@ -47,8 +47,8 @@ struct ClockTurn
 };
 
 // Lets the lab's time pass: everything that falls due on the way starts in its order, and what
-// runs longer than it may is terminated. Programs take real time, the clock jumps: what this turn
-// itself started gets the grace to finish before its time limit or another start can meet it.
+// runs longer than it may is terminated. Programs take real time, the clock jumps: what runs gets
+// the grace to finish before its time limit or another start can meet it.
 std::vector<TaskStart> TurnClock(LabTime to, const ClockTurn& turn);
 
 // The instant that the next daily trigger of the task fires; nothing when it has none.

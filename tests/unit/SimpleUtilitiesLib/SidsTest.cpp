@@ -6,6 +6,8 @@
 
 #include <sddl.h>
 
+#include <malloc.h>
+
 #include <cwchar>
 
 namespace
@@ -270,5 +272,19 @@ TEST_F(TokenUserTest, EmptyTextIsNone)
             return TRUE;
         });
     EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
+}
+
+TEST_F(SidsTest, BuffersOfALookUpHaveTheRoomThatTheSystemIsToldOf)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID, LPWSTR nameBuffer, LPDWORD nameLength, LPWSTR domainBuffer,
+           LPDWORD domainLength, PSID_NAME_USE)
+        {
+            EXPECT_GE(_msize(nameBuffer), *nameLength * sizeof(wchar_t));
+            EXPECT_GE(_msize(domainBuffer), *domainLength * sizeof(wchar_t));
+            SetLastError(ERROR_NONE_MAPPED);
+            return FALSE;
+        });
+    EXPECT_FALSE(LookupAccountNameFromSid(system.Get(), name, domain));
 }
 } // namespace

@@ -318,6 +318,11 @@ TEST_F(RegistryKeyTest, ValueOfNoBytesIsFoundAndEmpty)
     EXPECT_EQ(Read(REG_BINARY, {}), Bytes());
 }
 
+TEST_F(RegistryKeyTest, ValueOfOneByteIsReadWhole)
+{
+    EXPECT_EQ(Read(REG_BINARY, {7}), Bytes{7});
+}
+
 TEST_F(RegistryKeyTest, OddNumberOfBytesIsReadWhole)
 {
     EXPECT_EQ(Read(REG_SZ, {1, 2, 3}), (Bytes{1, 2, 3}));

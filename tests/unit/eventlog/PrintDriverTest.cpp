@@ -170,4 +170,11 @@ TEST_F(PrintDriverTest, NoPrinterHasNoManifest)
 {
     EXPECT_EQ(PrintDriver().FindDependentFile(nullptr, L"-manifest.ini"), L"");
 }
+
+TEST_F(PrintDriverTest, BufferIsEmptyWhenNothingWasAsked)
+{
+    buffer = {1, 2, 3};
+    EXPECT_NE(PrintDriver().GetDriverInfo(nullptr, buffer), S_OK);
+    EXPECT_TRUE(buffer.empty());
+}
 } // namespace

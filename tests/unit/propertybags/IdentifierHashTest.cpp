@@ -75,6 +75,7 @@ TEST(HashToGuidTextTest, LowerCasesByTheInvariantLocaleWithTheTerminatingZero)
     std::wstring locale = L"?";
     DWORD flags = 0;
     int length = 0;
+    bool others = true;
     using Map = Replaced<"KERNEL32", "LCMapStringEx", decltype(LCMapStringEx)>;
     const Map map(
         [&](LPCWSTR name, DWORD mapFlags, LPCWSTR from, int fromLength, LPWSTR to, int toLength,
@@ -83,6 +84,7 @@ TEST(HashToGuidTextTest, LowerCasesByTheInvariantLocaleWithTheTerminatingZero)
             locale = name;
             flags = mapFlags;
             length = fromLength;
+            others = others && (version != nullptr || reserved != nullptr || sort != 0);
             return Map::Original(name, mapFlags, from, fromLength, to, toLength, version, reserved,
                                  sort);
         });
@@ -90,6 +92,7 @@ TEST(HashToGuidTextTest, LowerCasesByTheInvariantLocaleWithTheTerminatingZero)
     EXPECT_EQ(locale, L"");
     EXPECT_EQ(flags, 0x100U);
     EXPECT_EQ(length, 4);
+    EXPECT_FALSE(others);
 }
 
 TEST(HashToGuidTextTest, ConvertsStrictlyToUtf8)
@@ -133,6 +136,8 @@ TEST(HashToGuidTextTest, HashedAnewOnEveryCallWithoutAContainer)
     DWORD type = 0;
     bool unnamed = true;
     int released = 0;
+    DWORD releaseFlags = 0;
+    DWORD hashFlags = 0;
     using Acquire = Replaced<"ADVAPI32", "CryptAcquireContextW", decltype(CryptAcquireContextW)>;
     const Acquire acquire(
         [&](HCRYPTPROV* provider, LPCWSTR container, LPCWSTR name, DWORD wantedType,
@@ -148,10 +153,20 @@ TEST(HashToGuidTextTest, HashedAnewOnEveryCallWithoutAContainer)
         [&](HCRYPTPROV provider, DWORD wantedFlags)
         {
             ++released;
+            releaseFlags |= wantedFlags;
             return Release::Original(provider, wantedFlags);
+        });
+    using Hash = Replaced<"ADVAPI32", "CryptHashData", decltype(CryptHashData)>;
+    const Hash hash(
+        [&](HCRYPTHASH object, const BYTE* data, DWORD size, DWORD wantedFlags)
+        {
+            hashFlags |= wantedFlags;
+            return Hash::Original(object, data, size, wantedFlags);
         });
     HashToGuidText(L"a");
     HashToGuidText(L"a");
+    EXPECT_EQ(releaseFlags, 0U);
+    EXPECT_EQ(hashFlags, 0U);
     EXPECT_EQ(type, 24U);
     EXPECT_EQ(flags, (std::vector<DWORD>{0xF0000020, 0xF0000020}));
     EXPECT_TRUE(unnamed);
@@ -184,5 +199,37 @@ TEST(HashToGuidTextTest, FailedResultGivesZeros)
     using Result = Replaced<"ADVAPI32", "CryptGetHashParam", decltype(CryptGetHashParam)>;
     const Result result([](HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD) { return FALSE; });
     EXPECT_EQ(HashToGuidText(L"abc"), Zeros);
+}
+
+TEST(HashToGuidTextTest, ProviderThatFailedIsNotReleased)
+{
+    int released = 0;
+    using Acquire = Replaced<"ADVAPI32", "CryptAcquireContextW", decltype(CryptAcquireContextW)>;
+    const Acquire acquire([](HCRYPTPROV*, LPCWSTR, LPCWSTR, DWORD, DWORD) { return FALSE; });
+    using Release = Replaced<"ADVAPI32", "CryptReleaseContext", decltype(CryptReleaseContext)>;
+    const Release release(
+        [&](HCRYPTPROV, DWORD)
+        {
+            ++released;
+            return TRUE;
+        });
+    HashToGuidText(L"abc");
+    EXPECT_EQ(released, 0);
+}
+
+TEST(HashToGuidTextTest, HashThatFailedIsNotDestroyed)
+{
+    int destroyed = 0;
+    using Create = Replaced<"ADVAPI32", "CryptCreateHash", decltype(CryptCreateHash)>;
+    const Create create([](HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*) { return FALSE; });
+    using Destroy = Replaced<"ADVAPI32", "CryptDestroyHash", decltype(CryptDestroyHash)>;
+    const Destroy destroy(
+        [&](HCRYPTHASH)
+        {
+            ++destroyed;
+            return TRUE;
+        });
+    HashToGuidText(L"abc");
+    EXPECT_EQ(destroyed, 0);
 }
 } // namespace

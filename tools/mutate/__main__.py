@@ -1,0 +1,213 @@
+#!/usr/bin/env python3
+"""Breaks the program's own code, one small change at a time, and sees whether the tests notice.
+
+    python3 tools/mutate                  a small sample, for every day
+    python3 tools/mutate --sample 200     a larger one; --seed N for another
+    python3 tools/mutate --long           every mutant; goes on where it was ended
+
+The test programs of a build are linked with the mutant's object and run under Wine. Survivors that
+no test can kill stand in tests/mutation/survivors.txt, each with its reason. The exit code is 0 when
+at least 90 % are killed and, unless in the small sample, every survivor is explained.
+"""
+
+import argparse
+import fcntl
+import hashlib
+import json
+import queue
+import random
+import signal
+import subprocess
+import sys
+import threading
+import time
+from collections import Counter
+from pathlib import Path
+
+from mutators import mutants_of
+from trial import ALIVE, KILLED, REFUSED, SAME, try_mutant
+from workshop import Build, Shop, make_prefix
+
+ROOT = Path(__file__).resolve().parents[2]
+FOLDER = ROOT / "build" / "mutation"
+SURVIVORS = ROOT / "tests" / "mutation" / "survivors.txt"
+
+SMALL_SAMPLE = 16
+WANTED_PERCENT = 90
+
+# Read by the compiler alone, or by no test program.
+LEFT_OUT = {
+    "src/driver/main.cpp": "one call, in the program that ships; the system tests run it",
+    "src/SimpleUtilitiesLib/FormatCheck.h": "runs in the compiler, which is the test of it",
+}
+
+
+class Results:
+    """What is known of each mutant, kept so that a long run can be ended and go on.
+
+    A kill holds for as long as the mutated file stays as it is; a survival, only until a test
+    changes.
+    """
+
+    def __init__(self, sources):
+        self.file = FOLDER / "results.jsonl"
+        self.sources = sources
+        self.lock = threading.Lock()
+        self.tests = self._digest(*(path.read_bytes() for path in
+                                    sorted((ROOT / "tests").rglob("*"))
+                                    if path.suffix in (".cpp", ".h", ".rc")))
+        self.known = {}
+        if self.file.exists():
+            for line in self.file.read_text(encoding="utf-8").splitlines():
+                entry = json.loads(line)
+                self.known[entry["key"]] = entry
+
+    @staticmethod
+    def _digest(*contents):
+        digest = hashlib.sha256()
+        for content in contents:
+            digest.update(content)
+        return digest.hexdigest()[:16]
+
+    def key(self, mutant):
+        return self._digest(mutant.file.encode(), self.sources[mutant.file].encode(),
+                            repr(mutant).encode())
+
+    def get(self, mutant):
+        entry = self.known.get(self.key(mutant))
+        return entry if entry and (entry["outcome"] != ALIVE or entry["tests"] == self.tests) else None
+
+    def add(self, mutant, entry):
+        entry.update(key=self.key(mutant), tests=self.tests,
+                     mutant=f"{mutant.file}: {mutant.described(self.sources[mutant.file])}")
+        with self.lock, open(self.file, "a", encoding="utf-8") as stream:
+            stream.write(json.dumps(entry) + "\n")
+        self.known[entry["key"]] = entry
+
+
+def explained_survivors():
+    """Lines of `file: line {old => new} ## reason`."""
+    reasons = {}
+    if SURVIVORS.exists():
+        for line in SURVIVORS.read_text(encoding="utf-8").splitlines():
+            mutant, separator, reason = line.partition(" ## ")
+            if separator and reason.strip():
+                reasons[mutant.strip()] = reason.strip()
+    return reasons
+
+
+def choose(sources, size, seed):
+    """A sample in which every file has its share; all of them when no size is given."""
+    chance = random.Random(seed)
+    ranked = []
+    for name, source in sorted(sources.items()):
+        mutants = mutants_of(name, source)
+        chance.shuffle(mutants)
+        ranked += [((index + chance.random()) / len(mutants), mutant)
+                   for index, mutant in enumerate(mutants)]
+    ranked.sort(key=lambda pair: pair[0])
+    return [mutant for _, mutant in ranked[:size]], len(ranked)
+
+
+def try_all(build, mutants, results, workers):
+    """Each worker takes one mutant after the other. The first error of a worker ends the run; ended
+    from outside, it finishes what it has begun, and the answer is False."""
+    waiting = queue.SimpleQueue()
+    for mutant in mutants:
+        waiting.put(mutant)
+    errors = []
+
+    def work(number):
+        shop = None
+        try:
+            shop = Shop(build, FOLDER / f"worker-{number}", FOLDER / "prefix")
+            if number == 0:
+                build.measure(shop, FOLDER / "baseline.json")
+                measured.set()
+            measured.wait()
+            while not errors:
+                mutant = waiting.get_nowait()
+                results.add(mutant, try_mutant(shop, mutant))
+        except queue.Empty:
+            pass
+        except Exception as error:  # told by the main thread
+            errors.append(error)
+        finally:
+            measured.set()
+            if shop:
+                shop.close()
+
+    measured = threading.Event()
+    threads = [threading.Thread(target=work, args=(number,)) for number in range(workers)]
+    for thread in threads:
+        thread.start()
+    try:
+        for thread in threads:
+            thread.join()
+    except KeyboardInterrupt as interrupt:
+        errors.append(interrupt)
+        print("Ending after the mutants that are being tried", flush=True)
+        for thread in threads:
+            thread.join()
+    for error in errors:
+        if not isinstance(error, KeyboardInterrupt):
+            raise error
+    return not errors
+
+
+def report(mutants, total, results, seconds, all_must_be_explained):
+    reasons = explained_survivors()
+    entries = [entry for entry in map(results.get, mutants) if entry]
+    counts = Counter(entry["outcome"] for entry in entries)
+    survivors = sorted({entry["mutant"] for entry in entries if entry["outcome"] == ALIVE})
+    alive = [text for text in survivors if text not in reasons]
+    for text in survivors:
+        if text in reasons:
+            print(f"explained: {text}\n           {reasons[text]}")
+    for text in alive:
+        print(f"ALIVE: {text}")
+    explained = sum(entry["outcome"] == ALIVE and entry["mutant"] in reasons for entry in entries)
+    compiled = counts[KILLED] + counts[ALIVE]
+    percent = 100 * counts[KILLED] / compiled if compiled else 0
+    print(f"{len(entries)} mutants of {total}: {counts[REFUSED]} not compiled, "
+          f"{counts[SAME]} without effect on the object code, {compiled} tried")
+    print(f"{counts[KILLED]} killed, {explained} explained, {counts[ALIVE] - explained} alive: "
+          f"{percent:.1f} % killed, {seconds:.0f} s", flush=True)
+    return percent >= WANTED_PERCENT and not (all_must_be_explained and alive)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Sees whether the tests notice broken code.")
+    parser.add_argument("--build", type=Path, default=ROOT / "build" / "release")
+    parser.add_argument("--sample", type=int)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--long", action="store_true")
+    parser.add_argument("--workers", type=int, default=2)
+    parser.add_argument("--only", default="", help="a part of a file's name")
+    options = parser.parse_args()
+
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    start = time.monotonic()
+    FOLDER.mkdir(parents=True, exist_ok=True)
+    lock = open(FOLDER / "lock", "w", encoding="utf-8")
+    fcntl.flock(lock, fcntl.LOCK_EX)  # two runs at once would share the workers' folders
+    subprocess.run(["ninja", "-C", str(options.build)], check=True, stdout=subprocess.DEVNULL)
+    sources = {str(path.relative_to(ROOT)): path.read_text(encoding="utf-8")
+               for path in (ROOT / "src").glob("*/*")
+               if path.suffix in (".cpp", ".h") and str(path.relative_to(ROOT)) not in LEFT_OUT
+               and options.only in path.name}
+    size = None if options.long else options.sample or SMALL_SAMPLE
+    mutants, total = choose(sources, size, options.seed)
+    results = Results(sources)
+    small = size == SMALL_SAMPLE
+    # The small sample tells of today's tests, and takes nothing from earlier runs.
+    open_ones = [mutant for mutant in mutants if small or results.get(mutant) is None]
+    make_prefix(FOLDER / "prefix")
+    whole = not open_ones or try_all(Build(ROOT, options.build.resolve()), open_ones, results,
+                                     options.workers)
+    good = report(mutants, total, results, time.monotonic() - start, not small)
+    return 0 if good and whole else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
