@@ -170,6 +170,7 @@ TEST_F(SidsTest, AccountIsAskedForAgainWithTheSizesThatTheSystemWants)
         });
     ASSERT_TRUE(LookupSidFromAccountName(L"D\\n", bytes));
     EXPECT_EQ(calls, 2);
+    EXPECT_EQ(bytes.size(), 100U);
     EXPECT_EQ(TextOf(bytes.data()), L"S-1-5-18");
 }
 
