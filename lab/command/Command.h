@@ -48,7 +48,7 @@ bool TakeFlag(Arguments& arguments, std::wstring_view name);
 // Takes "--name value" out of the arguments.
 std::optional<std::wstring> TakeOption(Arguments& arguments, std::wstring_view name);
 
-// A path as the host writes it ("/tmp/x y") or as Windows does, in Windows's form.
+// A path as the host writes it ("/a/b c") or as Windows does, in Windows's form.
 std::wstring ToWindowsPath(const std::wstring& path);
 
 int RunReset(const Arguments& arguments);
