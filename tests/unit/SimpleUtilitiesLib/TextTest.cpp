@@ -223,4 +223,19 @@ TEST(BaseNameOfTest, NameWithoutADotIsWhole)
     EXPECT_EQ(BaseNameOf(L"C:\\a.b\\program"), L"program");
     EXPECT_EQ(BaseNameOf(L"program"), L"program");
 }
+
+TEST(FromNarrowTest, TextThatCannotBeConvertedIsEmpty)
+{
+    using Convert = Replaced<"KERNEL32", "MultiByteToWideChar", decltype(MultiByteToWideChar)>;
+    int failing = 1;
+    const Convert convert(
+        [&](UINT codePage, DWORD flags, LPCCH narrow, int length, LPWSTR wide, int size) {
+            return --failing == 0 ? 0
+                                  : Convert::Original(codePage, flags, narrow, length, wide, size);
+        });
+    EXPECT_EQ(FromNarrow("text"), L"");
+    failing = 2;
+    EXPECT_EQ(FromNarrow("text"), L"");
+    EXPECT_EQ(FromNarrow("text"), L"text");
+}
 } // namespace
