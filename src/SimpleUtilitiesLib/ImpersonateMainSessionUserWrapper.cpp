@@ -22,8 +22,9 @@ ImpersonateMainSessionUserWrapper::~ImpersonateMainSessionUserWrapper()
 bool ImpersonateMainSessionUserWrapper::Impersonate(HANDLE sessionToken)
 {
     KernelHandle duplicate;
-    if (!DuplicateTokenEx(sessionToken, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation,
-                          TokenImpersonation, duplicate.Receive()))
+    if (!duplicate.KeepIf(DuplicateTokenEx(sessionToken, MAXIMUM_ALLOWED, nullptr,
+                                           SecurityImpersonation, TokenImpersonation,
+                                           duplicate.Receive())))
     {
         return false;
     }

@@ -48,8 +48,9 @@ bool CheckMembership(HANDLE token, bool& isMember, LogFile& log)
         return false;
     }
     KernelHandle checked;
-    if (!DuplicateTokenEx(fullToken ? fullToken.Get() : token, TOKEN_QUERY, nullptr,
-                          SecurityImpersonation, TokenImpersonation, checked.Receive()))
+    if (!checked.KeepIf(DuplicateTokenEx(fullToken ? fullToken.Get() : token, TOKEN_QUERY, nullptr,
+                                         SecurityImpersonation, TokenImpersonation,
+                                         checked.Receive())))
     {
         log.WriteFormat(L"ERROR: Failed trying to duplicate a token: %u", GetLastError());
         return false;

@@ -24,7 +24,7 @@ std::vector<KernelHandle> CollectSessionTokens()
     {
         const WTS_SESSION_INFOW& session = sessions.Get()[i];
         KernelHandle token;
-        if (HasUser(session) && WTSQueryUserToken(session.SessionId, token.Receive()) && token)
+        if (HasUser(session) && token.KeepIf(WTSQueryUserToken(session.SessionId, token.Receive())))
         {
             tokens.push_back(std::move(token));
         }

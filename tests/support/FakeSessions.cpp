@@ -6,6 +6,9 @@
 
 namespace
 {
+/// What a failing call leaves where a handle was to be: nobody's.
+HANDLE const LeftByFailure = reinterpret_cast<HANDLE>(0x5BAD0BADU);
+
 std::wstring SidText(PSID sid)
 {
     wchar_t* text = nullptr;
@@ -87,9 +90,12 @@ FakeSessions::FakeSessions(Journal& target)
                   return TRUE;
               }
               const auto number = reinterpret_cast<std::uintptr_t>(handle);
-              return (number & 0xF0000000U) == 0x50000000U
-                         ? Refuse(ERROR_INVALID_HANDLE)
-                         : decltype(closeHandle)::Original(handle);
+              if ((number & 0xF0000000U) != 0x50000000U)
+              {
+                  return decltype(closeHandle)::Original(handle);
+              }
+              journal.push_back(L"CloseHandle BAD");
+              return Refuse(ERROR_INVALID_HANDLE);
           })
 {
 }
@@ -164,6 +170,7 @@ bool FakeSessions::QueryToken(ULONG id, HANDLE* token)
             return true;
         }
     }
+    *token = LeftByFailure;
     SetLastError(ERROR_NO_TOKEN);
     return false;
 }
@@ -183,6 +190,7 @@ bool FakeSessions::Duplicate(HANDLE token, DWORD access, const SECURITY_ATTRIBUT
     }
     if (Fails(L"DuplicateTokenEx(" + kind + L")"))
     {
+        *duplicate = LeftByFailure;
         return false;
     }
     FakeToken copy = *found;

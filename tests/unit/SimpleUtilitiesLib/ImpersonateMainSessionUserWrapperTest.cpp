@@ -65,10 +65,8 @@ private:
             EXPECT_EQ(level, 2);
             EXPECT_EQ(type, 2);
             journal.push_back(L"duplicate");
-            if (duplicated)
-            {
-                *result = next++;
-            }
+            // What a call that failed leaves there is nobody's.
+            *result = next++;
             return duplicated;
         }};
     Replaced<"ADVAPI32", "ImpersonateLoggedOnUser", decltype(ImpersonateLoggedOnUser)> impersonate{
