@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace
 {
 class AdministratorCheckTest : public ::testing::Test
@@ -31,6 +33,8 @@ protected:
         sessions.failing[function] = error;
         EXPECT_FALSE(Check());
         EXPECT_EQ(testLog.Messages(), messages);
+        // Nor is what the failing call left taken for a token.
+        EXPECT_EQ(std::count(journal.begin(), journal.end(), L"CloseHandle BAD"), 0);
     }
 
     static constexpr wchar_t Conclusion[] =
