@@ -35,6 +35,7 @@ RECORDED = ["CreateMutexW", "CreateEventW", "SetEvent", "WaitForSingleObject", "
 SUITE = "C:\\Program Files\\Palvo Printer Suite\\"
 LOG = "\\PalvoOrvela\\PalvoPrinterConfiguration.log"
 TAKEN, ABANDONED, NOT_NOW = 0, 128, 258
+NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
 
 HEAD = (r"\[\d{1,2}/\d{1,2}/\d{4} (?:[1-9]|1[0-2]):[0-5]\d:[0-5]\d [AP]M\] "
         r"PalvoPrinterConfiguration\(PID(\d+)\): ")
@@ -229,8 +230,8 @@ def step_of(function, arguments, result):
     if function == "Sleep":
         return "sleep", int(arguments, 0)
     if function in ("CreateProcessW", "CreateProcessAsUserW"):
-        made = re.search(r'"' + re.escape(SUITE) + r'(\w+)\.exe (.*)", \d+, \d+, "pid (\d+)', arguments)
-        return made and ("start", (made[1], made[2], int(made[3])))
+        made = re.search(r'"' + re.escape(SUITE) + r'(\w+)\.exe (.*)", \d+, \d+(?:, "pid (\d+))?', arguments)
+        return made and ("start", (made[1], made[2], int(made[3]) if made[3] else None))
     return None
 
 
@@ -468,6 +469,12 @@ class Checker:
                 continue
             copy = step.copy
             program, command, pid = step.value
+            if pid is None:
+                if step.error == NOT_BROUGHT_UP:
+                    self.allow("Wine did not bring a program up", copy)
+                else:
+                    self.violate(f"{copy}: {program} could not be started: error {step.error}")
+                continue
             if not runs[pid]:
                 if not copy.killed:
                     self.violate(f"{copy}: {program} (pid {pid}) left no trace")

@@ -13,7 +13,7 @@ from proof import SUPPORTED, Proof  # First: it says where the lab's module lies
 
 import lab as system
 from history import SECONDS, Broken, Findings, Lane, collect, prepare, record_path, share
-from history_checker import HEAD, RECORDED, Ended
+from history_checker import HEAD, NOT_BROUGHT_UP, RECORDED, Ended
 
 SHORT, LONG = 300, 5000     # kills
 TRIMS = 24                  # kills within a trim, in the short form
@@ -160,10 +160,11 @@ class KillStory:
         self.check_bags(complete=True)
 
     def made_processes(self, pid, after):
-        """What the copy started since then, by the record of its calls."""
+        """What the copy started since then, by the record of its calls, or what Wine did not bring up."""
         lines = record_path(self.lab).read_bytes().decode("utf-8", "replace").splitlines()[after:]
-        made = [re.search(r' CreateProcess\w+\(.*PalvoPrinter(Query|ConfigurationWriter)\.exe.*"pid \d',
-                          line) for line in lines if f" {pid} " in line]
+        made = [re.search(r" CreateProcess\w+\(.*PalvoPrinter(Query|ConfigurationWriter)\.exe.*"
+                          rf'("pid \d|= 0 \[{NOT_BROUGHT_UP}\])', line)
+                for line in lines if f" {pid} " in line]
         return [{"Query": "query"}.get(found[1], "writer") for found in made if found]
 
     def check_bags(self, complete):

@@ -1,5 +1,6 @@
 """The checker itself: it lets good histories pass, and sees each rule broken."""
 
+import re
 import unittest
 
 from history_checker import OBJECTS, REDUNDANT, SKIPPED, SUITE, UPDATE, Ended, History, SiblingRun, check
@@ -194,6 +195,17 @@ def second(script, pid=200, arguments=LOGON):
     return copy
 
 
+def failing_start(error):
+    """A copy whose first program does not come up; it goes on with the next."""
+    script = Script()
+    logon_alone(script)
+    first = next(line for line in script.history.record if " CreateProcessW(" in line)
+    at = script.history.record.index(first)
+    script.history.record[at] = re.sub(r', "pid \d+"\) = 1 \[0\]', f") = 0 [{error}]", first)
+    script.history.siblings.pop(0)
+    return script
+
+
 class GoodHistories(unittest.TestCase):
     def check(self, script, kills=False):
         verdict = script.verdict(kills)
@@ -303,6 +315,10 @@ class GoodHistories(unittest.TestCase):
                   "# Invoked to install scheduled tasks. Done...exiting.")
         copy.end(0, "Channel properties updated.\n" + "\n Success! Task successfully registered." * 3)
         self.check(script)
+
+    def test_a_program_that_wine_does_not_bring_up_is_allowed_and_told(self):
+        verdict = self.check(failing_start(1359))
+        self.assertEqual(list(verdict.allowed), ["Wine did not bring a program up"])
 
     def test_a_line_that_meets_the_deletion_of_the_log_is_dropped(self):
         verdict = self.check(deletion_meets_line(True))
@@ -431,6 +447,9 @@ class BrokenRules(unittest.TestCase):
         logon_alone(script)
         script.history.siblings[1].end = "2026-01-02"
         self.broken(script, "went on before")
+
+    def test_a_program_could_not_be_started(self):
+        self.broken(failing_start(5), "PalvoPrinterQuery could not be started: error 5")
 
     def test_a_copy_is_redundant_although_nobody_works(self):
         script = Script()
