@@ -62,7 +62,8 @@ const std::vector<Command>& Commands()
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"
-         L"                               or kill\n"
+         L"                               or kill; of reads also bytes=N (no more than these come)\n"
+         L"                               and wrong-type\n"
          L"fault clear                    no more faults\n"},
         {L"imports", &RunImports,
          L"imports                        every function that the program imports: DLL, name, when "

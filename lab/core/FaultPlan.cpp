@@ -114,6 +114,23 @@ const std::map<std::string, FailureStyle>& StyleTable()
     return table;
 }
 
+// Only those whose doubles know of it: "bytes=N" or "wrong-type".
+std::optional<OddRead> ParseOddRead(const std::string& function, const std::wstring& error)
+{
+    if (error == L"wrong-type" && (function == "RegQueryValueExW" || function == "EvtRender"))
+    {
+        return OddRead{true, 0};
+    }
+    constexpr std::wstring_view prefix = L"bytes=";
+    if (error.starts_with(prefix) && (function == "RegQueryValueExW" || function == "ReadFile"))
+    {
+        const auto bytes = ParseNumber(error.substr(prefix.size()));
+        return bytes ? std::optional(OddRead{false, static_cast<std::uint32_t>(*bytes)})
+                     : std::nullopt;
+    }
+    return std::nullopt;
+}
+
 bool StartsWith(const std::string& text, const char* prefix)
 {
     return text.rfind(prefix, 0) == 0;
@@ -165,6 +182,11 @@ std::optional<FaultAction> ParseFault(const std::string& function, const std::ws
     if (error == L"kill")
     {
         action.kill = true;
+        return action;
+    }
+    action.read = ParseOddRead(function, error);
+    if (action.read)
+    {
         return action;
     }
     if (const auto code = ParseNumber(error))

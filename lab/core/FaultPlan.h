@@ -29,19 +29,28 @@ enum class FailureStyle
 // The style of a function; what no table names is ZeroAndLastError.
 FailureStyle StyleOf(const std::string& function);
 
+// A read that succeeds and gives something else than what is stored.
+struct OddRead
+{
+    bool wrongType = false;  // data of another type
+    std::uint32_t bytes = 0; // else: at most so many
+};
+
 struct FaultAction
 {
     bool kill = false;              // end the process at this call
     std::uint64_t result = 0;       // what the call returns
     std::uint32_t lastError = 0;    // the last-error value after it
     std::optional<int> errorNumber; // errno after it
+    std::optional<OddRead> read;    // the call is not answered; its double reads this
 };
 
 struct Fault
 {
     std::wstring function;
     std::uint32_t nth = 1;
-    std::wstring error;  // as given: "5", "0x80070005", "return=258", "return=1,error=5", "kill"
+    std::wstring error;  // as given: "5", "0x80070005", "return=258", "return=1,error=5", "kill",
+                         // and of calls that read "bytes=3", "wrong-type"
     bool always = false; // from the N-th call on
 };
 

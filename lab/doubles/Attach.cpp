@@ -3,6 +3,7 @@
 #include "ComDoubles.h"
 #include "DoubleTable.h"
 #include "Impersonation.h"
+#include "OddReads.h"
 
 #include "CallRecord.h"
 #include "CallThunk.h"
@@ -46,6 +47,11 @@ public:
             if (plan.action.kill)
             {
                 TerminateProcess(GetCurrentProcess(), 0xDEAD);
+            }
+            if (plan.action.read)
+            {
+                AskForOddRead(*plan.action.read);
+                return false;
             }
             result = plan.action.result;
             if (plan.action.errorNumber)
@@ -96,6 +102,7 @@ DoubleList AllDoubles()
     AddTokenDoubles(list);
     AddImpersonationDoubles(list);
     AddAccountDoubles(list);
+    AddFileDoubles(list);
     AddProcessDoubles(list);
     AddRegistryDoubles(list);
     AddMessageDoubles(list);

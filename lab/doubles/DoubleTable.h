@@ -34,6 +34,7 @@ void AddSessionDoubles(DoubleList& list);
 void AddTokenDoubles(DoubleList& list);
 void AddImpersonationDoubles(DoubleList& list);
 void AddAccountDoubles(DoubleList& list);
+void AddFileDoubles(DoubleList& list);
 void AddProcessDoubles(DoubleList& list);
 void AddRegistryDoubles(DoubleList& list);
 void AddMessageDoubles(DoubleList& list);

@@ -1,6 +1,7 @@
 // Doubles of the event log's reading functions.
 #include "DoubleTable.h"
 #include "EventHandles.h"
+#include "OddReads.h"
 
 #include "CallRecord.h"
 #include "Text.h"
@@ -193,10 +194,21 @@ void FillVariant(EVT_VARIANT& variant, const EventTree::Node* node, BYTE*& place
     }
 }
 
+// Every value is there and says that it is none.
+void ForgetTypes(EVT_VARIANT* variants, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        variants[i] = {};
+        variants[i].Type = EvtVarTypeNull;
+    }
+}
+
 BOOL WINAPI DoubleEvtRender(EVT_HANDLE contextHandle, EVT_HANDLE fragment, DWORD flags, DWORD size,
                             PVOID buffer, PDWORD used, PDWORD propertyCount)
 {
     Call call(L"EvtRender", contextHandle, fragment, flags, size);
+    const bool hasWrongTypes = TakeOddRead().has_value();
     const auto* event = FindEventHandle<EventObject>(fragment);
     const auto* context = FindEventHandle<RenderContext>(contextHandle);
     if (event == nullptr || (flags == EvtRenderEventValues && context == nullptr))
@@ -236,6 +248,10 @@ BOOL WINAPI DoubleEvtRender(EVT_HANDLE contextHandle, EVT_HANDLE fragment, DWORD
     for (std::size_t i = 0; i < nodes.size(); ++i)
     {
         FillVariant(variants[i], nodes[i], place);
+    }
+    if (hasWrongTypes)
+    {
+        ForgetTypes(variants, nodes.size());
     }
     *propertyCount = static_cast<DWORD>(nodes.size());
     call.Add(event->event.recordId);

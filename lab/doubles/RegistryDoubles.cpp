@@ -2,6 +2,7 @@
 // Wine's.
 #include "DoubleTable.h"
 #include "Impersonation.h"
+#include "OddReads.h"
 
 #include "CallRecord.h"
 #include "Hives.h"
@@ -10,7 +11,10 @@
 
 #include <winternl.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 namespace PalvoLab
 {
@@ -193,10 +197,58 @@ LSTATUS WINAPI DoubleRegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWOR
     return call.Return(RegSetValueExW(key, name, reserved, type, data, size));
 }
 
+// A value that became shorter, or is of another type than everybody expects.
+LSTATUS QueryOddly(const OddRead& odd, HKEY key, LPCWSTR name, LPDWORD type, LPBYTE data,
+                   LPDWORD size)
+{
+    DWORD found = REG_NONE;
+    DWORD length = 0;
+    LSTATUS status = RegQueryValueExW(key, name, nullptr, &found, nullptr, &length);
+    std::vector<BYTE> bytes(length);
+    if (status == ERROR_SUCCESS)
+    {
+        status = RegQueryValueExW(key, name, nullptr, &found, bytes.data(), &length);
+    }
+    if (status != ERROR_SUCCESS || size == nullptr)
+    {
+        return status;
+    }
+    bytes.resize(length);
+    if (odd.wrongType)
+    {
+        const bool isNumber = found == REG_DWORD || found == REG_QWORD;
+        found = isNumber ? REG_SZ : REG_DWORD;
+        bytes = {static_cast<BYTE>(isNumber ? 'x' : 1), 0, 0, 0};
+    }
+    else
+    {
+        bytes.resize(std::min<std::size_t>(bytes.size(), odd.bytes));
+    }
+    const DWORD room = std::exchange(*size, static_cast<DWORD>(bytes.size()));
+    if (type != nullptr)
+    {
+        *type = found;
+    }
+    if (data == nullptr)
+    {
+        return ERROR_SUCCESS;
+    }
+    if (room < bytes.size())
+    {
+        return ERROR_MORE_DATA;
+    }
+    std::copy(bytes.begin(), bytes.end(), data);
+    return ERROR_SUCCESS;
+}
+
 LSTATUS WINAPI DoubleRegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type,
                                       LPBYTE data, LPDWORD size)
 {
     Call call(L"RegQueryValueExW", DetailOf(kKind, key), name);
+    if (const auto odd = TakeOddRead())
+    {
+        return call.Return(QueryOddly(*odd, key, name, type, data, size));
+    }
     return call.Return(RegQueryValueExW(key, name, reserved, type, data, size));
 }
 

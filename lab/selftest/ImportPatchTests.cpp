@@ -154,6 +154,12 @@ LAB_TEST(AFaultFailsInTheWayOfItsFunction)
     CHECK(ParseFault("fclose", L"28")->errorNumber == 28);
     CHECK(ParseFault("WaitForSingleObject", L"return=258")->result == 258);
     CHECK(ParseFault("EvtNext", L"kill")->kill);
+    CHECK(ParseFault("ReadFile", L"bytes=3")->read->bytes == 3);
+    CHECK(ParseFault("RegQueryValueExW", L"wrong-type")->read->wrongType);
+    CHECK(!ParseFault("EvtNext", L"5")->read);
+    CHECK(!ParseFault("EvtNext", L"bytes=3"));
+    CHECK(!ParseFault("ReadFile", L"wrong-type"));
+    CHECK(!ParseFault("ReadFile", L"bytes=three"));
     CHECK(!ParseFault("Sleep", L"5"));
     CHECK(!ParseFault("EvtNext", L"five"));
     CHECK(!ParseFault("EvtNext", L"error=5"));

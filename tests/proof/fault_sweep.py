@@ -44,13 +44,13 @@ WAYS = {
     "WaitForSingleObject": ["return=258", "return=4294967295,error=6", "return=128"],
     "RegOpenKeyExW": ["2", "5"],
     "RegCreateKeyExW": ["5", "1450"],
-    "RegQueryValueExW": ["2", "5", "234"],
+    "RegQueryValueExW": ["2", "5", "234", "bytes=0", "bytes=3", "wrong-type"],
     "RegEnumKeyExW": ["5", "234", "259"],
     "RegSetValueExW": ["5", "1450"],
     "CreateFileW": ["5", "32", "3"],
     "CreateDirectoryW": ["5", "183", "3"],
     "WriteFile": ["112", "5"],
-    "ReadFile": ["21", "return=1"],     # "return=1": a success of no bytes
+    "ReadFile": ["21", "return=1", "bytes=1000"],   # "return=1": a success of no bytes
     "DeleteFileW": ["5", "32", "2"],
     "CopyFileW": ["5", "112"],
     "CreateProcessW": ["2", "5", "740"],
@@ -58,7 +58,7 @@ WAYS = {
     "LogonUserW": ["1385", "1326"],
     "EvtQuery": ["15007", "5", "1722"],
     "EvtNext": ["259", "1734", "15011"],
-    "EvtRender": ["122", "13"],
+    "EvtRender": ["122", "13", "wrong-type"],
     "OpenPrinterW": ["1801", "1722", "5"],
     "GetPrinterDriverW": ["122", "1801", "0"],
     "WTSEnumerateSessionsW": ["1722", "5"],
@@ -255,7 +255,9 @@ def imports(lab):
 
 
 def cases_of(mode, function, calls):
-    for nth in range(1, calls + 1):
+    # The runtime library copies the arguments before the program begins, and trusts its malloc.
+    first = len(mode.arguments) + 3 if function == "malloc" else 1
+    for nth in range(first, calls + 1):
         for way in WAYS.get(function, ["0x80070005" if "::" in function else "5"]):
             for always in (False, True):
                 case = Case(mode, function, nth, way, always)

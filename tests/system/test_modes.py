@@ -144,6 +144,14 @@ class BadInput(unittest.TestCase):
         self.assertIn(b": Log trimmed.\r\n", content)
         self.assertFalse(self.lab.log_path().with_name(self.lab.log_path().name + ".plvold").exists())
 
+    def test_a_trim_whose_reads_come_short_keeps_the_same_lines(self):
+        self.lab.log_path().parent.mkdir(parents=True, exist_ok=True)
+        line = b"x" * 98 + b"\r\n"
+        self.lab.log_path().write_bytes(line * 41943 + b"y" * 5 + b"\r\n")
+        self.lab("run", "--fault", "ReadFile 1 bytes=999 always", "--", "-?", check=False)
+        content = self.lab.log_bytes()
+        self.assertEqual(content[:content.index(b"[")], line * 20972 + b"yyyyy\r\n")
+
     def test_a_log_of_exactly_4_mib_is_not_trimmed(self):
         self.lab.log_path().parent.mkdir(parents=True, exist_ok=True)
         before = (b"x" * 62 + b"\r\n") * 65536

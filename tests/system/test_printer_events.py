@@ -1,6 +1,7 @@
 """The road of one printer event, on the shipped file."""
 
 import hashlib
+import re
 import unittest
 
 from lab import SUPPORTED, Lab
@@ -97,6 +98,18 @@ class PrinterEvents(unittest.TestCase):
         run = self.lab.run(*EVENT)
         self.assertEqual(run.log.count("Found no new '300/306' events with IDs > 0."), 2)
         self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 0))
+
+    def test_a_position_of_less_than_eight_bytes_counts_as_none(self):
+        for fault, first in (("bytes=8", 2), ("bytes=7", 0), ("bytes=0", 0), ("wrong-type", 0)):
+            with self.subTest(fault=fault):
+                self.lab("reset")
+                self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+                self.lab("printer", "change", "Anchor")
+                self.lab.run(*EVENT)
+                self.lab("record", "on")
+                self.lab.run(*EVENT, options=("--fault", f"RegQueryValueExW 1 {fault} always"))
+                self.assertEqual(set(re.findall(r"and EventRecordID >= (\d+)\]",
+                                                self.lab("show", "calls"))), {str(first)})
 
     def test_printer_names_of_any_characters_reach_the_query_program(self):
         for name in ("Büro 2", 'say "hi"', "%s%n", "日本語プリンター"):
