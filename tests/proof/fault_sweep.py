@@ -171,8 +171,8 @@ def prepare(lab, mode):
 
 def run(lab, mode, *options):
     """The exit code, None when the run had to be ended, and the process id."""
-    said = lab("run", *options, "--print-exit", "--account", mode.account, "--timeout", str(LIMIT_MS), "--fault", "Sleep 1 return=0 always", "--",
-        *mode.arguments, check=False)
+    said = lab("run", *options, "--print-exit", "--account", mode.account, "--timeout", str(LIMIT_MS),
+               "--fault", "Sleep 1 return=0 always", "--", *mode.arguments, check=False)
     found = re.search(r"palvo-lab: exit (\d+) pid (\d+)\n$", said)
     if not found and lab.code != 124:
         raise AssertionError(f"palvo-lab ended with {lab.code}: {said}")

@@ -13,7 +13,9 @@ from random import Random
 from proof import ROOT, SUPPORTED, Proof  # First: it says where the lab's module lies.
 
 import lab as system
-from history_checker import RECORDED, Ended, History, SiblingRun, check, story
+from history_checker import check, story
+from program_promises import RECORDED
+from recorded_history import Ended, History, SiblingRun
 
 COPIES = 110                # of one history, on average
 SHORT, LONG = 350, 100000   # requests

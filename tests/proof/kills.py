@@ -13,7 +13,8 @@ from proof import SUPPORTED, Proof  # First: it says where the lab's module lies
 
 import lab as system
 from history import SECONDS, Broken, Findings, Lane, collect, prepare, record_path, share
-from history_checker import HEAD, NOT_BROUGHT_UP, RECORDED, Ended
+from program_promises import HEAD
+from recorded_history import NOT_BROUGHT_UP, Ended
 
 SHORT, LONG = 300, 5000     # kills
 TRIMS = 24                  # kills within a trim, in the short form

@@ -1,0 +1,109 @@
+"""What a history consists of: the lab's record, the log, the siblings' runs, and how copies ended."""
+
+import re
+from collections import Counter, defaultdict
+from dataclasses import dataclass, field
+
+from program_promises import LOG, MODES, OBJECTS, SUITE
+
+NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
+
+
+@dataclass
+class Ended:
+    """How one copy ended: it was started after `after` lines of the record and before `before`."""
+    pid: int
+    code: int
+    output: str
+    after: int
+    before: int
+
+
+@dataclass
+class SiblingRun:
+    pid: int
+    start: str      # times as the record writes them
+    end: str        # empty: still at work
+    command: str    # what follows the program's path
+
+
+@dataclass
+class History:
+    record: list                                    # the lines of the lab's record
+    log: bytes
+    siblings: list = field(default_factory=list)    # in the order of their starts
+    ended: list = field(default_factory=list)
+    users: list = field(default_factory=list)       # the log's lines of one pass about users' values
+    clears: list = field(default_factory=list)      # (after, before) of each clearing of the channel
+    kills: bool = False                             # whether copies were killed
+
+
+@dataclass(eq=False)
+class Step:
+    """One thing that a copy did."""
+    kind: str
+    value: object
+    order: int
+    time: str
+    copy: object
+    error: int = 0
+
+
+@dataclass(eq=False)
+class Copy:
+    pid: int
+    arguments: str
+    order: int
+    steps: list = field(default_factory=list)
+    has_ended: bool = False
+    ended: Ended = None
+    passes: list = field(default_factory=list)      # (kind, the step that took the request)
+    redundant: bool = False
+
+    @property
+    def mode(self):
+        return MODES[self.arguments]
+
+    @property
+    def killed(self):
+        return not self.has_ended
+
+    def __str__(self):
+        return f"pid {self.pid} ({self.arguments or 'no arguments'}, record line {self.order + 1})"
+
+
+@dataclass
+class Verdict:
+    violations: list = field(default_factory=list)
+    allowed: dict = field(default_factory=lambda: defaultdict(list))
+    figures: Counter = field(default_factory=Counter)
+
+
+CALL = re.compile(r"(\S+) (\d+) (\w+)\((.*)\) = (\S+) \[(\d+)\]")
+NAMED = re.compile(r'"?(?:mutex |event )?Global\\(\{[^"]*)"')
+STEPS = {"CreateMutexW": "open", "CreateEventW": "open", "SetEvent": "post", "ReleaseMutex": "release",
+         "CloseHandle": "close", "WaitForSingleObject": "try"}
+
+
+def step_of(function, arguments, result):
+    """(kind, value) of a recorded call, or nothing."""
+    if function in STEPS:
+        named = NAMED.search(arguments)
+        what = named and OBJECTS.get(named[1])
+        return what and (f"{STEPS[function]} {what}", result)
+    if function == "CreateFileW":
+        opened = LOG + '", 0x100004,' in arguments
+        return opened and (("line", None) if result < 0xFFFFFFFF else ("lost line", None))
+    if function == "DeleteFileW":
+        return arguments.endswith(LOG + '"') and ("delete", result)
+    if function == "RegSetValueExW":
+        stored = re.search(r'"LastEvtRecordProcessed", 11, 8, (\w+)', arguments)
+        return stored and ("store", int(stored[1], 0))
+    if function == "EvtQuery":
+        return "scan", result
+    if function == "Sleep":
+        return "sleep", int(arguments, 0)
+    if function in ("CreateProcessW", "CreateProcessAsUserW"):
+        made = re.search(r'"' + re.escape(SUITE) + r'(\w+)\.exe (.*)", \d+, \d+(?:, "pid (\d+))?', arguments)
+        return made and ("start", (made[1], made[2], int(made[3]) if made[3] else None))
+    return None

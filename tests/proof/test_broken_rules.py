@@ -1,0 +1,236 @@
+"""The checker sees each rule broken."""
+
+import unittest
+
+from written_history import (
+    DONE, LOGON, NONE, ONE, Script, deletion_meets_line, failing_start, logon_alone, positions,
+    second, worker)
+
+
+class BrokenRules(unittest.TestCase):
+    def broken(self, script, what, kills=False):
+        violations = script.verdict(kills).violations
+        self.assertTrue(any(what in text for text in violations), violations)
+
+    def replaced(self, old, new, what):
+        """A copy alone, with something in its record or log replaced."""
+        script = Script()
+        logon_alone(script)
+        text = "\n".join(script.history.record)
+        log = script.history.log.decode()
+        self.assertEqual((old in text) + (old in log), 1)
+        script.history.record = text.replace(old, new).split("\n")
+        script.history.log = log.replace(old, new).encode()
+        self.broken(script, what)
+
+    def test_two_copies_own_the_instance_mutex(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 0)
+        other.special_pass()
+        first.finish()
+        other.finish()
+        self.broken(script, "works beside")
+
+    def test_the_programs_of_two_copies_overlap(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass(seconds=5)
+        first.finish()
+        logon_alone(script, 200)
+        script.history.siblings[1].end = script.history.siblings[3].end
+        self.broken(script, "both had programs")
+
+    def test_a_pass_goes_on_before_its_program_ended(self):
+        script = Script()
+        logon_alone(script)
+        script.history.siblings[1].end = "2026-01-02"
+        self.broken(script, "went on before")
+
+    def test_a_program_could_not_be_started(self):
+        self.broken(failing_start(5), "PalvoPrinterQuery could not be started: error 5")
+
+    def test_a_copy_is_redundant_although_nobody_works(self):
+        script = Script()
+        copy = script.copy(100, LOGON)
+        copy.begin()
+        copy.ask("changed instance", 258)
+        copy.redundant()
+        self.broken(script, "redundant although nobody works")
+
+    def test_a_pending_request_is_not_seen(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.finish()
+        self.broken(script, "is lost")
+
+    def test_a_request_is_taken_and_no_pass_follows(self):
+        script = Script()
+        copy = worker(script)
+        copy.poll(False, True)
+        copy.finish()
+        self.broken(script, "where 'line' should follow")
+
+    def test_a_working_copy_does_not_look_for_its_own_request(self):
+        script = Script()
+        copy = worker(script)
+        copy.on("ReleaseMutex", "changed instance", 1)
+        copy.leave()
+        copy.line(*DONE)
+        copy.end(0)
+        self.broken(script, "was never served")
+
+    def test_a_request_is_not_posted(self):
+        script = Script()
+        copy = script.copy(100, LOGON)
+        copy.begin(post=False)
+        copy.ask("changed instance", 0)
+        copy.finish()
+        self.broken(script, "'post special request' should follow")
+
+    def test_a_request_that_nobody_posted_is_taken(self):
+        script = Script()
+        copy = worker(script)
+        copy.special_pass()
+        copy.special_pass(queued=True)
+        copy.finish()
+        self.broken(script, "that nobody posted")
+
+    def redundant(self, **how):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant(**how)
+        first.special_pass(queued=True)
+        first.finish()
+        return script
+
+    def test_a_redundant_copy_ends_with_another_code(self):
+        self.broken(self.redundant(code=0), "exit code 0 instead of 1")
+
+    def test_a_redundant_copy_prints_nothing(self):
+        self.broken(self.redundant(output=""), "printed ''")
+
+    def test_a_redundant_copy_writes_another_line(self):
+        script = self.redundant()
+        script.history.log = script.history.log.replace(b"-Redundant instance", b"-redundant instance")
+        self.broken(script, "the log has '-redundant")
+
+    def test_a_copy_that_worked_ends_with_1(self):
+        script = Script()
+        copy = worker(script)
+        copy.special_pass()
+        copy.finish(code=1)
+        self.broken(script, "exit code 1 instead of 0")
+
+    def test_a_line_is_lost(self):
+        script = Script()
+        logon_alone(script)
+        lines = script.history.log.split(b"\r\n")
+        for number in range(len(lines) - 1):
+            script.history.log = b"\r\n".join(lines[:number] + lines[number + 1:])
+            self.assertNotEqual(script.verdict().violations, [], lines[number])
+
+    def test_a_line_is_dropped_though_nobody_deletes_the_log(self):
+        self.broken(deletion_meets_line(False), "the log could not be opened: error 32")
+
+    def test_a_line_is_there_twice(self):
+        script = Script()
+        logon_alone(script)
+        script.history.log += script.history.log.split(b"\r\n")[-2] + b"\r\n"
+        self.broken(script, "more than were written")
+
+    def test_a_line_is_torn(self):
+        for old in ("PalvoPrinterConfiguration(PID100): # Proc", ": -Processing", "] Palvo"):
+            script = Script()
+            logon_alone(script)
+            script.history.log = script.history.log.replace(old.encode(), b"", 1)
+            self.assertNotEqual(script.verdict().violations, [], old)
+
+    def test_two_lines_are_one(self):
+        script = Script()
+        logon_alone(script)
+        script.history.log = script.history.log.replace(b"\r\n[", b"[", 1)
+        self.broken(script, "this is no line of the log")
+
+    def test_a_line_is_another_copys(self):
+        self.replaced("(PID100): # Procesing", "(PID999): # Procesing", "in its place")
+
+    def test_a_line_of_another_wording(self):
+        self.replaced("# Procesing a special", "# Processing a special", "instead of")
+
+    def test_a_queued_request_is_told_as_the_first(self):
+        self.replaced("# Procesing a special", "# Procesing a queued special", "instead of")
+
+    def test_another_time_stamp(self):
+        script = Script()
+        logon_alone(script)
+        script.history.log = script.history.log.replace(b"12:00:00 AM", b"0:00:00 AM", 1)
+        self.broken(script, "this is no line of the log")
+
+    def test_the_writer_gets_other_arguments(self):
+        self.replaced('.exe -c -i "PalvoPrinterConfiguration(UserLogonTask',
+                      '.exe -e -i "PalvoPrinterConfiguration(UserLogonTask', "instead of")
+
+    def test_a_copy_never_ends(self):
+        script = Script()
+        worker(script)
+        self.broken(script, "never ended")
+
+    def test_a_killed_copy_loses_a_line_that_it_had_written(self):
+        script = Script()
+        copy = worker(script)
+        copy.poll(False, True)
+        script.history.log = b"\r\n".join(script.history.log.split(b"\r\n")[:-2]) + b"\r\n"
+        self.broken(script, "the log lacks a line", kills=True)
+
+    def test_a_killed_copys_torn_line_is_the_beginning_of_its_line(self):
+        for torn, good in ((b"# Proce", True), (b"# Proxe", False)):
+            script = Script()
+            copy = worker(script)
+            copy.poll(False, True)
+            copy.opening()
+            script.history.log += (b"[1/1/2026 12:00:00 AM] PalvoPrinterConfiguration(PID100): " + torn)
+            next_one = script.copy(200, LOGON)
+            next_one.begin()
+            next_one.ask("changed instance", 128)
+            next_one.special_pass()
+            next_one.finish()
+            self.assertEqual(script.verdict(kills=True).violations == [], good)
+
+    def test_the_mutex_was_abandoned_though_nobody_was_killed(self):
+        script = Script()
+        copy = script.copy(100, LOGON)
+        copy.begin()
+        copy.ask("changed instance", 128)
+        copy.special_pass()
+        copy.finish()
+        self.broken(script, "abandoned by nobody")
+
+    def test_the_position_goes_back_though_the_scan_was_newer(self):
+        self.broken(positions(3, 2), "went back from 3 to 2")
+
+    def test_the_position_goes_back_to_another_number_than_zero_after_a_clearing(self):
+        self.broken(positions(3, 2, cleared=True), "went back from 3 to 2")
+
+    def test_the_position_is_another_than_the_scan_found(self):
+        script = positions(3, 4)
+        script.history.record = [line.replace("11, 8, 4)", "11, 8, 5)") for line in script.history.record]
+        self.broken(script, "stored 5, though its scan found 4")
+
+    def test_a_copy_that_found_a_printer_leaves_it(self):
+        script = positions(2, 3)
+        script.history.log = script.history.log.replace(NONE.format(3).encode(), ONE.format(3).encode())
+        self.broken(script, "leaves 'Office' unprocessed")
+
+
+if __name__ == "__main__":
+    unittest.main()

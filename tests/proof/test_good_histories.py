@@ -1,0 +1,146 @@
+"""The checker lets good histories pass."""
+
+import unittest
+
+from program_promises import SKIPPED, UPDATE
+from written_history import (
+    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
+    logon_alone, positions, second, worker)
+
+
+class GoodHistories(unittest.TestCase):
+    def check(self, script, kills=False):
+        verdict = script.verdict(kills)
+        self.assertEqual(verdict.violations, [])
+        return verdict
+
+    def test_a_copy_alone(self):
+        script = Script()
+        logon_alone(script)
+        verdict = self.check(script)
+        self.assertEqual((verdict.figures["runs"], verdict.figures["passes"]), (1, 1))
+
+    def test_a_process_id_that_is_used_again(self):
+        script = Script()
+        logon_alone(script)
+        logon_alone(script)
+        self.assertEqual(self.check(script).figures["runs"], 2)
+
+    def test_a_redundant_copy_is_served_by_one_more_pass(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.special_pass(queued=True)
+        first.finish()
+        verdict = self.check(script)
+        self.assertEqual((verdict.figures["redundant"], verdict.figures["passes"]), (1, 2))
+        self.assertEqual(dict(verdict.allowed), {})
+
+    def test_a_printer_event_and_one_that_is_skipped(self):
+        script = Script()
+        first = worker(script, arguments=EVENT)
+        first.poll(True, False)
+        script.note(100, "Sleep(500) = 0 [0]")
+        first.scan(ONE.format(2))
+        first.store(2)
+        first.line("# Processing a configuration request from a NewOrChanged event event for 'Office'.")
+        first.work("-c", printer="Office")
+        other = second(script, arguments=EVENT)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.poll(True, False)
+        first.scan(NONE.format(2))
+        first.store(2)
+        first.line(SKIPPED)
+        first.finish()
+        self.check(script)
+
+    def test_a_refresh_keeps_its_mutex_until_the_handle_is_closed(self):
+        script = Script()
+        first = script.copy(100, REFRESH)
+        first.begin()
+        first.ask("refresh instance", 0)
+        first.line("# Processing a periodic refresh event: PeriodicRefreshTask")
+        first.ask("refresh request", 0)
+        first.work("")
+        other = script.copy(200, REFRESH)
+        other.begin(existed=True)
+        other.ask("refresh instance", 258)
+        other.redundant()
+        first.ask("refresh request", 0)
+        first.line("Processing queued configuration request from a periodic refresh event.")
+        first.work("")
+        first.ask("refresh request", 258)
+        first.line(UPDATE, "Refresh event done...exiting.")
+        first.close("refresh instance", "refresh request")
+        first.end(0)
+        self.check(script)
+
+    def test_a_request_after_the_last_look_is_allowed_and_told(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = script.copy(200, LOGON)
+        other.line(*CALLED[LOGON])
+        first.poll(False, False)
+        other.line("-Processing NewOrChanged event: UserLogonTask")
+        other.open("normal request", True)
+        other.open("special request", True)
+        other.on("SetEvent", "special request", 1)
+        other.open("changed instance", True)
+        other.ask("changed instance", 258)
+        first.on("ReleaseMutex", "changed instance", 1)
+        other.redundant()
+        first.line(UPDATE)
+        first.leave()
+        first.line(*DONE)
+        first.end(0)
+        verdict = self.check(script)
+        self.assertEqual([(why, len(cases)) for why, cases in verdict.allowed.items()],
+                         [("posted after the working copy's last look, and no copy held the request",
+                           1)])
+
+    def test_a_position_that_an_older_scan_puts_back_is_allowed_and_told(self):
+        verdict = self.check(positions(2, 3, older_first=True))
+        self.assertEqual(len(verdict.allowed), 1)
+        self.assertIn("the position went back", next(iter(verdict.allowed)))
+
+    def test_a_position_may_go_back_after_a_clearing_and_with_installation(self):
+        script = positions(3, 0, cleared=True)
+        copy = script.copy(300, "-IT")
+        copy.line(*CALLED["-IT"])
+        copy.store(0)
+        copy.line("Auto-config scheduled task successfully created with event and calendar triggers.",
+                  "# Invoked to install scheduled tasks. Done...exiting.")
+        copy.end(0, "Channel properties updated.\n" + "\n Success! Task successfully registered." * 3)
+        self.check(script)
+
+    def test_a_program_that_wine_does_not_bring_up_is_allowed_and_told(self):
+        verdict = self.check(failing_start(1359))
+        self.assertEqual(list(verdict.allowed), ["Wine did not bring a program up"])
+
+    def test_a_line_that_meets_the_deletion_of_the_log_is_dropped(self):
+        verdict = self.check(deletion_meets_line(True))
+        self.assertEqual(list(verdict.allowed), ["a line is dropped while -DL deletes the log"])
+
+    def test_a_killed_copy_ends_anywhere_and_the_next_works(self):
+        for steps in range(3):
+            script = Script()
+            copy = worker(script)
+            if steps:
+                copy.poll(False, True)
+            if steps == 2:
+                copy.opening()
+            next_one = script.copy(200, LOGON)
+            next_one.begin()
+            next_one.ask("changed instance", 128)
+            next_one.special_pass()
+            next_one.finish()
+            self.assertEqual(self.check(script, kills=True).figures["killed"], 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,273 @@
+"""Histories as they would be recorded, written by hand for the tests of the checker."""
+
+import re
+
+from history_checker import check
+from program_promises import OBJECTS, REDUNDANT, SUITE, UPDATE
+from recorded_history import Ended, History, SiblingRun
+
+NAMES = {what: "Global\\" + name for name, what in OBJECTS.items()}
+LOG = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
+       r"\PalvoPrinterConfiguration.log")
+USERS = ["Updated UserPropertyBag for 'PC\\alice': UserId='1', Src='alice'"]
+LOGON, EVENT, REFRESH = "-c -i UserLogonTask", "-c -i NewOrChangedTask", "-r -i PeriodicRefreshTask"
+CALLED = {
+    LOGON: ["# Called with 3 argument(s): -c -i UserLogonTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, UserLogonEvent, -i UserLogonTask"],
+    EVENT: ["# Called with 3 argument(s): -c -i NewOrChangedTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, NewOrChangedTask, "
+            "-i NewOrChangedTask"],
+    REFRESH: ["# Called with 3 argument(s): -r -i PeriodicRefreshTask",
+              "#\tResolved Args: NoNgen, NoWarmup, PeriodicRefreshEvent, NotNewOrChangedEvent, "
+              "-i PeriodicRefreshTask"],
+    "-IT": ["# Called with 1 argument(s): -IT",
+            "#\tResolved Args: NoNgen, NoWarmup, InstallScheduledTask, NotNewOrChangedEvent, -i "]}
+ONE = ("Found one pertinent, non-duplicate '300/306' event in the range of IDs from 2 to {}. One printer "
+       "added or changed: 'Office'")
+NONE = "Found no new '300/306' events with IDs > {}."
+DONE = ["NewOrChanged event done...exiting.", "", ""]
+
+
+class Script:
+    """A history as somebody writes it down, one thing after the other."""
+
+    def __init__(self):
+        self.history = History([], b"", users=list(USERS))
+        self.tick = 0
+
+    def time(self):
+        self.tick += 1
+        return f"2026-01-01T00:{self.tick // 60:02}:{self.tick % 60:02}.0000000Z"
+
+    def note(self, pid, text):
+        self.history.record.append(f"{self.time()} {pid} {text}")
+
+    def clear_channel(self):
+        self.history.clears.append((len(self.history.record), len(self.history.record)))
+
+    def copy(self, pid, arguments):
+        return Actor(self, pid, arguments)
+
+    def verdict(self, kills=False):
+        self.history.kills = kills
+        return check(self.history)
+
+
+class Actor:
+    """One copy: each method is a step of it, with what the record and the log show of it."""
+
+    def __init__(self, script, pid, arguments):
+        self.script, self.pid, self.arguments = script, pid, arguments
+        self.began = len(script.history.record)
+        self.invoker = arguments.split()[-1]
+        script.note(pid, f'process started: "{SUITE}PalvoPrinterConfiguration.exe" {arguments}')
+
+    def line(self, *texts):
+        for text in texts:
+            self.opening()
+            self.script.history.log += (f"[1/1/2026 12:00:00 AM] PalvoPrinterConfiguration"
+                                        f"(PID{self.pid}): {text}\r\n").encode()
+
+    def opening(self):
+        self.script.note(self.pid, f'CreateFileW("{LOG}", 0x100004, 1, 4, 128) = 0x78 [183]')
+
+    def open(self, what, existed):
+        function = "CreateEventW(0, 0" if what.endswith("request") else "CreateMutexW(0"
+        self.script.note(self.pid, f'{function}, "{NAMES[what]}") = 0x80 [{183 if existed else 0}]')
+
+    def on(self, function, what, result):
+        kind = "event" if what.endswith("request") else "mutex"
+        more = ", 0" if function == "WaitForSingleObject" else ""
+        self.script.note(self.pid, f'{function}("{kind} {NAMES[what]}"{more}) = {result} [0]')
+
+    def ask(self, what, result):
+        self.on("WaitForSingleObject", what, result)
+
+    def close(self, *whats):
+        for what in whats:
+            self.on("CloseHandle", what, 1)
+
+    def scan(self, text):
+        self.script.note(self.pid, 'EvtQuery("Channel", "Event", 513) = 0x4e0004 [0]')
+        self.line(text)
+
+    def store(self, number):
+        self.script.note(self.pid, f'RegSetValueExW("Key", "LastEvtRecordProcessed", 11, 8, {number}) '
+                                   "= 0 [0]")
+
+    def program(self, name, command, seconds=1):
+        script = self.script
+        pid = 10000 + script.tick
+        script.note(self.pid, f'CreateProcessW(null, "{SUITE}{name}.exe {command}", 0, 32, "pid {pid}") '
+                              "= 1 [0]")
+        start = script.time()
+        script.tick += seconds - 1
+        script.history.siblings.append(SiblingRun(pid, start, script.time(), command))
+
+    def work(self, arguments, printer=None, seconds=1):
+        tag = f'-i "PalvoPrinterConfiguration({self.invoker} PID: {self.pid})"'
+        self.program("PalvoPrinterQuery", f'-e "{printer}"' if printer else arguments, seconds)
+        self.program("PalvoPrinterConfigurationWriter",
+                     f"{'-e' if printer else arguments} {tag}", seconds)
+        self.line(*USERS)
+
+    def begin(self, existed=False, post=True):
+        """To the request's posting, or for a refresh to the instance mutex."""
+        self.line(*CALLED[self.arguments])
+        if self.arguments == REFRESH:
+            self.open("refresh request", existed)
+            self.open("refresh instance", existed)
+            return
+        if self.arguments == EVENT:
+            self.open("scan check", False)
+            self.ask("scan check", 0)
+            self.scan(ONE.format(2))
+            self.on("ReleaseMutex", "scan check", 1)
+            self.close("scan check")
+        self.line(f"-Processing NewOrChanged event: {self.invoker}")
+        self.open("normal request", existed)
+        self.open("special request", existed)
+        if post:
+            self.on("SetEvent", self.request(), 1)
+        self.open("changed instance", existed)
+
+    def request(self):
+        return {EVENT: "normal request", LOGON: "special request", REFRESH: "refresh request"}[
+            self.arguments]
+
+    def poll(self, normal, special):
+        self.ask("normal request", 0 if normal else 258)
+        self.ask("special request", 0 if special else 258)
+
+    def special_pass(self, queued=False, seconds=1):
+        self.poll(False, True)
+        self.line("# Procesing a queued special NewOrChanged event." if queued else
+                  "# Procesing a special NewOrChanged event.")
+        self.work("-c", seconds=seconds)
+
+    def finish(self, code=0, output=""):
+        self.poll(False, False)
+        self.on("ReleaseMutex", "changed instance", 1)
+        self.line(UPDATE)
+        self.leave()
+        self.line(*DONE)
+        self.end(code, output)
+
+    def leave(self):
+        self.close("changed instance", "special request", "normal request")
+
+    def redundant(self, code=1, output=None):
+        kind = self.request().split()[0]
+        text = REDUNDANT[kind].format(self.invoker)
+        self.line(text)
+        if kind == "refresh":
+            self.on("SetEvent", "refresh request", 1)
+            self.close("refresh instance", "refresh request")
+        else:
+            self.leave()
+        self.end(code, text if output is None else output)
+
+    def end(self, code, output=""):
+        self.script.note(self.pid, "process ended")
+        self.script.history.ended.append(
+            Ended(self.pid, code, output, self.began, len(self.script.history.record)))
+
+
+def logon_alone(script, pid=100):
+    copy = script.copy(pid, LOGON)
+    copy.begin()
+    copy.ask("changed instance", 0)
+    copy.special_pass()
+    copy.finish()
+
+
+def worker(script, pid=100, arguments=LOGON):
+    """A working copy before its first look at the requests."""
+    copy = script.copy(pid, arguments)
+    copy.begin()
+    copy.ask("changed instance", 0)
+    return copy
+
+
+def second(script, pid=200, arguments=LOGON):
+    """A copy that comes while another works, before it asks for the mutex."""
+    copy = script.copy(pid, arguments)
+    copy.begin(existed=True)
+    return copy
+
+
+def failing_start(error):
+    """A copy whose first program does not come up; it goes on with the next."""
+    script = Script()
+    logon_alone(script)
+    first = next(line for line in script.history.record if " CreateProcessW(" in line)
+    at = script.history.record.index(first)
+    script.history.record[at] = re.sub(r', "pid \d+"\) = 1 \[0\]', f") = 0 [{error}]", first)
+    script.history.siblings.pop(0)
+    return script
+
+
+def positions(first, then, older_first=False, cleared=False):
+    """Two copies that find nothing to do, with the positions that they store. The second one's scan
+    is older than the first one's store, or newer."""
+    script = Script()
+
+    def scan(copy, number):
+        copy.line(*CALLED[EVENT])
+        copy.open("scan check", False)
+        copy.ask("scan check", 0)
+        copy.scan(NONE.format(number))
+        copy.on("ReleaseMutex", "scan check", 1)
+
+    def store(copy, number):
+        copy.store(number)
+        copy.line("- No supported printers need to be processed. Done. Exiting.")
+        copy.close("scan check")
+        copy.end(0)
+
+    if older_first:
+        old, new = script.copy(100, EVENT), script.copy(200, EVENT)
+        scan(old, first)
+        scan(new, then)
+        store(new, then)
+        store(old, first)
+    else:
+        one, other = script.copy(100, EVENT), script.copy(200, EVENT)
+        scan(one, first)
+        store(one, first)
+        if cleared:
+            script.clear_channel()
+        scan(other, then)
+        store(other, then)
+    return script
+
+
+def deletion_meets_line(is_deletion):
+    """A copy's first line meets the log's deletion, or fails for no such reason. What was written
+    before the deletion is gone."""
+    script = Script()
+    copy = script.copy(100, "-DL")
+    copy.line("# Called with 1 argument(s): -DL",
+              "#\tResolved Args: NoNgen, NoWarmup, DeleteLogFile, NotNewOrChangedEvent, -i ")
+    if not is_deletion:
+        copy = script.copy(100, LOGON)
+    other = script.copy(200, LOGON)
+    script.note(200, f'CreateFileW("{LOG}", 0x100004, 1, 4, 128) = 0xffffffffffffffff [32]')
+    if is_deletion:
+        script.note(100, f'DeleteFileW("{LOG}") = 1 [0]')
+        script.history.log = b""
+        copy.line("# Invoked to delete log file. Done...exiting.")
+        copy.end(0)
+    else:
+        script.history.log, script.history.record = b"", script.history.record[-2:]
+    other.line(CALLED[LOGON][1])
+    other.began = 0
+    other.line("-Processing NewOrChanged event: UserLogonTask")
+    other.open("normal request", False)
+    other.open("special request", False)
+    other.on("SetEvent", "special request", 1)
+    other.open("changed instance", False)
+    other.ask("changed instance", 0)
+    other.special_pass()
+    other.finish()
+    return script
