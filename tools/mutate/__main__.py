@@ -26,7 +26,7 @@ from pathlib import Path
 
 from mutators import mutants_of
 from trial import ALIVE, KILLED, REFUSED, SAME, try_mutant
-from workshop import Build, Shop, make_prefix
+from workshop import Build, Shop, WinePrefix
 
 ROOT = Path(__file__).resolve().parents[2]
 FOLDER = ROOT / "build" / "mutation"
@@ -109,7 +109,7 @@ def choose(sources, size, seed):
     return [mutant for _, mutant in ranked[:size]], len(ranked)
 
 
-def try_all(build, mutants, results, workers):
+def try_all(build, mutants, results, workers, prefix):
     """Each worker takes one mutant after the other. The first error of a worker ends the run; ended
     from outside, it finishes what it has begun, and the answer is False."""
     waiting = queue.SimpleQueue()
@@ -120,7 +120,7 @@ def try_all(build, mutants, results, workers):
     def work(number):
         shop = None
         try:
-            shop = Shop(build, FOLDER / f"worker-{number}", FOLDER / "prefix")
+            shop = Shop(build, FOLDER / f"worker-{number}", prefix)
             if number == 0:
                 build.measure(shop, FOLDER / "baseline.json")
                 measured.set()
@@ -202,9 +202,10 @@ def main():
     small = size == SMALL_SAMPLE
     # The small sample tells of today's tests, and takes nothing from earlier runs.
     open_ones = [mutant for mutant in mutants if small or results.get(mutant) is None]
-    make_prefix(FOLDER / "prefix")
+    prefix = WinePrefix(FOLDER / "prefix")
+    prefix.make()
     whole = not open_ones or try_all(Build(ROOT, options.build.resolve()), open_ones, results,
-                                     options.workers)
+                                     options.workers, prefix)
     good = report(mutants, total, results, time.monotonic() - start, not small)
     return 0 if good and whole else 1
 

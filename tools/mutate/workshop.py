@@ -14,34 +14,13 @@ import shlex
 import shutil
 import signal
 import subprocess
+import sys
 import time
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-def environment_of(prefix):
-    """Wine's, with a prefix of its own; no window is ever to wait for a person."""
-    environment = dict(os.environ, WINEPREFIX=str(prefix), WINEARCH="win64", WINEDEBUG="-all")
-    environment.pop("DISPLAY", None)
-    environment.pop("WAYLAND_DISPLAY", None)
-    return environment
-
-
-def make_prefix(prefix):
-    done = prefix / "made-for-mutants"
-    if not done.exists():
-        shutil.rmtree(prefix, ignore_errors=True)
-        prefix.mkdir(parents=True)
-        subprocess.run(["wineboot", "-i"], env=environment_of(prefix), stdin=subprocess.DEVNULL,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300, check=True)
-        wine_server(prefix, "-w")
-        done.touch()
-
-
-def wine_server(prefix, argument):
-    server = next((path for path in ("/usr/lib/wine/wineserver", "/usr/lib/wine/wineserver64")
-                   if os.path.exists(path)), "wineserver")
-    subprocess.run([server, argument], env=environment_of(prefix), stdin=subprocess.DEVNULL,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120, check=False)
+from wine_prefix import WinePrefix  # noqa: E402  (the path is set just above)
 
 
 class Build:
@@ -145,7 +124,7 @@ class Shop:
         self.build = build
         self.folder = folder
         self.fresh_prefix = fresh_prefix
-        self.prefix = folder / "prefix"
+        self.prefix = WinePrefix(folder / "prefix")
         for name in ("src", "tests", "objects", "programs"):
             shutil.rmtree(folder / name, ignore_errors=True)
         for name in ("src", "tests"):
@@ -158,19 +137,20 @@ class Shop:
         self.renew_prefix()
 
     def renew_prefix(self):
-        if self.prefix.is_dir():
-            wine_server(self.prefix, "-k")
-            wine_server(self.prefix, "-w")
-            shutil.rmtree(self.prefix)
+        fresh, own = self.fresh_prefix.folder, self.prefix.folder
+        if own.is_dir():
+            self.prefix.end()
+            self.prefix.server("-w")
+            shutil.rmtree(own)
         # Links instead of copies, except for the registry, which Wine's server writes in place.
-        subprocess.run(["cp", "-al", str(self.fresh_prefix), str(self.prefix)], check=True)
-        for file in self.fresh_prefix.glob("*.reg"):
-            (self.prefix / file.name).unlink()
-            shutil.copy2(file, self.prefix / file.name)
-        wine_server(self.prefix, "-p")  # starting the server takes longer than most tests
+        subprocess.run(["cp", "-al", str(fresh), str(own)], check=True)
+        for file in fresh.glob("*.reg"):
+            (own / file.name).unlink()
+            shutil.copy2(file, own / file.name)
+        self.prefix.server("-p")    # starting the server takes longer than most tests
 
     def close(self):
-        wine_server(self.prefix, "-k")
+        self.prefix.end()
 
     def compile(self, object_name):
         """The object made from the worker's sources; None when the compiler refuses it."""
@@ -222,7 +202,7 @@ class Shop:
         with open(output, "wb") as stream:
             process = subprocess.Popen(
                 ["wine", program.name, "--gtest_fail_fast", *arguments], cwd=program.parent,
-                env=environment_of(self.prefix), stdin=subprocess.DEVNULL, stdout=stream,
+                env=self.prefix.environment, stdin=subprocess.DEVNULL, stdout=stream,
                 stderr=subprocess.STDOUT, start_new_session=True)
             try:
                 code = process.wait(timeout=limit)
@@ -230,9 +210,9 @@ class Shop:
                 code = None
                 os.killpg(process.pid, signal.SIGKILL)
                 process.wait()
-                wine_server(self.prefix, "-k")
-                wine_server(self.prefix, "-w")
-                wine_server(self.prefix, "-p")
+                self.prefix.end()
+                self.prefix.server("-w")
+                self.prefix.server("-p")
         if code == 0:
             return None
         text = output.read_text(encoding="utf-8", errors="replace")
