@@ -45,12 +45,14 @@ const std::vector<Command>& Commands()
         {L"clock", &RunClock, kClockHelp},
         {L"run", &RunProgram,
          L"run [--account A] [--timeout MS] [--output FILE] [--no-wait] [--print-exit]\n"
-         L"    [--coverage-dir DIR] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
-         L"    [--program PATH] (-- ARGUMENT... | --raw TEXT [--escapes])\n"
-         L"                               run the program; ends with its exit code\n"},
+         L"    [--kill-after N] [--fault \"F N ERROR [always]\"]... [--program PATH]\n"
+         L"    (-- ARGUMENT... | --raw TEXT [--escapes])\n"
+         L"                               run the program; ends with its exit code. --kill-after ends\n"
+         L"                               it after its N-th recorded call; --raw takes the command\n"
+         L"                               line as it is, with --escapes backslash, u, XXXX in it\n"},
         {L"kill", &RunKill, L"kill PID                       end a process at once\n"},
         {L"burst", &RunBurst,
-         L"burst FILE|- [--output-dir DIR] [--coverage-dir DIR]\n"
+         L"burst FILE|- [--output-dir DIR]\n"
          L"                               start one copy per line of FILE together, wait for all;\n"
          L"                               a line is \"[@ACCOUNT ]arguments\"\n"},
         {L"show", &RunShow,
@@ -58,7 +60,8 @@ const std::vector<Command>& Commands()
          L"     |faults|files|messages|settings|channel\n"},
         {L"sibling", &RunSibling,
          L"sibling query|writer [--take MS[-MS]] [--return CODE] [--hold|--release]\n"
-         L"        [--missing|--present]  tell a stand-in what to do\n"},
+         L"        [--missing|--present]  tell a stand-in what to do; --hold: not to end before\n"
+         L"                               --release\n"},
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"

@@ -25,10 +25,6 @@ LaunchRequest TakeLaunchOptions(Arguments& arguments)
         request.program = ToWindowsPath(*program);
     }
     request.account = TakeOption(arguments, L"--account").value_or(L"");
-    if (const auto folder = TakeOption(arguments, L"--coverage-dir"))
-    {
-        request.environment.emplace_back(L"GCOV_PREFIX", ToWindowsPath(*folder));
-    }
     if (const auto count = TakeOption(arguments, L"--kill-after"))
     {
         request.environment.emplace_back(L"PALVOLAB_KILL_AFTER", *count);

@@ -8,7 +8,8 @@
 // These DLLs are loaded at their first call, and the identifiers make it while the thread
 // impersonates a user: the loader would look for a bare name with the user's rights, and through
 // the user's drive letters. What is loaded already is not looked for. LOAD_LIBRARY_SEARCH_SYSTEM32
-// would be shorter, but Windows Vista and 7 know it only with an update.
+// would be shorter, but Windows Vista and 7 know it only with an update. They stay loaded until the
+// process ends, as a late import does.
 void LoadDllsOfIdentifiers()
 {
     std::array<wchar_t, MAX_PATH> folder = {};
