@@ -83,8 +83,10 @@ std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
     return lineEnd + 1;
 }
 
-/// Copies to the end in whole lines, so that a read or a write that fails tears none.
-void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::span<char> buffer)
+/// Copies from byte `from` of `size` to the end in whole lines, so that a read that fails or ends
+/// early, or a write that fails, tears none.
+void CopyTail(HANDLE source, std::uint64_t from, std::uint64_t size, HANDLE target,
+              std::span<char> buffer)
 {
     LARGE_INTEGER position = {};
     position.QuadPart = static_cast<LONGLONG>(from);
@@ -95,9 +97,10 @@ void CopyTail(HANDLE source, std::uint64_t from, HANDLE target, std::span<char> 
     std::size_t held = 0;
     while (const auto block = ReadBlock(source, buffer.subspan(held)))
     {
+        from += block->size();
         const std::string_view bytes(buffer.data(), held + block->size());
-        const std::size_t length =
-            WritableLength(bytes, block->empty(), bytes.size() == buffer.size());
+        const bool isEnd = block->empty() && from >= size;
+        const std::size_t length = WritableLength(bytes, isEnd, bytes.size() == buffer.size());
         WriteBytes(target, bytes.substr(0, length));
         if (block->empty())
         {
@@ -187,7 +190,7 @@ void LogFile::Trim()
             // Not on the heap: running out of memory here would lose the log, which is empty now.
             std::array<char, ReadBytes> buffer;
             const std::uint64_t firstKept = FirstKeptByte(copy.Get(), size, buffer);
-            CopyTail(copy.Get(), firstKept, log.Get(), buffer);
+            CopyTail(copy.Get(), firstKept, size, log.Get(), buffer);
         }
     }
     DeleteFileW(copyPath.c_str());

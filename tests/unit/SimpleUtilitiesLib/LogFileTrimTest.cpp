@@ -298,7 +298,13 @@ TEST_F(LogFileTrimTest, FileThatCannotBeSoughtInStillGetsTheLastLine)
     EXPECT_FALSE(HasCopy());
 }
 
-TEST_F(LogFileTrimTest, CopyThatCannotBeReadToItsEndTearsNoLine)
+/// The trimmed log when the tail's first read brings 1,000 bytes and the second none, successfully
+/// or not.
+class LogFileTrimCutTest : public LogFileTrimTest, public testing::WithParamInterface<BOOL>
+{
+};
+
+TEST_P(LogFileTrimCutTest, CopyThatIsNotReadToItsEndTearsNoLine)
 {
     int readsOfTheTail = -1;
     const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
@@ -314,14 +320,19 @@ TEST_F(LogFileTrimTest, CopyThatCannotBeReadToItsEndTearsNoLine)
             {
                 return decltype(read)::Original(file, buffer, size, length, overlapped);
             }
-            return ++readsOfTheTail == 1
-                       ? decltype(read)::Original(file, buffer, 1000, length, overlapped)
-                       : FALSE;
+            if (++readsOfTheTail == 1)
+            {
+                return decltype(read)::Original(file, buffer, 1000, length, overlapped);
+            }
+            *length = 0;
+            return GetParam();
         });
     const std::string lines = NumberedLines(FourMebibytes + 64);
     // Of 1,000 bytes the 15 whole lines.
     ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64, 960));
 }
+
+INSTANTIATE_TEST_SUITE_P(FailingAndEndingEarly, LogFileTrimCutTest, testing::Values(FALSE, TRUE));
 
 TEST_F(LogFileTrimTest, CopyThatCannotBeReadStillGetsTheLastLine)
 {
