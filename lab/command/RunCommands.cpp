@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include "Accounts.h"
+#include "CallRecord.h"
 #include "FaultPlan.h"
 #include "LabState.h"
 #include "Launch.h"
@@ -187,7 +188,7 @@ int RunKill(const Arguments& arguments)
     }
     const OwnedHandle process(
         OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(*id)));
-    if (!process || !TerminateProcess(process.Get(), 1))
+    if (!process || !TerminateProcess(process.Get(), kKilled))
     {
         return Complain(L"process " + arguments[0] + L" cannot be ended");
     }

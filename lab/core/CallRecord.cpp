@@ -17,8 +17,6 @@ std::vector<std::wstring> onlyFunctions; // none: all
 std::uint64_t killAfter = 0;
 std::uint64_t recorded = 0;
 
-constexpr UINT kKilled = 0xDEAD;
-
 // Stays open for the whole process, as the file does: a record is written at every call.
 HANDLE RecordMutex()
 {

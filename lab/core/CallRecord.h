@@ -14,6 +14,9 @@ namespace PalvoLab
 
 inline constexpr wchar_t kCallFile[] = L"calls.log";
 
+// The exit code of a process that the lab killed.
+inline constexpr UINT kKilled = 0xDEAD;
+
 // Whether this process records, as `palvo-lab record` said when the process started.
 bool IsRecording();
 

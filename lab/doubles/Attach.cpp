@@ -46,7 +46,7 @@ public:
                        plan.fault.error);
             if (plan.action.kill)
             {
-                TerminateProcess(GetCurrentProcess(), 0xDEAD);
+                TerminateProcess(GetCurrentProcess(), kKilled);
             }
             if (plan.action.read)
             {

@@ -12,8 +12,6 @@ namespace PalvoLab
 namespace
 {
 
-constexpr UINT kKilled = 0xDEAD;
-
 // Shared memory that this process alone knows. Its first opener never closes it, so it lasts as
 // long as the process, whatever becomes of this DLL.
 struct Counts

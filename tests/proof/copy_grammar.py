@@ -54,7 +54,7 @@ class Reading:
         step = self.take("line")
         if step.kind == "lost line":
             deleting = [copy for copy in self.checker.copies if copy.mode.kind == "delete" and
-                        copy.order < step.order and copy.steps[-1].order > step.order]
+                        copy.order < step.order < copy.last]
             if deleting:
                 self.checker.allow("a line is dropped while -DL deletes the log", self.copy,
                                    deleting[0])

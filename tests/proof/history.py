@@ -10,7 +10,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from random import Random
 
-from proof import ROOT, SUPPORTED, Proof  # First: it says where the lab's module lies.
+from proof import ROOT, SUPPORTED, Proof, wine_failed  # First: it says where the lab's module lies.
 
 import lab as system
 from history_checker import check, story
@@ -27,7 +27,7 @@ ARGUMENTS = {
     "-c -i NewOrChangedTask": 30, "-c -i UserLogonTask": 12, "-c -i POJEMService": 6,
     "-c -i Somebody": 4, "-c": 4, "-r -i PeriodicRefreshTask": 12, "-r": 8, "": 8, "-i Somebody": 4,
     "-c -i UserLogonTask -IN -w": 3, "-r -i PeriodicRefreshTask -IN -w": 3}
-BESIDE = {"-?": 2, "-x": 1, "-w": 2}
+BESIDE = {"-?": 2, "-x": 1, "-w": 1, "-IN": 1, "-UN": 1, "-APDI -i Nothing": 1}
 INSTALLERS = {"-IT": 1, "-UT": 1}
 PRINTERS = [f"Office {number}" for number in range(1, 9)]
 
@@ -239,8 +239,8 @@ class Findings:
 
 
 def share(proof, findings, wanted, tell):
-    """Judges history after history, tell(lab, random), on all labs until enough is seen. When the lab
-    itself fails, the next history follows; a second time in turn is a finding."""
+    """Judges history after history, tell(lab, random), on all labs until enough is seen. When Wine does
+    not bring up a process, the next history follows; a second time in turn is a finding."""
     numbers = iter(range(1, 10 ** 9))
     told = [time.monotonic()]
 
@@ -254,8 +254,8 @@ def share(proof, findings, wanted, tell):
             except Broken as error:
                 proof.find(f"history {case}: {error}")
             except Exception as error:  # The other lab goes on.
-                text = f"history {case}: the lab failed: {type(error).__name__}: {error}"
-                if failed:
+                text = f"history {case}: {type(error).__name__}: {error}"
+                if failed or not wine_failed(lab, text):
                     proof.find(text)
                     return
                 print(text, flush=True)

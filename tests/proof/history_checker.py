@@ -22,7 +22,7 @@ from collections import defaultdict, deque
 
 from copy_grammar import Reading, Violation
 from program_promises import ABANDONED, HEAD, MODES, NOT_NOW, TAKEN
-from recorded_history import CALL, NOT_BROUGHT_UP, Copy, Step, Verdict, step_of
+from recorded_history import CALL, KILLED, NOT_BROUGHT_UP, Copy, Step, Verdict, step_of
 
 
 class Checker:
@@ -31,6 +31,7 @@ class Checker:
         self.verdict = Verdict()
         self.copies = []
         self.steps = []
+        self.excusing = set()   # killed copies that have excused something
 
     def violate(self, text):
         self.verdict.violations.append(text)
@@ -55,7 +56,9 @@ class Checker:
         self.check_position()
         figures = self.verdict.figures
         figures["runs"] += len(self.copies)
-        figures["requests"] += sum(1 for copy in self.copies if copy.mode.scheme)
+        # The event of a refresh is made signalled, which is a request too.
+        figures["requests"] += sum(step.kind.startswith("post ") or (
+            step.kind == "open refresh request" and step.error == 0) for step in self.steps)
         figures["passes"] += sum(len(copy.passes) for copy in self.copies)
         figures["redundant"] += sum(copy.redundant for copy in self.copies)
         figures["killed"] += sum(copy.killed for copy in self.copies)
@@ -66,12 +69,14 @@ class Checker:
         for order, line in enumerate(self.history.record):
             time, pid, text = line.split(" ", 2)
             pid = int(pid)
+            if pid in living:
+                living[pid].last = order
             if text.startswith("process started: "):
                 arguments = text.split('.exe"', 1)[1].strip()
                 if arguments not in MODES:
                     self.violate(f"record line {order + 1}: arguments that nobody gave: {arguments}")
                     continue
-                living[pid] = Copy(pid, arguments, order)
+                living[pid] = Copy(pid, arguments, order, last=order)
                 self.copies.append(living[pid])
             elif text == "process ended":
                 living.pop(pid).has_ended = True
@@ -98,6 +103,8 @@ class Checker:
                     self.violate(f"pid {ended.pid} ended, but did not start")
                 continue
             of_pid[at].ended = ended
+            if of_pid[at].killed and ended.code != KILLED:
+                self.violate(f"{of_pid[at]}: ended with {ended.code} as if it had been killed")
 
     def read_log(self):
         """Gives each line to the opening that it was written after. What was written before the
@@ -150,6 +157,8 @@ class Checker:
         for scheme in ("changed", "refresh"):
             owner, leaving = None, None
             for step in self.steps:
+                if leaving and leaving.last < step.order:
+                    leaving = None
                 if step.copy is owner and step.kind in (f"release {scheme} instance",
                                                         f"close {scheme} instance"):
                     # A closed handle gives back at the thread's end, or at once as the last one.
@@ -161,10 +170,9 @@ class Checker:
                     if step.owner is None:
                         self.violate(f"{step.copy}: redundant although nobody works")
                 else:
-                    if owner is not None and not owner.killed:
+                    if owner is not None and not owner.was_killed_before(step):
                         self.violate(f"{step.copy} works beside {owner}")
-                    if step.value == ABANDONED and scheme == "changed" and not (
-                            owner and owner.killed):
+                    if step.value == ABANDONED and scheme == "changed" and owner is None:
                         self.violate(f"{step.copy}: the mutex was abandoned by nobody who was killed")
                     owner, leaving = step.copy, None
 
@@ -184,7 +192,7 @@ class Checker:
                 continue
             copy = step.copy
             if verb == "open":
-                living = [holder for holder in holders if not holder.killed]
+                living = [holder for holder in holders if not holder.was_killed_before(step)]
                 if step.error == 0:
                     if living:
                         self.violate(f"{copy}: a second {event} beside that of {living[0]}")
@@ -203,9 +211,7 @@ class Checker:
                 pending.append(step)
                 signalled = True
             elif verb == "try" and step.value == TAKEN:
-                if not signalled and self.killed_amid(copy, step):
-                    self.allow("a killed copy may have posted what another took", copy)
-                elif not signalled:
+                if not signalled and not self.excuse(copy, step, "posted what another took"):
                     self.violate(f"{copy}: took a {event} that nobody posted")
                 if copy.killed and not any(taken is step for _, taken in copy.passes):
                     for post in pending:
@@ -216,19 +222,23 @@ class Checker:
                 pending.clear()
                 signalled = False
             elif verb == "try" and step.value == NOT_NOW and signalled:
-                if self.killed_amid(copy, step):
-                    self.allow("a killed copy may have taken the request", copy)
-                    pending.clear()
-                    signalled = False
-                else:
+                if not self.excuse(copy, step, "taken the request"):
                     self.violate(f"{copy}: the pending {event} of "
                                  f"{pending[-1].copy if pending else 'the event itself'} is lost")
+                pending.clear()
+                signalled = False
         end_event()
 
-    def killed_amid(self, copy, step):
-        """Whether a killed copy of the same scheme may have done one thing that was not recorded."""
-        return any(other.killed and other.order < step.order and other.mode.scheme == copy.mode.scheme
-                   for other in self.copies)
+    def excuse(self, copy, step, what):
+        """Whether a copy of the same scheme was killed before the step: it may have done one thing
+        that was not recorded any more, which excuses one step of others."""
+        for other in self.copies:
+            if (other.was_killed_before(step) and other.mode.scheme == copy.mode.scheme
+                    and other not in self.excusing):
+                self.excusing.add(other)
+                self.allow(f"a killed copy may have {what}", other, copy)
+                return True
+        return False
 
     def judge_lost(self, post, event):
         """The event ended before a copy took the request."""
@@ -239,10 +249,10 @@ class Checker:
             self.allow("a request of a killed copy ended with its event", copy)
         elif owner is None:
             self.violate(f"{copy}: its {event} was never served, and nobody else was at work")
-        elif owner.killed:
-            self.allow("the working copy was killed, and no living copy held the request", owner, copy)
         elif any(step.kind == f"try {event}" and step.order > post.order for step in owner.steps):
             self.violate(f"{copy}: its {event} was never served, though {owner} looked for one later")
+        elif owner.killed:
+            self.allow("the working copy was killed, and no living copy held the request", owner, copy)
         else:
             self.allow("posted after the working copy's last look, and no copy held the request",
                        owner, copy)

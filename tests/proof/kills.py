@@ -20,7 +20,7 @@ SHORT, LONG = 300, 5000     # kills
 TRIMS = 24                  # kills within a trim, in the short form
 ROUNDS = 4                  # of one history
 KILLERS = 6                 # copies of a round that are to be killed
-CALLS = 220                 # a redundant copy makes fewer recorded calls, a working one more
+NO_SIBLINGS = ["-IT", "-DL"]
 
 CHANGED = ["-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c", "-c -i POJEMService"]
 REFRESHING = ["-r -i PeriodicRefreshTask", "-r", ""]
@@ -33,27 +33,66 @@ class Reference:
 
     def __init__(self, lab):
         self.users = prepare(lab)
-        lab("record", "counts")
-        self.calls = {}
-        for arguments in ("-c -i NewOrChangedTask", "-c -i UserLogonTask", "-r"):
-            lab("printer", "add", f"Of {arguments}", SUPPORTED)
+        self.calls, self.recorded = {}, {}
+        lab("printer", "add", "Any", SUPPORTED)
+        for arguments in CHANGED + REFRESHING + NO_SIBLINGS:
+            lab("printer", "change", "Any")
+            lab("record", "counts")
             pid = lab.run(*arguments.split()).pid
             counted = re.findall(rf"^{pid} (\w+) (\d+)$", lab("show", "counts"), re.MULTILINE)
             self.calls[arguments] = [(name, int(count)) for name, count in counted]
+            lab("printer", "change", "Any")
+            lab("tasks", "wait")
+            lab("record", "on")
+            pid = lab.run(*arguments.split()).pid
+            self.recorded[arguments] = len(re.findall(rf"^\S+ {pid} ", lab("show", "calls"), re.MULTILINE))
+        lab("record", "off")
+        remove_tasks(lab)
+        lab.run("-c")
         self.bags = lab.bags()
 
     def any_call(self, random, arguments):
         """(function, number) of one call of a run with these arguments."""
-        alike = arguments if arguments in self.calls else (
-            "-r" if arguments in REFRESHING else "-c -i UserLogonTask")
-        name, count = random.choice(self.calls[alike])
+        name, count = random.choice(self.calls[arguments])
         return name, random.randint(1, count)
+
+    def every_call(self):
+        """(arguments, number) of each recorded call of each run."""
+        return ((arguments, number) for arguments, count in self.recorded.items()
+                for number in range(1, count + 1))
+
+
+def remove_tasks(lab):
+    """Takes away what -IT left, so that events start nothing; how that copy ended, if one was needed."""
+    lab("tasks", "wait")
+    if not lab.tasks():
+        return []
+    after = record_path(lab).read_bytes().count(b"\n") if record_path(lab).is_file() else 0
+    run = lab.run("-UT")
+    lab("set", "channel-enabled", "on")
+    return [Ended(run.pid, run.code, run.output, after, 1 << 60)]
+
+
+class Shared:
+    """What the histories of all labs take from."""
+
+    def __init__(self, items):
+        self.items = iter(items)
+        self.lock = threading.Lock()
+
+    def __iter__(self):
+        return self
+
+    def __next__(self):
+        with self.lock:
+            return next(self.items)
 
 
 class KillStory:
     """One history with kills."""
 
-    def __init__(self, lab, random, reference):
+    def __init__(self, lab, random, reference, calls):
+        self.calls = calls
         self.lab = lab
         self.random = random
         self.reference = reference
@@ -100,16 +139,24 @@ class KillStory:
     def plan(self):
         """(arguments, the options that kill)."""
         random = self.random
-        arguments = random.choice(CHANGED + REFRESHING)
+        arguments = random.choices(CHANGED + REFRESHING + NO_SIBLINGS, [16] * 7 + [1] * 2)[0]
         if random.random() < 0.65:
-            return arguments, ["--kill-after", str(random.randint(1, CALLS))]
+            arguments, number = next(self.calls, None) or (
+                arguments, random.randint(1, self.reference.recorded[arguments]))
+            return arguments, ["--kill-after", str(number)]
         name, number = self.reference.any_call(random, arguments)
         return arguments, ["--fault", f"{name} {number} kill"]
 
     def doomed(self, lane):
         arguments, options = self.plans[lane]
         try:
-            lane("run", *options, "--", *arguments.split())
+            after = lane.recorded()
+            said = lane("run", *options, "--print-exit", "--", *arguments.split())
+            found = re.search(r"palvo-lab: exit (\d+) pid (\d+)\n$", said)
+            if not found:
+                raise AssertionError(f"'{arguments}' with {options} did not start: {said}")
+            self.ended.append(Ended(int(found[2]), int(found[1]), said[:found.start()], after,
+                                    lane.recorded()))
         except Exception as error:  # Told in the main thread.
             self.failures.append(error)
 
@@ -139,6 +186,7 @@ class KillStory:
     def next_copies(self, number):
         """Ordinary copies after the kills: each does its full pass."""
         lab, random = self.lab, self.random
+        self.ended += remove_tasks(lab)
         # A printer event waits half a second before its first pass: seldom is enough.
         order = random.choices(CHANGED, [1, 4, 2, 2]) + [random.choice(REFRESHING)]
         random.shuffle(order)
@@ -267,11 +315,19 @@ def main():
     system.SECONDS = SECONDS
     findings = Findings(proof, "kills")
     references = {lab: Reference(lab) for lab in proof.labs}
+    # The long form kills after each recorded call in turn, the short one after any.
+    each = list(references[proof.labs[0]].every_call()) if proof.long else []
+    print(f"{len(each)} recorded calls to kill after in turn")
+    calls = Shared(each)
     wanted, trims = (LONG, TRIMS * 10) if proof.long else (SHORT, TRIMS)
     share(proof, findings, lambda figures: figures["killed"] >= wanted,
-          lambda lab, random: KillStory(lab, random, references[lab]).tell())
+          lambda lab, random: KillStory(lab, random, references[lab], calls).tell())
     states = trim_on_all(proof, trims // len(proof.labs))
     print(f"kills within a trim: {states}")
+    if not states["amid"]:
+        proof.find("no kill fell within a trim")
+    if each and next(calls, None):
+        proof.find("not every recorded call was killed after")
     findings.end()
 
 

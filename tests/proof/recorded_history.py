@@ -6,6 +6,7 @@ from dataclasses import dataclass, field
 
 from program_promises import LOG, MODES, OBJECTS, SUITE
 
+KILLED = 0xDEAD             # the exit code of a copy that the lab killed
 NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
 
 
@@ -59,6 +60,7 @@ class Copy:
     ended: Ended = None
     passes: list = field(default_factory=list)      # (kind, the step that took the request)
     redundant: bool = False
+    last: int = 0                                   # the last line of the record that is this copy's
 
     @property
     def mode(self):
@@ -67,6 +69,10 @@ class Copy:
     @property
     def killed(self):
         return not self.has_ended
+
+    def was_killed_before(self, step):
+        """Whether nothing of this copy is recorded after the step, as it was killed."""
+        return self.killed and self.last < step.order
 
     def __str__(self):
         return f"pid {self.pid} ({self.arguments or 'no arguments'}, record line {self.order + 1})"

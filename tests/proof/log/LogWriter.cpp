@@ -2,7 +2,8 @@
 // which writes LINES lines to the log in DIRECTORY, ends KILLED of them at random moments, and
 // starts one more half-way, which finds the log too long. Prints how far each writer came.
 //
-// log-writer --write DIRECTORY NUMBER LINES SEED: one writer.
+// log-writer --write DIRECTORY NUMBER LINES SEED: one writer. With --trim it opens the log only when it
+// has the log's mutex, and copies the file to Before.log before it does.
 #include "LogFile.h"
 #include "Owners.h"
 
@@ -20,6 +21,9 @@ namespace
 const wchar_t* const Alphabet[] = {
     L"a",      L"Z",  L" ",  L"%s", L"%n", L"\u00E9", L"\u00FF",       L"\u65E5",
     L"\u03A9", L"\t", L"\"", L"\\", L"0",  L"~",      L"\xD83D\xDE00", L"\x1A"};
+
+// Ranges of which no character is in the code page; the last are halves of surrogate pairs.
+const unsigned Outside[][2] = {{0x4E00, 0x9FFF}, {0xAC00, 0xD7A3}, {0xDC00, 0xDFFF}};
 
 /// The same numbers as the checker's.
 class Numbers
@@ -43,7 +47,14 @@ std::wstring Line(unsigned writer, unsigned number, std::uint64_t seed)
     std::wstring text = std::to_wstring(writer) + L" " + std::to_wstring(number) + L" ";
     for (unsigned left = numbers.Next(40); left > 0; --left)
     {
-        text += Alphabet[numbers.Next(16)];
+        const unsigned piece = numbers.Next(19);
+        if (piece < 16)
+        {
+            text += Alphabet[piece];
+            continue;
+        }
+        const auto& range = Outside[piece - 16];
+        text += static_cast<wchar_t>(range[0] + numbers.Next(range[1] - range[0] + 1));
     }
     return text + L"|";
 }
@@ -67,6 +78,23 @@ int Write(wchar_t** arguments)
     return 0;
 }
 
+/// Trims the log, and leaves what was in it before.
+int Trim(wchar_t** arguments)
+{
+    const std::wstring directory = arguments[0];
+    const KernelHandle mutex(
+        OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, LogMutexName(directory).c_str()));
+    WaitForSingleObject(mutex.Get(), INFINITE);
+    if (!CopyFileW((directory + L"\\Load.log").c_str(), (directory + L"\\Before.log").c_str(),
+                   TRUE))
+    {
+        return 3;
+    }
+    LogFile::Get(directory, L"Load");
+    ReleaseMutex(mutex.Get());
+    return Write(arguments);
+}
+
 /// Makes the log so long that the next one to open it trims it.
 void Fill(const std::wstring& directory)
 {
@@ -87,7 +115,7 @@ void Fill(const std::wstring& directory)
 
 KernelHandle Start(const std::wstring& program, const std::wstring& arguments)
 {
-    std::wstring commandLine = L"\"" + program + L"\" --write " + arguments;
+    std::wstring commandLine = L"\"" + program + L"\" " + arguments;
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION made = {};
@@ -124,8 +152,8 @@ int StartAll(const std::wstring& program, wchar_t** arguments)
     std::vector<KernelHandle> writers;
     for (unsigned writer = 0; writer < count; ++writer)
     {
-        writers.push_back(Start(program, L"\"" + directory + L"\" " + std::to_wstring(writer) +
-                                             L" " + lines + L" " + seed));
+        writers.push_back(Start(program, L"--write \"" + directory + L"\" " +
+                                             std::to_wstring(writer) + L" " + lines + L" " + seed));
     }
     for (unsigned writer = 0; writer < count; ++writer)
     {
@@ -136,8 +164,9 @@ int StartAll(const std::wstring& program, wchar_t** arguments)
     std::mt19937 random(static_cast<unsigned>(std::wcstoul(seed.c_str(), nullptr, 10)));
     const auto total = static_cast<unsigned>(std::wcstoul(lines.c_str(), nullptr, 10)) * count;
     KillSome(writers, killed / 2, total / 20, random);
-    writers.push_back(
-        Start(program, L"\"" + directory + L"\" " + std::to_wstring(count) + L" 1 " + seed));
+    Sleep(total / 40);
+    writers.push_back(Start(program, L"--trim \"" + directory + L"\" " + std::to_wstring(count) +
+                                         L" 1 " + seed));
     KillSome(writers, killed - killed / 2, total / 20, random);
     for (std::size_t writer = 0; writer < writers.size(); ++writer)
     {
@@ -157,6 +186,10 @@ int wmain(int count, wchar_t** arguments)
     if (count == 6 && std::wstring(arguments[1]) == L"--write")
     {
         return Write(arguments + 2);
+    }
+    if (count == 6 && std::wstring(arguments[1]) == L"--trim")
+    {
+        return Trim(arguments + 2);
     }
     wchar_t program[MAX_PATH] = {};
     if (count != 6 || GetModuleFileNameW(nullptr, program, MAX_PATH) == 0)
