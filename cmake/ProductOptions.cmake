@@ -33,9 +33,13 @@ if(MSVC)
     return()
 endif()
 
-# No folder of the machine that built it goes into the program.
+# No folder of the machine that built it goes into the program. Nobody debugs the builds that only
+# tell what runs and what is undefined; without symbols they take a third less time.
+if(NOT PALVO_COVERAGE AND NOT PALVO_SANITIZE)
+    target_compile_options(palvo_options INTERFACE -g)
+endif()
 target_compile_options(palvo_options INTERFACE
-    -g "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" -fstack-protector-strong)
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" -fstack-protector-strong)
 target_link_options(palvo_options INTERFACE
     -static -fstack-protector-strong
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -Wl,--no-insert-timestamp)

@@ -50,7 +50,7 @@ const std::vector<Command>& Commands()
          L"                               run the program; ends with its exit code. --kill-after ends\n"
          L"                               it after its N-th recorded call; --raw takes the command\n"
          L"                               line as it is, with --escapes backslash, u, XXXX in it\n"},
-        {L"kill", &RunKill, L"kill PID                       end a process at once\n"},
+        {L"kill", &RunKill, L"kill PID                       end a copy of the program at once\n"},
         {L"burst", &RunBurst,
          L"burst FILE|- [--output-dir DIR]\n"
          L"                               start one copy per line of FILE together, wait for all;\n"

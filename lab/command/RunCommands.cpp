@@ -52,6 +52,15 @@ OwnedHandle CreateOutput(const std::wstring& path)
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+// A process id is used again once its process is gone, by any other.
+bool IsTheProgram(HANDLE process)
+{
+    std::vector<wchar_t> path(32768);
+    DWORD length = static_cast<DWORD>(path.size());
+    return QueryFullProcessImageNameW(process, 0, path.data(), &length) &&
+           std::wstring(path.data(), length).ends_with(std::wstring(L"\\") + kProgram);
+}
+
 int CannotStart(const LaunchRequest& request)
 {
     const DWORD error = GetLastError();
@@ -187,8 +196,9 @@ int RunKill(const Arguments& arguments)
         return Misused(L"kill");
     }
     const OwnedHandle process(
-        OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, static_cast<DWORD>(*id)));
-    if (!process || !TerminateProcess(process.Get(), kKilled))
+        OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
+                    static_cast<DWORD>(*id)));
+    if (!process || !IsTheProgram(process.Get()) || !TerminateProcess(process.Get(), kKilled))
     {
         return Complain(L"process " + arguments[0] + L" cannot be ended");
     }

@@ -177,11 +177,15 @@ class KillStory:
         for line in lines:
             parts = line.split(" ", 2)
             if len(parts) == 3 and parts[2].startswith("process started"):
-                living[parts[1]] = True
+                living[parts[1]] = 0
             elif len(parts) == 3 and parts[2] == "process ended":
                 living.pop(parts[1], None)
-        if living:
-            self.lab("kill", self.random.choice(list(living)), check=False)
+            elif parts[1:] and parts[1] in living:
+                living[parts[1]] += 1
+        # Without a call of its own a copy is still being brought up by the lab.
+        at_work = [pid for pid, calls in living.items() if calls]
+        if at_work:
+            self.lab("kill", self.random.choice(at_work), check=False)
 
     def next_copies(self, number):
         """Ordinary copies after the kills: each does its full pass."""

@@ -71,9 +71,11 @@ class Server:
             ready = select.select([self.process.stdout], [], [], max(0, end - time.monotonic()))[0]
             part = os.read(self.process.stdout.fileno(), 65536) if ready else b""
             if not part:
-                self.process.kill()
+                if not ready:
+                    self.process.kill()
                 raise AssertionError(f"palvo-lab {' '.join(arguments)} "
-                                     f"{'ended' if ready else 'hangs'} after:\n{printed.decode()}")
+                                     f"{'ended' if ready else 'hangs'}, and its process ended with "
+                                     f"{self.process.wait()}, after:\n{printed.decode()}")
             printed += part
         return (printed[:match.start()].decode("utf-8", "replace").replace("\r\n", "\n"),
                 int(match[1]) & 0xFFFFFFFF)
