@@ -117,7 +117,8 @@ const std::map<std::string, FailureStyle>& StyleTable()
 // Only those whose doubles know of it: "bytes=N" or "wrong-type".
 std::optional<OddRead> ParseOddRead(const std::string& function, const std::wstring& error)
 {
-    if (error == L"wrong-type" && (function == "RegQueryValueExW" || function == "EvtRender"))
+    if (error == L"wrong-type" && (function == "RegQueryValueExW" || function == "EvtRender" ||
+                                   function == "IWbemClassObject::Get"))
     {
         return OddRead{true, 0};
     }
@@ -167,6 +168,11 @@ FailureStyle StyleOf(const std::string& function)
     if (StartsWith(function, "Reg") && function != "RegisterEventSourceW")
     {
         return FailureStyle::ReturnsError;
+    }
+    // Every method fails as COM's own functions do.
+    if (function.find("::") != std::string::npos)
+    {
+        return FailureStyle::ReturnsResult;
     }
     if (StartsWith(function, "Co") && function.size() > 2 && function[2] >= 'A' &&
         function[2] <= 'Z')

@@ -1,6 +1,7 @@
 #include "Launch.h"
 
 #include "Accounts.h"
+#include "NewProcess.h"
 
 #include <vector>
 
@@ -119,8 +120,8 @@ std::optional<Launched> Launch(const LaunchRequest& request)
     startup.hStdError = request.ownErrors ? GetStdHandle(STD_ERROR_HANDLE) : startup.hStdOutput;
     PROCESS_INFORMATION made = {};
     std::wstring commandLine = request.commandLine;
-    if (!CreateProcessW(request.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                        CREATE_SUSPENDED, nullptr, nullptr, &startup, &made))
+    if (!CreateProcessUnderWine(request.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                CREATE_SUSPENDED, nullptr, nullptr, &startup, &made))
     {
         return std::nullopt;
     }

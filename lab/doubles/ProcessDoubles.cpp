@@ -6,6 +6,7 @@
 #include "CallRecord.h"
 #include "LabState.h"
 #include "LeakRecord.h"
+#include "NewProcess.h"
 #include "Text.h"
 
 #include <userenv.h>
@@ -85,8 +86,8 @@ BOOL WINAPI DoubleCreateProcessW(LPCWSTR application, LPWSTR commandLine,
     Call call(L"CreateProcessW", application, static_cast<LPCWSTR>(commandLine), inherit, flags);
     TouchCommandLine(commandLine);
     const BOOL created =
-        CreateProcessW(application, commandLine, processAttributes, threadAttributes, inherit,
-                       flags, environment, directory, startup, made);
+        CreateProcessUnderWine(application, commandLine, processAttributes, threadAttributes,
+                               inherit, flags, environment, directory, startup, made);
     if (created)
     {
         CountProcess(*made);
@@ -138,9 +139,9 @@ BOOL WINAPI DoubleCreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR
     }
     SetVariable(variables, kAccountVariable, info->identity.Text());
     std::wstring block = Block(variables);
-    const BOOL created =
-        CreateProcessW(application, commandLine, processAttributes, threadAttributes, inherit,
-                       flags | CREATE_UNICODE_ENVIRONMENT, block.data(), directory, startup, made);
+    const BOOL created = CreateProcessUnderWine(
+        application, commandLine, processAttributes, threadAttributes, inherit,
+        flags | CREATE_UNICODE_ENVIRONMENT, block.data(), directory, startup, made);
     if (created)
     {
         CountProcess(*made);

@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr wchar_t kInterface[] = L"interface";
+constexpr wchar_t kText[] = L"COM text"; // given back by SysFreeString or VariantClear
 
 // Slots of the tables of methods.
 constexpr std::size_t kRelease = 2;
@@ -84,11 +85,26 @@ void Watch(void* object, const wchar_t* name, std::size_t methodCount, std::size
 HRESULT STDMETHODCALLTYPE HookGet(IWbemClassObject* object, LPCWSTR name, LONG flags,
                                   VARIANT* value, CIMTYPE* type, LONG* flavor)
 {
-    if (const auto fault = PlannedFault(L"IWbemClassObject::Get"))
+    const auto fault = PlannedFault(L"IWbemClassObject::Get");
+    if (fault && FAILED(*fault))
     {
         return *fault;
     }
-    return Original<decltype(&HookGet)>(object, kGet)(object, name, flags, value, type, flavor);
+    const HRESULT result =
+        Original<decltype(&HookGet)>(object, kGet)(object, name, flags, value, type, flavor);
+    if (SUCCEEDED(result) && fault)
+    {
+        // A fault that is a success asks for another type.
+        static const auto clear = PALVOLAB_REAL("oleaut32.dll", VariantClear);
+        clear(value);
+        value->vt = VT_I4;
+        value->lVal = 7;
+    }
+    if (SUCCEEDED(result) && value->vt == VT_BSTR && value->bstrVal != nullptr)
+    {
+        CountOpened(kText, value->bstrVal, L"IWbemClassObject::Get");
+    }
+    return result;
 }
 
 HRESULT STDMETHODCALLTYPE HookNext(IEnumWbemClassObject* objects, LONG timeout, ULONG count,

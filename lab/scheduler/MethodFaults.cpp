@@ -83,8 +83,7 @@ std::optional<HRESULT> PlannedFault(const std::wstring& method)
             continue;
         }
         RecordCall(method + L" call " + std::to_wstring(calls) + L" fault " + fault.error);
-        // Every method fails as COM's own functions do: it returns an HRESULT.
-        const auto action = ParseFault("CoMethod", fault.error);
+        const auto action = ParseFault(ToLine(method), fault.error);
         if (action && action->kill)
         {
             TerminateProcess(GetCurrentProcess(), kKilled);

@@ -1,5 +1,6 @@
 #include "TaskInstances.h"
 
+#include "NewProcess.h"
 #include "TaskSchedulerInterfaces.h"
 #include "Text.h"
 
@@ -177,8 +178,9 @@ std::optional<StartingInstance> StartHost(TaskInstance instance)
     startup.cb = sizeof startup;
     PROCESS_INFORMATION made = {};
     // Without handles of this process: nobody who reads its output waits for the task.
-    if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
-                        CREATE_SUSPENDED | DETACHED_PROCESS, nullptr, nullptr, &startup, &made))
+    if (!CreateProcessUnderWine(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+                                CREATE_SUSPENDED | DETACHED_PROCESS, nullptr, nullptr, &startup,
+                                &made))
     {
         return std::nullopt;
     }

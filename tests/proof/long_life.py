@@ -76,12 +76,12 @@ class Life:
         for arguments, printer, programs in MIX:
             lab("event", "add", "306", printer)
             begin = time.monotonic()
-            lab("run", "--timeout", "60000", "--fault", "Sleep 1 return=0 always", "--", *arguments,
-                check=False)
+            said = lab("run", "--timeout", "60000", "--fault", "Sleep 1 return=0 always", "--",
+                       *arguments, check=False)
             self.seconds[arguments].append(time.monotonic() - begin)
             siblings += programs
             if lab.code != (1 if arguments == HELP else 0):
-                proof.find(f"{arguments} ended with {lab.code}")
+                proof.find(f"{arguments} ended with {lab.code} and said {said!r}")
             self.largest_log = max(self.largest_log, lab.log_path().stat().st_size)
         lab.log_lines()
         lab.wait_for(lambda: not list(processes(lab, "PalvoPrinter")), "the end of all processes")
