@@ -59,9 +59,10 @@ const std::vector<Command>& Commands()
          L"show printers|events|sessions|siblings|bags [--hex]|log|calls|leaks|counts|registry\n"
          L"     |faults|files|messages|settings|channel\n"},
         {L"sibling", &RunSibling,
-         L"sibling query|writer [--take MS[-MS]] [--return CODE] [--hold|--release]\n"
-         L"        [--missing|--present]  tell a stand-in what to do; --hold: not to end before\n"
-         L"                               --release\n"},
+         L"sibling query|writer [--take MS[-MS]] [--return CODE]\n"
+         L"        [--hold|--hold-no-more|--release] [--missing|--present]\n"
+         L"                               tell a stand-in what to do; --hold: not to end before\n"
+         L"                               --release; --hold-no-more: only those that are held now\n"},
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"

@@ -80,6 +80,7 @@ int RunSibling(const Arguments& given)
         orders.returnCode = static_cast<std::uint32_t>(*number);
     }
     const bool hold = TakeFlag(arguments, L"--hold");
+    const bool holdNoMore = TakeFlag(arguments, L"--hold-no-more");
     const bool release = TakeFlag(arguments, L"--release");
     const bool missing = TakeFlag(arguments, L"--missing");
     const bool present = TakeFlag(arguments, L"--present");
@@ -87,7 +88,7 @@ int RunSibling(const Arguments& given)
     {
         return Misused(L"sibling");
     }
-    orders.hold = hold || (orders.hold && !release);
+    orders.hold = hold || (orders.hold && !release && !holdNoMore);
     SaveOrders(*kind, orders);
     if (hold || release)
     {

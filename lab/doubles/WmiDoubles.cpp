@@ -4,6 +4,7 @@
 #include "ComDoubles.h"
 
 #include "CallRecord.h"
+#include "CallThunk.h"
 #include "LeakRecord.h"
 #include "MethodFaults.h"
 
@@ -65,7 +66,37 @@ ULONG STDMETHODCALLTYPE HookRelease(IUnknown* object)
     return left;
 }
 
-// Stands in front of one method, given by its slot, and of Release.
+// A method without a hook: counted by its slot and able to fail, so that no method that a program
+// comes to use is forgotten.
+class AnyMethod : public CallDecision
+{
+public:
+    explicit AnyMethod(std::wstring name) : m_name(std::move(name)) {}
+
+    bool Answer(std::uint64_t& result) override
+    {
+        const auto fault = PlannedFault(m_name);
+        result = static_cast<std::uint32_t>(fault.value_or(S_OK));
+        return fault.has_value();
+    }
+
+private:
+    std::wstring m_name;
+};
+
+void* AnyMethodOf(const wchar_t* name, std::size_t slot, void* target)
+{
+    static auto* made = new std::map<void*, void*>;
+    void*& thunk = (*made)[target];
+    if (thunk == nullptr)
+    {
+        thunk = CreateCallThunk(
+            target, new AnyMethod(std::wstring(name) + L"::slot" + std::to_wstring(slot)));
+    }
+    return thunk;
+}
+
+// Stands in front of one method, given by its slot, of Release, and of what is beyond IUnknown.
 void Watch(void* object, const wchar_t* name, std::size_t methodCount, std::size_t slot,
            void* method)
 {
@@ -75,6 +106,10 @@ void Watch(void* object, const wchar_t* name, std::size_t methodCount, std::size
     }
     Table table{*static_cast<void***>(object), std::make_unique<void*[]>(methodCount)};
     std::memcpy(table.replaced.get(), table.original, methodCount * sizeof(void*));
+    for (std::size_t other = kRelease + 1; other < methodCount; ++other)
+    {
+        table.replaced[other] = AnyMethodOf(name, other, table.original[other]);
+    }
     table.replaced[kRelease] = reinterpret_cast<void*>(&HookRelease);
     table.replaced[slot] = method;
     *static_cast<void***>(object) = table.replaced.get();

@@ -20,8 +20,8 @@ std::wstring FormatUnchecked(const wchar_t* format, ...)
     std::wstring text(static_cast<std::size_t>(length), L'\0');
     va_start(arguments, format);
     // The terminating zero is the string's own, so the room is one character more.
-    _vsnwprintf(text.data(), text.size() + 1, format, arguments);
+    const int written = _vsnwprintf(text.data(), text.size() + 1, format, arguments);
     va_end(arguments);
-    return text;
+    return written == length ? text : std::wstring();
 }
 } // namespace FormatDetail

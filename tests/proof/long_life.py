@@ -21,24 +21,9 @@ LONGEST_LOG = 4 * 1024 * 1024 + 4096
 SWAY = 1024 * 1024      # of the server's memory, which is not the runs'
 
 
-def processes(lab, name):
-    """The entries in /proc of this lab's processes of that name."""
-    for entry in os.listdir("/proc"):
-        if not entry.isdigit():
-            continue
-        try:
-            with open(f"/proc/{entry}/stat", encoding="utf-8") as stream:
-                command, fields = stream.read().split("(", 1)[1].rsplit(")", 1)
-            with open(f"/proc/{entry}/environ", "rb") as stream:
-                if command.startswith(name) and f"WINEPREFIX={lab.prefix}\0".encode() in stream.read():
-                    yield fields.split()
-        except OSError:
-            continue
-
-
 def memory(lab):
     """Bytes that the Wine server of this lab holds, which keeps all handles and the registry."""
-    return sum(int(fields[21]) for fields in processes(lab, "wineserver")) * os.sysconf("SC_PAGESIZE")
+    return sum(int(fields[21]) for fields in lab.processes("wineserver")) * os.sysconf("SC_PAGESIZE")
 
 
 def state(lab):
@@ -84,7 +69,7 @@ class Life:
                 proof.find(f"{arguments} ended with {lab.code} and said {said!r}")
             self.largest_log = max(self.largest_log, lab.log_path().stat().st_size)
         lab.log_lines()
-        lab.wait_for(lambda: not list(processes(lab, "PalvoPrinter")), "the end of all processes")
+        lab.wait_for(lambda: not lab.at_work(), "the end of all processes")
         if len(lab.siblings()) != siblings:
             proof.find(f"round {number} started {len(lab.siblings())} programs instead of {siblings}")
         self.states.append(state(lab))

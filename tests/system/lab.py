@@ -213,6 +213,26 @@ class Lab:
                                 part[5] != "running", found[2]))
         return runs
 
+    def processes(self, name):
+        """The fields of /proc/PID/stat, from the state on, of this lab's processes of that name."""
+        for entry in os.listdir("/proc"):
+            if not entry.isdigit():
+                continue
+            try:
+                with open(f"/proc/{entry}/stat", encoding="utf-8") as stream:
+                    command, fields = stream.read().split("(", 1)[1].rsplit(")", 1)
+                if not command.startswith(name):
+                    continue
+                with open(f"/proc/{entry}/environ", "rb") as stream:
+                    if f"WINEPREFIX={self.prefix}\0".encode() in stream.read():
+                        yield fields.split()
+            except OSError:
+                continue
+
+    def at_work(self):
+        """Whether a copy of the program or of a sibling program is still there."""
+        return any(True for _ in self.processes("PalvoPrinter"))
+
     def wait_for(self, condition, what):
         """Asks until it is so. The files and the registry of another system tell no other way."""
         end = time.monotonic() + SECONDS

@@ -1,5 +1,6 @@
 #include "Format.h"
 
+#include "Replaced.h"
 #include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
@@ -84,6 +85,16 @@ TEST(FormatTest, ArgumentMayBeAMillionCharactersLong)
 {
     const std::wstring text(1'000'000, L'x');
     EXPECT_EQ(Format(L"[%s]", text), L"[" + text + L"]");
+}
+
+TEST(FormatTest, TextThatTheRuntimeCannotWriteIsEmpty)
+{
+    const Replaced<"msvcrt", "_vsnwprintf", int(wchar_t*, std::size_t, const wchar_t*, char*)>
+        write([](wchar_t* text, std::size_t, const wchar_t*, char*) {
+            text[0] = L'p';
+            return -1;
+        });
+    EXPECT_EQ(Format(L"%s", L"paper"), L"");
 }
 
 TEST(FormatTest, MemoryThatRunsOutIsABadAllocation)
