@@ -2,8 +2,9 @@
 
 import unittest
 
+from recorded_history import Ended
 from written_history import (
-    DONE, LOGON, NONE, ONE, Script, deletion_meets_line, failing_start, logon_alone, positions,
+    CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start, logon_alone, positions,
     second, worker)
 
 
@@ -33,6 +34,18 @@ class BrokenRules(unittest.TestCase):
         first.finish()
         other.finish()
         self.broken(script, "works beside")
+
+    def test_a_killed_copy_of_another_scheme_excuses_no_second_owner(self):
+        script = Script()
+        script.copy(50, REFRESH).line(*CALLED[REFRESH])
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 0)
+        other.special_pass()
+        first.finish()
+        other.finish()
+        self.broken(script, "works beside", kills=True)
 
     def test_the_programs_of_two_copies_overlap(self):
         script = Script()
@@ -69,6 +82,34 @@ class BrokenRules(unittest.TestCase):
         other.redundant()
         first.finish()
         self.broken(script, "is lost")
+
+    def pending_beside(self, *killed):
+        """A request that its working copy does not see; copies were killed before, each with these
+        arguments."""
+        script = Script()
+        for number, arguments in enumerate(killed):
+            script.copy(10 + number, arguments).line(*CALLED[arguments])
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.finish()
+        return script
+
+    def test_a_killed_copy_of_another_scheme_excuses_no_lost_request(self):
+        self.broken(self.pending_beside(REFRESH), "is lost", kills=True)
+
+    def test_a_killed_copy_excuses_one_lost_request_and_no_second(self):
+        script = self.pending_beside(LOGON)
+        self.assertEqual(script.verdict(kills=True).violations, [])
+        first = worker(script, 300)
+        first.special_pass()
+        other = second(script, 400)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.finish()
+        self.broken(script, "is lost", kills=True)
 
     def test_a_request_is_taken_and_no_pass_follows(self):
         script = Script()
@@ -184,6 +225,20 @@ class BrokenRules(unittest.TestCase):
         script = Script()
         worker(script)
         self.broken(script, "never ended")
+
+    def test_a_crash_is_no_kill(self):
+        script = Script()
+        copy = script.copy(100, LOGON)
+        copy.line(*CALLED[LOGON])
+        script.history.ended.append(Ended(100, 0xC0000005, "", 0, len(script.history.record)))
+        self.broken(script, "ended with 3221225477 as if it had been killed", kills=True)
+
+    def test_a_copy_whose_work_was_done_has_the_code_of_the_killed_though_nobody_kills(self):
+        script = Script()
+        copy = worker(script)
+        copy.special_pass()
+        copy.finish(code=0xDEAD)
+        self.broken(script, "exit code 57005 instead of 0")
 
     def test_a_killed_copy_loses_a_line_that_it_had_written(self):
         script = Script()

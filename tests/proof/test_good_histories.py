@@ -126,6 +126,13 @@ class GoodHistories(unittest.TestCase):
         verdict = self.check(deletion_meets_line(True))
         self.assertEqual(list(verdict.allowed), ["a line is dropped while -DL deletes the log"])
 
+    def test_a_copy_is_killed_when_its_work_is_done(self):
+        script = Script()
+        copy = worker(script)
+        copy.special_pass()
+        copy.finish(code=0xDEAD)
+        self.check(script, kills=True)
+
     def test_a_killed_copy_ends_anywhere_and_the_next_works(self):
         for steps in range(3):
             script = Script()
