@@ -7,6 +7,7 @@ import subprocess
 import tempfile
 import time
 from dataclasses import dataclass, field
+from itertools import groupby
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
@@ -171,15 +172,17 @@ class Lab:
     def leaks(self):
         """What runs left open. The log keeps its mutex and that mutex's access list on purpose: one of
         each is allowed in a process."""
-        left, kept = [], set()
-        for line in self("show", "leaks").splitlines():
-            known = re.search(r"leak (handle mutex Global\\c:/programdata|"
-                              r"local memory SetEntriesInAclW$)", line)
-            own = known and (line.split()[0], known[1])
-            if own and own not in kept:
-                kept.add(own)
-            else:
-                left.append(line)
+        left = []
+        # A process leaves its lines together; its number is used again later.
+        for _, lines in groupby(self("show", "leaks").splitlines(), lambda line: line.split()[0]):
+            kept = set()
+            for line in lines:
+                known = re.search(r"leak (handle mutex Global\\c:/programdata|"
+                                  r"local memory SetEntriesInAclW$)", line)
+                if known and known[1] not in kept:
+                    kept.add(known[1])
+                else:
+                    left.append(line)
         return left
 
     def log_path(self):
