@@ -42,6 +42,9 @@ class Proof:
         os.environ.setdefault("PALVO_LAB_BIN", str(ROOT / "build" / "release"))
         prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build" / "test" / "lab-prefix"))
         self.labs = [Lab(prefix)] + [Lab(f"{prefix}-{number}") for number in range(2, WORKERS + 1)]
+        for lab in self.labs:
+            if lab.prefix.is_dir():
+                lab.end()   # with what an ended run left at work
         print(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})", flush=True)
 
     def find(self, text):
