@@ -57,7 +57,7 @@ const std::vector<Command>& Commands()
          L"                               a line is \"[@ACCOUNT ]arguments\"\n"},
         {L"show", &RunShow,
          L"show printers|events|sessions|siblings|bags [--hex]|log|calls|leaks|counts|registry\n"
-         L"     |faults|files|messages|settings|channel\n"},
+         L"     |faults|files|messages|settings|channel|operands\n"},
         {L"sibling", &RunSibling,
          L"sibling query|writer [--take MS[-MS]] [--return CODE]\n"
          L"        [--hold|--hold-no-more|--release] [--missing|--present]\n"

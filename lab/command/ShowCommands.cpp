@@ -101,6 +101,11 @@ int ShowCounts(const Arguments&)
     return ShowLines(ReadLines(L"counts.log"));
 }
 
+int ShowOperands(const Arguments&)
+{
+    return ShowLines(ReadLines(kOperandFile));
+}
+
 int ShowMessages(const Arguments&)
 {
     return ShowLines(ReadLines(L"messages.log"));
@@ -181,7 +186,7 @@ constexpr View kViews[] = {
     {L"counts", &ShowCounts, false},     {L"registry", &ShowRegistryTree, true},
     {L"faults", &ShowFaults, false},     {L"files", &ShowFiles, false},
     {L"messages", &ShowMessages, false}, {L"settings", &ShowSettings, false},
-    {L"channel", &ShowChannel, false},
+    {L"channel", &ShowChannel, false},   {L"operands", &ShowOperands, false},
 };
 
 } // namespace

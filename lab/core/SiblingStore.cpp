@@ -115,6 +115,16 @@ void RecordSiblingStart(const SiblingRun& run)
                                     {std::to_wstring(run.parentId), run.account, run.commandLine}));
 }
 
+void RecordOperands(const SiblingRun& run, const std::vector<std::wstring>& operands)
+{
+    std::string line = std::to_string(run.processId);
+    for (const std::wstring& operand : operands)
+    {
+        line += "\t" + ToLine(operand);
+    }
+    AppendLine(kOperandFile, line);
+}
+
 void RecordSiblingEnd(const SiblingRun& run)
 {
     AppendLine(kSiblingFile, Joined(CommonPart(L"E", run, run.endTime.value_or(0)),

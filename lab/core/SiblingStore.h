@@ -49,6 +49,11 @@ void SaveOrders(SiblingKind kind, const SiblingOrders& orders);
 std::wstring ReleaseEventName(SiblingKind kind);
 
 void RecordSiblingStart(const SiblingRun& run);
+
+// What the run's program finds as its operands, a line a run.
+inline constexpr wchar_t kOperandFile[] = L"operands.log";
+void RecordOperands(const SiblingRun& run, const std::vector<std::wstring>& operands);
+
 void RecordSiblingEnd(const SiblingRun& run);
 
 // All runs in the order of their starts.

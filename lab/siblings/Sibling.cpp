@@ -72,7 +72,7 @@ void Work(SiblingRun& run)
 
 } // namespace
 
-int wmain()
+int wmain(int count, wchar_t** arguments)
 {
     SiblingRun run;
     run.kind = OwnKind();
@@ -80,6 +80,7 @@ int wmain()
     run.parentId = ParentId();
     run.account = ProcessIdentity().Text();
     run.commandLine = GetCommandLineW();
+    RecordOperands(run, {arguments + 1, arguments + count});
     Work(run);
     ExitProcess(run.exitCode.value_or(0));
 }

@@ -1,6 +1,8 @@
 """The road of one printer event, on the shipped file."""
 
 import hashlib
+import os
+import random
 import re
 import unittest
 
@@ -12,6 +14,11 @@ EVENT = ("-c", "-i", "NewOrChangedTask")
 DESKTOP_APP_GUIDS = "685cb7cbb13b3989d5fa3bbd32a06f5d7fabdbb1e7e275039478a0ebc9e2259e"
 
 
+def utf16(text):
+    units = text.encode("utf-16-le")
+    return [units[i] | units[i + 1] << 8 for i in range(0, len(units), 2)]
+
+
 class PrinterEvents(unittest.TestCase):
     def setUp(self):
         self.lab = Lab()
@@ -19,6 +26,33 @@ class PrinterEvents(unittest.TestCase):
         # The event that was dealt with last: the scan never examines its printer.
         self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
         self.assertEqual(self.lab.run(*EVENT).code, 0)
+
+    def query_operands_for(self, name):
+        """What the query program finds as its operands when that printer alone is new."""
+        escaped = "".join(c if c.isalnum() and c.isascii() else "".join(
+            f"\\u{unit:04X}" for unit in utf16(c)) for c in name)
+        self.lab("printer", "add", escaped, SUPPORTED)
+        run = self.lab.run(*EVENT, options=("--fault", "Sleep 1 return=0 always"))
+        self.assertEqual([s.name for s in run.siblings], ["query", "writer"])
+        self.lab("printer", "remove", escaped)
+        # The writer's line is the last, since it starts when the query program has ended.
+        operands = re.sub(r"\\u([0-9A-Fa-f]{4})", lambda unit: chr(int(unit[1], 16)),
+                          self.lab("show", "operands").split("\n")[-3])
+        return operands.encode("utf-16-le", "surrogatepass").decode("utf-16-le").split("\t", 1)[1]
+
+    def test_whatever_its_printers_name_the_query_program_finds_it_as_one_operand(self):
+        seed = random.randrange(10 ** 9)
+        chance = random.Random(seed)
+        for _ in range(1000 if os.environ.get("PALVO_LONG") == "1" else 20):
+            letters = chance.choice(['" a', 'az09-_', '" \t%\'*?<>|&^=;:()a\u00e9\u65e5\U0001d11e'])
+            name = "".join(chance.choices(letters, k=chance.choice([1, 2, 3, 8, 40, 180])))
+            if not name.strip():
+                continue    # It names no printer.
+            while (found := self.query_operands_for(name)) != f"-e\t{name}":
+                shorter = (name[:i] + name[i + 1:] for i in range(len(name)))
+                name, failed = next((text for text in shorter if text.strip() and
+                                     self.query_operands_for(text) != f"-e\t{text}"), ""), name
+                self.assertTrue(name, f"{failed!r} is read as {found!r} (seed {seed})")
 
     def test_a_run_without_supported_printers_stores_the_position_and_starts_nothing(self):
         self.lab("printer", "add", "Foreign", "Foreign V4 Class Driver")
