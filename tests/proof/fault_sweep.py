@@ -9,8 +9,9 @@ and leaves what it does and leaves where nothing ever failed.
 
 import re
 from dataclasses import dataclass
+from pathlib import Path
 
-from proof import SUPPORTED, Proof  # First: it says where the lab's module lies.
+from proof import SUPPORTED, Kept, Proof, program  # First: it says where the lab's module lies.
 from recorded_history import CALL, step_of
 
 LIMIT_MS = 60000        # of one run in the lab, far more than any needs
@@ -390,27 +391,25 @@ def main():
     for function in sorted(set(can_fail) - called - set(AFTER) - set(OUT_OF_REACH)):
         proof.find(f"{function} is imported, and no mode here calls it")
     normal = {own: Normal(own) for own in proof.labs}
-    unmet = []
 
     def work(own, case):
         prepare(own, case.mode)
         own("record", "on", "CreateProcessW", "CreateProcessAsUserW")
         code, pid = run(own, case.mode, "--fault", case.fault())
         if not re.search(rf" {pid} {case.function} call \d+ fault ", own("show", "calls")):
-            unmet.append(case)
+            if case.before:
+                raise AssertionError("the call was not made")
+            proof.notes.append(f"the run ended before this call: {case}")
         check_faulted(own, case, code, pid)
         check_repair(own, case, normal[own])
 
-    proof.share(work, cases)
+    proof.share(work, cases, Kept("fault_sweep", program(), Path(__file__)) if proof.long else None)
     for function, reason in OUT_OF_REACH.items():
         if function in can_fail:
             print(f"  not reached: {function}: {reason}")
-    for case in unmet:
-        if case.before:
-            proof.find(f"{case}: the call was not made")
-        print(f"  the run ended before this call: {case}")
+    print("".join(f"  {note}\n" for note in proof.notes), end="")
     proof.end(f"{len(MODES)} modes, {len(called)} functions and methods, {calls} calls in normal "
-              f"runs, {len(cases)} runs with a fault, {len(unmet)} of them without the call")
+              f"runs, {len(cases)} runs with a fault, {len(proof.notes)} of them without the call")
 
 
 if __name__ == "__main__":

@@ -2,9 +2,6 @@
 what they did is recorded and judged by history_checker. The long form takes hours, and goes on where it
 was ended."""
 
-import hashlib
-import json
-import os
 import re
 import tempfile
 import threading
@@ -14,7 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from random import Random
 
-from proof import ROOT, SUPPORTED, Proof, wine_failed  # First: it says where the lab's module lies.
+from proof import ROOT, SUPPORTED, Kept, Proof, program, wine_failed  # First: it says where the lab's module lies.
 
 import lab as system
 from history_checker import check, story
@@ -217,29 +214,21 @@ class Findings:
     def go_on(self):
         """Takes up what an ended run of the same program came to, and keeps what this one comes to."""
         proof = self.proof
-        program = Path(os.environ["PALVO_LAB_BIN"], "PalvoPrinterConfiguration.exe").read_bytes()
-        self.program = hashlib.sha256(program).hexdigest()
-        self.kept = ROOT / "build" / "proof" / f"{self.name}-{proof.seed}.json"
-        before = json.loads(self.kept.read_text()) if self.kept.is_file() else {}
-        if before.get("program") != self.program:
-            return
-        self.begun = before["begun"]
-        self.figures.update(before["figures"])
-        self.allowed.update(before["allowed"])
-        proof.findings += before["findings"]
-        proof.once += before["once"]
-        proof.start -= before["seconds"]
-        print(f"going on after {self.begun} histories: {dict(self.figures)}", flush=True)
+        self.kept = Kept(f"{self.name}-{proof.seed}", program())
+        before = self.kept.before
+        if before:
+            self.begun = before["begun"]
+            self.figures.update(before["figures"])
+            self.allowed.update(before["allowed"])
+            proof.findings += before["findings"]
+            proof.once += before["once"]
+            proof.start -= before["seconds"]
+            print(f"going on after {self.begun} histories: {dict(self.figures)}", flush=True)
 
     def keep(self):
-        proof = self.proof
-        self.kept.parent.mkdir(parents=True, exist_ok=True)
-        new = self.kept.with_suffix(".new")
-        new.write_text(json.dumps({
-            "program": self.program, "begun": self.begun, "figures": self.figures,
-            "allowed": self.allowed, "findings": proof.findings, "once": proof.once,
-            "seconds": time.monotonic() - proof.start}))
-        new.replace(self.kept)
+        self.kept.keep(begun=self.begun, figures=self.figures, allowed=self.allowed,
+                       findings=self.proof.findings, once=self.proof.once,
+                       seconds=time.monotonic() - self.proof.start)
 
     def next_case(self):
         with self.lock:
@@ -274,7 +263,7 @@ class Findings:
 
     def end(self):
         if self.kept:
-            self.kept.unlink()
+            self.kept.forget()
         for why, count in self.allowed.items():
             print(f"allowed {count} times: {why}")
         self.proof.end(", ".join(f"{count} {what}" for what, count in self.figures.items()))

@@ -1,6 +1,8 @@
 """What the proofs share: their arguments, their labs, two workers, and their figures."""
 
 import argparse
+import hashlib
+import json
 import os
 import random
 import re
@@ -25,6 +27,31 @@ def wine_failed(lab, error):
                                                    lab("show", "calls", check=False)))
 
 
+def program():
+    """The file that is proved."""
+    return Path(os.environ["PALVO_LAB_BIN"], "PalvoPrinterConfiguration.exe")
+
+
+class Kept:
+    """What a long run came to, kept so that one that was ended goes on; of no use to another program."""
+
+    def __init__(self, name, *files):
+        self.path = ROOT / "build" / "proof" / f"{name}.json"
+        self.of = hashlib.sha256(b"".join(file.read_bytes() for file in files)).hexdigest()
+        self.before = json.loads(self.path.read_text()) if self.path.is_file() else {}
+        if self.before.get("program") != self.of:
+            self.before = {}
+
+    def keep(self, **what):
+        self.path.parent.mkdir(parents=True, exist_ok=True)
+        new = self.path.with_suffix(".new")
+        new.write_text(json.dumps({"program": self.of} | what))
+        new.replace(self.path)
+
+    def forget(self):
+        self.path.unlink(missing_ok=True)
+
+
 class Proof:
     """One run of one proof. `long` asks for the long form; `random` is seeded, and the seed told."""
 
@@ -38,6 +65,7 @@ class Proof:
         self.random = random.Random(self.seed)
         self.start = time.monotonic()
         self.findings = []
+        self.notes = []     # that are no findings
         self.once = 0
         os.environ.setdefault("PALVO_LAB_BIN", str(ROOT / "build" / "release"))
         prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build" / "test" / "lab-prefix"))
@@ -51,12 +79,23 @@ class Proof:
         self.findings.append(text)
         print(f"FOUND: {text}", flush=True)
 
-    def share(self, work, cases):
+    def share(self, work, cases, kept=None):
         """Calls work(lab, case) for every case, each worker with a lab of its own. What a case
         raises is a finding, unless Wine itself did not bring up a process: then the case is tried
-        again, and told and counted. The others go on."""
-        queue = iter(list(cases))
-        done = [0]
+        again, and told and counted. The others go on. With `kept`, what was done before an earlier run
+        was ended is not done again."""
+        cases = list(cases)
+        finished = []
+        if kept and kept.before:
+            finished = kept.before["finished"]
+            self.findings += kept.before["findings"]
+            self.notes += kept.before["notes"]
+            self.once += kept.before["once"]
+            self.start -= kept.before["seconds"]
+            known = set(finished)
+            cases = [case for case in cases if str(case) not in known]
+            print(f"going on after {len(finished)} cases", flush=True)
+        queue = iter(cases)
         told = time.monotonic()
 
         def serve(lab):
@@ -69,10 +108,14 @@ class Proof:
                     error = attempt(lab, case)
                 if error:
                     self.find(f"{case}: {error}")
-                done[0] += 1
-                if self.long and time.monotonic() - told > 60:
-                    told = time.monotonic()
-                    print(f"  {done[0]} cases after {told - self.start:.0f} s", flush=True)
+                with lock:
+                    finished.append(str(case))
+                    if self.long and time.monotonic() - told > 60:
+                        told = time.monotonic()
+                        print(f"  {len(finished)} cases after {told - self.start:.0f} s", flush=True)
+                        if kept:
+                            kept.keep(finished=finished, findings=self.findings, notes=self.notes,
+                                      once=self.once, seconds=told - self.start)
 
         def attempt(lab, case):
             try:
@@ -92,6 +135,8 @@ class Proof:
         lock = threading.Lock()
         with ThreadPoolExecutor(len(self.labs)) as pool:
             list(pool.map(serve, self.labs))
+        if kept:
+            kept.forget()
 
     def end(self, figures):
         """Prints the figures and ends the process: 0 when nothing was found."""
