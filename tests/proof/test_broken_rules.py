@@ -4,8 +4,8 @@ import unittest
 
 from recorded_history import Ended
 from written_history import (
-    CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start, logon_alone, positions,
-    second, worker)
+    CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
+    logon_alone, positions, second, two_owners, unseen_request, worker)
 
 
 class BrokenRules(unittest.TestCase):
@@ -26,25 +26,13 @@ class BrokenRules(unittest.TestCase):
 
     def test_two_copies_own_the_instance_mutex(self):
         script = Script()
-        first = worker(script)
-        first.special_pass()
-        other = second(script)
-        other.ask("changed instance", 0)
-        other.special_pass()
-        first.finish()
-        other.finish()
+        two_owners(script)
         self.broken(script, "works beside")
 
     def test_a_killed_copy_of_another_scheme_excuses_no_second_owner(self):
         script = Script()
         script.copy(50, REFRESH).line(*CALLED[REFRESH])
-        first = worker(script)
-        first.special_pass()
-        other = second(script)
-        other.ask("changed instance", 0)
-        other.special_pass()
-        first.finish()
-        other.finish()
+        two_owners(script)
         self.broken(script, "works beside", kills=True)
 
     def test_the_programs_of_two_copies_overlap(self):
@@ -75,12 +63,7 @@ class BrokenRules(unittest.TestCase):
 
     def test_a_pending_request_is_not_seen(self):
         script = Script()
-        first = worker(script)
-        first.special_pass()
-        other = second(script)
-        other.ask("changed instance", 258)
-        other.redundant()
-        first.finish()
+        unseen_request(script)
         self.broken(script, "is lost")
 
     def pending_beside(self, *killed):
@@ -89,12 +72,7 @@ class BrokenRules(unittest.TestCase):
         script = Script()
         for number, arguments in enumerate(killed):
             script.copy(10 + number, arguments).line(*CALLED[arguments])
-        first = worker(script)
-        first.special_pass()
-        other = second(script)
-        other.ask("changed instance", 258)
-        other.redundant()
-        first.finish()
+        unseen_request(script)
         return script
 
     def test_a_killed_copy_of_another_scheme_excuses_no_lost_request(self):
@@ -103,12 +81,7 @@ class BrokenRules(unittest.TestCase):
     def test_a_killed_copy_excuses_one_lost_request_and_no_second(self):
         script = self.pending_beside(LOGON)
         self.assertEqual(script.verdict(kills=True).violations, [])
-        first = worker(script, 300)
-        first.special_pass()
-        other = second(script, 400)
-        other.ask("changed instance", 258)
-        other.redundant()
-        first.finish()
+        unseen_request(script, 300)
         self.broken(script, "is lost", kills=True)
 
     def test_a_request_is_taken_and_no_pass_follows(self):

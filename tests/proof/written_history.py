@@ -196,6 +196,26 @@ def second(script, pid=200, arguments=LOGON):
     return copy
 
 
+def two_owners(script):
+    first = worker(script)
+    first.special_pass()
+    other = second(script)
+    other.ask("changed instance", 0)
+    other.special_pass()
+    first.finish()
+    other.finish()
+
+
+def unseen_request(script, pid=100):
+    """A working copy that looks for no request when another copy has posted one."""
+    first = worker(script, pid)
+    first.special_pass()
+    other = second(script, pid + 50)
+    other.ask("changed instance", 258)
+    other.redundant()
+    first.finish()
+
+
 def failing_start(error):
     """A copy whose first program does not come up; it goes on with the next."""
     script = Script()
