@@ -157,11 +157,12 @@ class Checker:
         for scheme in ("changed", "refresh"):
             owner, leaving = None, None
             for step in self.steps:
-                if leaving and leaving.last < step.order:
+                if leaving and leaving.gone_by() < step.order:
                     leaving = None
                 if step.copy is owner and step.kind in (f"release {scheme} instance",
                                                         f"close {scheme} instance"):
-                    # A closed handle gives back at the thread's end, or at once as the last one.
+                    # A closed handle gives back at the thread's end, which comes after all that is
+                    # recorded of the copy, or at once as the last one.
                     leaving, owner = (owner if "close" in step.kind else None), None
                 if step.kind != f"try {scheme} instance":
                     continue

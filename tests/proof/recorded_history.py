@@ -70,6 +70,11 @@ class Copy:
     def killed(self):
         return not self.has_ended
 
+    def gone_by(self):
+        """The line of the record by which its process was surely gone."""
+        told = self.ended.before if self.ended else 1 << 60
+        return self.last if told == 1 << 60 else max(self.last, told - 1)   # 1 << 60: nobody knows
+
     def was_killed_before(self, step):
         """Whether nothing of this copy is recorded after the step, as it was killed."""
         return self.killed and self.last < step.order
