@@ -84,7 +84,7 @@ int RunSibling(const Arguments& given)
     const bool release = TakeFlag(arguments, L"--release");
     const bool missing = TakeFlag(arguments, L"--missing");
     const bool present = TakeFlag(arguments, L"--present");
-    if (!arguments.empty() || (hold && release) || (missing && present))
+    if (!arguments.empty() || hold + holdNoMore + release > 1 || (missing && present))
     {
         return Misused(L"sibling");
     }

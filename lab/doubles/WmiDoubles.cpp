@@ -13,6 +13,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace PalvoLab
 {
@@ -86,8 +87,8 @@ private:
 
 void* AnyMethodOf(const wchar_t* name, std::size_t slot, void* target)
 {
-    static auto* made = new std::map<void*, void*>;
-    void*& thunk = (*made)[target];
+    static auto* made = new std::map<std::pair<void*, std::size_t>, void*>;
+    void*& thunk = (*made)[{target, slot}];
     if (thunk == nullptr)
     {
         thunk = CreateCallThunk(

@@ -222,8 +222,8 @@ def check_faulted(lab, case, code, pid):
     else:
         log = lab.log_lines()
     said = [text for of, text in log if of == pid]
-    # Every exception is caught in the new-or-changed scheme, until it is done; but exceptions need memory
-    # themselves, and calloc is theirs.
+    # Every exception is caught in the new-or-changed scheme, until it is done; but exceptions need
+    # memory themselves, and calloc is theirs.
     in_scheme = any(text.startswith("-Processing NewOrChanged event") for text in said) and (
         DONE not in said)
     no_memory = case.function == "calloc" or (case.function == "malloc" and case.always)
@@ -231,7 +231,7 @@ def check_faulted(lab, case, code, pid):
     if case.function in ("SetThreadToken", "RevertToSelf") and code == 1:
         aborted = True      # it ends at once rather than go on as somebody else
     good = code in case.mode.codes or (case.mode == DRIVER and 0x80000000 <= code < CRASH)
-    if good and code == 1 and case.mode in WAITING:
+    if good and code == 1 and case.mode in WAITING + [NOTHING]:
         # It says so, unless the log's own mutex cannot be had.
         good = any(text.startswith("-Redundant instance") for text in said) or (
             case.function == "WaitForSingleObject" and case.always)
@@ -278,7 +278,8 @@ def outcome(lab, mode):
         siblings_of(lab, pid), len(lab("show", "messages").splitlines()) - prompts, lab.bags(),
         [(name, {what: without_numbers(value) for what, value in lab.raw_task(name).items()})
          for name in lab.tasks()],
-        lab.channel(), lab("driver", "list"), None if mode.arguments == RECURRING[0].arguments else lab.scan_position())
+        lab.channel(), lab("driver", "list"),
+        None if mode.arguments == RECURRING[0].arguments else lab.scan_position())
 
 
 class Normal:
@@ -291,7 +292,38 @@ class Normal:
 
     def outcome_of(self, mode):
         prepare(self.lab, mode)
-        return outcome(self.lab, mode)
+        found = outcome(self.lab, mode)
+        check_normal(mode, found)
+        return found
+
+
+def expect(good, found):
+    if not good:
+        raise AssertionError(f"this is no normal run: {found}")
+
+
+def check_normal(mode, found):
+    """That a run to compare with has done its work."""
+    expect(found.code == (1 if mode in (HELP, TRIM, PROMPT, BOX) else 0), found)
+    names = [name for name, _, _ in found.siblings]
+    if mode in WAITING:
+        # Two of them prepare the suite's applications too.
+        expect(names == ["query", "writer"] + ["writer"] * ("-w" in mode.arguments), found)
+        expect(any({"UserId", "DeviceId", "IsAdmin"} <= set(bag) for bag in found.bags.values()), found)
+    else:
+        expect(names == ["writer"] * (mode in (PROMPT, BOX)), found)
+    if mode in WAITING + [INSTALL, NOTHING]:
+        expect(found.bags and all("DesktopAppGUIDs" in bag for bag in found.bags.values()), found)
+    expect(len(found.tasks) == (3 if mode == INSTALL else 0), found)
+    if mode in (INSTALL, UNINSTALL):
+        expect(found.channel[0] == ("on" if mode == INSTALL else "off"), found)
+    expect(mode != DRIVER or "\nPalvo Orvela PV6 PS\tversion 4\tinstalled\t" in found.drivers, found)
+    expect(found.prompts == (1 if mode in (PROMPT, BOX) else 0), found)
+    expect(mode != INSTALL or found.position == ("REG_QWORD", 0), found)
+    last = {DELETE_LOG: "# Invoked to delete log file. Done...exiting.",
+            NOTHING: "- No supported printers need to be processed. Done. Exiting."}
+    expect(mode not in last or found.said[-1] == last[mode], found)
+    expect(mode not in RECURRING[:2] or DONE in found.said[-3:], found)
 
 
 def check_repair(lab, case, normal):
@@ -332,7 +364,7 @@ def count_calls(lab, mode):
     prepare(lab, mode)
     lab("record", "counts")
     code, pid = run(lab, mode)
-    if code not in mode.codes:
+    if code != (1 if mode in (HELP, TRIM, PROMPT, BOX, REDUNDANT) else 0):
         raise AssertionError(f"a normal run of '{mode.name}' ended with {code}")
     of_run = (line.split() for line in lab("show", "counts").splitlines())
     calls = {name: int(count) for of, name, count in of_run if int(of) == pid}

@@ -11,7 +11,8 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from random import Random
 
-from proof import ROOT, SUPPORTED, Kept, Proof, program, wine_failed  # First: it says where the lab's module lies.
+# First: it says where the lab's module lies.
+from proof import ROOT, SUPPORTED, Kept, Proof, program, wine_failed
 
 import lab as system
 from history_checker import check, story

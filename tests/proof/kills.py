@@ -14,7 +14,7 @@ from proof import SUPPORTED, Proof  # First: it says where the lab's module lies
 import lab as system
 from history import SECONDS, Broken, Findings, Lane, collect, prepare, record_path, share
 from program_promises import HEAD
-from recorded_history import NOT_BROUGHT_UP, Ended
+from recorded_history import NOT_BROUGHT_UP, UNKNOWN, Ended
 
 SHORT, LONG = 300, 5000     # kills
 TRIMS = 24                  # kills within a trim, in the short form
@@ -70,7 +70,7 @@ def remove_tasks(lab):
     after = record_path(lab).read_bytes().count(b"\n") if record_path(lab).is_file() else 0
     run = lab.run("-UT")
     lab("set", "channel-enabled", "on")
-    return [Ended(run.pid, run.code, run.output, after, 1 << 60)]
+    return [Ended(run.pid, run.code, run.output, after, UNKNOWN)]
 
 
 class Shared:
@@ -201,7 +201,7 @@ class KillStory:
             before = len(lab.siblings())
             after = record_path(lab).read_bytes().count(b"\n")
             run = lab.run(*arguments.split())
-            self.ended.append(Ended(run.pid, run.code, run.output, after, 1 << 60))
+            self.ended.append(Ended(run.pid, run.code, run.output, after, UNKNOWN))
             names = [sibling.name for sibling in lab.siblings()[before:] if sibling.parent == run.pid]
             if names != ["query", "writer"]:
                 # Wine does not always bring a process that it made to its first line.

@@ -7,6 +7,7 @@ from dataclasses import dataclass, field
 from program_promises import LOG, MODES, OBJECTS, SUITE
 
 KILLED = 0xDEAD             # the exit code of a copy that the lab killed
+UNKNOWN = 1 << 60           # in Ended.before: nobody saw how far the record was
 NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
 
 
@@ -72,8 +73,8 @@ class Copy:
 
     def gone_by(self):
         """The line of the record by which its process was surely gone."""
-        told = self.ended.before if self.ended else 1 << 60
-        return self.last if told == 1 << 60 else max(self.last, told - 1)   # 1 << 60: nobody knows
+        told = self.ended.before if self.ended else UNKNOWN
+        return self.last if told == UNKNOWN else max(self.last, told - 1)
 
     def was_killed_before(self, step):
         """Whether nothing of this copy is recorded after the step, as it was killed."""

@@ -5,7 +5,7 @@ import unittest
 from recorded_history import Ended
 from written_history import (
     CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    logon_alone, positions, second, two_owners, unseen_request, worker)
+    leaving, logon_alone, positions, second, two_owners, unseen_request, worker)
 
 
 class BrokenRules(unittest.TestCase):
@@ -60,6 +60,9 @@ class BrokenRules(unittest.TestCase):
         copy.ask("changed instance", 258)
         copy.redundant()
         self.broken(script, "redundant although nobody works")
+
+    def test_a_copy_that_was_seen_to_be_gone_owns_nothing(self):
+        self.broken(leaving(), "redundant although nobody works")
 
     def test_a_pending_request_is_not_seen(self):
         script = Script()

@@ -5,7 +5,7 @@ import unittest
 from program_promises import SKIPPED, UPDATE
 from written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    logon_alone, positions, second, worker)
+    leaving, logon_alone, positions, refreshing, second, worker)
 
 
 class GoodHistories(unittest.TestCase):
@@ -58,43 +58,14 @@ class GoodHistories(unittest.TestCase):
         first.finish()
         self.check(script)
 
-    def leaving(self):
-        """A refresh copy that has ended, as far as it is recorded, and one that finds it at work."""
-        script = Script()
-        first = script.copy(100, REFRESH)
-        first.begin()
-        first.ask("refresh instance", 0)
-        first.line("# Processing a periodic refresh event: PeriodicRefreshTask")
-        first.ask("refresh request", 0)
-        first.work("")
-        first.ask("refresh request", 258)
-        first.line(UPDATE, "Refresh event done...exiting.")
-        other = script.copy(200, REFRESH)
-        other.line(*CALLED[REFRESH])
-        other.open("refresh request", True)
-        other.open("refresh instance", True)
-        first.close("refresh instance", "refresh request")
-        first.end(0)
-        other.ask("refresh instance", 258)
-        other.redundant()
-        return script
-
     def test_a_mutex_is_given_back_after_the_last_that_is_recorded_of_its_copy(self):
-        script = self.leaving()
+        script = leaving()
         script.history.ended[0].before = len(script.history.record)
         self.check(script)
 
-    def test_a_copy_that_was_seen_to_be_gone_owns_nothing(self):
-        self.assertIn("redundant although nobody works", self.leaving().verdict().violations[0])
-
     def test_a_refresh_keeps_its_mutex_until_the_handle_is_closed(self):
         script = Script()
-        first = script.copy(100, REFRESH)
-        first.begin()
-        first.ask("refresh instance", 0)
-        first.line("# Processing a periodic refresh event: PeriodicRefreshTask")
-        first.ask("refresh request", 0)
-        first.work("")
+        first = refreshing(script)
         other = script.copy(200, REFRESH)
         other.begin(existed=True)
         other.ask("refresh instance", 258)

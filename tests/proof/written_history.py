@@ -196,6 +196,32 @@ def second(script, pid=200, arguments=LOGON):
     return copy
 
 
+def refreshing(script):
+    """A refresh copy after its first pass."""
+    copy = script.copy(100, REFRESH)
+    copy.begin()
+    copy.ask("refresh instance", 0)
+    copy.line("# Processing a periodic refresh event: PeriodicRefreshTask")
+    copy.ask("refresh request", 0)
+    copy.work("")
+    return copy
+
+
+def leaving():
+    """A refresh copy that has ended, as far as it is recorded, and one that finds it at work."""
+    script = Script()
+    first = refreshing(script)
+    first.ask("refresh request", 258)
+    first.line(UPDATE, "Refresh event done...exiting.")
+    other = script.copy(200, REFRESH)
+    other.begin(existed=True)
+    first.close("refresh instance", "refresh request")
+    first.end(0)
+    other.ask("refresh instance", 258)
+    other.redundant()
+    return script
+
+
 def two_owners(script):
     first = worker(script)
     first.special_pass()

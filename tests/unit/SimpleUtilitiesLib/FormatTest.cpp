@@ -87,6 +87,13 @@ TEST(FormatTest, ArgumentMayBeAMillionCharactersLong)
     EXPECT_EQ(Format(L"[%s]", text), L"[" + text + L"]");
 }
 
+TEST(FormatTest, TextThatTheRuntimeCannotMeasureIsEmpty)
+{
+    const Replaced<"msvcrt", "_vscwprintf", int(const wchar_t*, char*)> measure(
+        [](const wchar_t*, char*) { return -1; });
+    EXPECT_EQ(Format(L"%s", L"paper"), L"");
+}
+
 TEST(FormatTest, TextThatTheRuntimeCannotWriteIsEmpty)
 {
     const Replaced<"msvcrt", "_vsnwprintf", int(wchar_t*, std::size_t, const wchar_t*, char*)>
