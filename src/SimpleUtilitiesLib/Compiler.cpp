@@ -16,9 +16,8 @@ int _dowildcard = 0;        // NOLINT(readability-identifier-naming)
 std::string ClassName(const std::type_info& type)
 {
 #ifdef __GNUC__
-    int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, nullptr), &std::free);
     if (name == nullptr)
     {
         return {};

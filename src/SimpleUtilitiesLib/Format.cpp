@@ -19,8 +19,8 @@ std::wstring FormatUnchecked(const wchar_t* format, ...)
     }
     std::wstring text(static_cast<std::size_t>(length), L'\0');
     va_start(arguments, format);
-    // The terminating zero is the string's own, so the room is one character more.
-    const int written = _vsnwprintf(text.data(), text.size() + 1, format, arguments);
+    // The terminating zero is the string's own.
+    const int written = _vsnwprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     return written == length ? text : std::wstring();
 }

@@ -35,15 +35,13 @@ std::uint64_t FileSize(const std::wstring& path)
     return file && GetFileSizeEx(file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
-/// Reads the next block: empty at the end, nothing on failure.
-std::optional<std::string_view> ReadBlock(HANDLE file, std::span<char> buffer)
+/// Reads the next block: empty at the end and on failure.
+std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
 {
     DWORD length = 0;
-    if (!ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr))
-    {
-        return std::nullopt;
-    }
-    return std::string_view(buffer.data(), length);
+    const BOOL isRead =
+        ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr);
+    return {buffer.data(), isRead ? length : 0};
 }
 
 std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buffer)
@@ -51,7 +49,7 @@ std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buf
     LogTrim::Scanner scanner(size);
     for (;;)
     {
-        const std::string_view block = ReadBlock(file, buffer).value_or(std::string_view());
+        const std::string_view block = ReadBlock(file, buffer);
         const std::optional<std::uint64_t> found =
             block.empty() ? scanner.Finish() : scanner.Feed(block);
         if (found || block.empty())
@@ -63,10 +61,6 @@ std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buf
 
 void WriteBytes(HANDLE file, std::string_view bytes)
 {
-    if (bytes.empty())
-    {
-        return;
-    }
     DWORD written = 0;
     WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
@@ -95,14 +89,15 @@ void CopyTail(HANDLE source, std::uint64_t from, std::uint64_t size, HANDLE targ
         return;
     }
     std::size_t held = 0;
-    while (const auto block = ReadBlock(source, buffer.subspan(held)))
+    for (;;)
     {
-        from += block->size();
-        const std::string_view bytes(buffer.data(), held + block->size());
-        const bool isEnd = block->empty() && from >= size;
+        const std::string_view block = ReadBlock(source, buffer.subspan(held));
+        from += block.size();
+        const std::string_view bytes(buffer.data(), held + block.size());
+        const bool isEnd = block.empty() && from >= size;
         const std::size_t length = WritableLength(bytes, isEnd, bytes.size() == buffer.size());
         WriteBytes(target, bytes.substr(0, length));
-        if (block->empty())
+        if (block.empty())
         {
             return;
         }

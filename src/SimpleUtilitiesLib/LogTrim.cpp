@@ -1,5 +1,7 @@
 #include "LogTrim.h"
 
+#include <algorithm>
+
 namespace
 {
 constexpr std::uint64_t KeptBytes = 0x200000;
@@ -8,8 +10,7 @@ constexpr std::size_t LongestPiece = 4096;
 
 namespace LogTrim
 {
-Scanner::Scanner(std::uint64_t fileSize)
-    : droppedBytes(fileSize > KeptBytes ? fileSize - KeptBytes : 0)
+Scanner::Scanner(std::uint64_t fileSize) : droppedBytes(std::max(fileSize, KeptBytes) - KeptBytes)
 {
 }
 
@@ -17,10 +18,6 @@ std::optional<std::uint64_t> Scanner::Feed(std::string_view bytes)
 {
     for (const char byte : bytes)
     {
-        if (firstKept)
-        {
-            break;
-        }
         if (heldCarriageReturn && byte != '\n')
         {
             AddCharacter('\r', position);

@@ -49,7 +49,7 @@ bool LookupSidFromAccountName(const std::wstring& account, std::vector<BYTE>& si
     DWORD domainLength = FirstNameCharacters;
     for (int attempt = 0; attempt < 2; ++attempt)
     {
-        std::vector<wchar_t> domainBuffer(domainLength + 1);
+        std::vector<wchar_t> domainBuffer(domainLength);
         SID_NAME_USE use = SidTypeUnknown;
         if (LookupAccountNameW(nullptr, account.c_str(), sid.data(), &sidSize, domainBuffer.data(),
                                &domainLength, &use))

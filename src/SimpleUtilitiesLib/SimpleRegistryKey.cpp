@@ -17,7 +17,7 @@ RegistryHandle Create(HKEY root, const std::wstring& subKey, REGSAM access,
     RegistryHandle key;
     status = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
                              nullptr, key.Receive(), nullptr);
-    return status == ERROR_SUCCESS ? std::move(key) : RegistryHandle();
+    return key;
 }
 
 std::shared_ptr<RegistryKey> Share(RegistryHandle key)

@@ -150,8 +150,7 @@ std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator)
 
 std::wstring FileNameOf(const std::wstring& path)
 {
-    const std::size_t backslash = path.rfind(L'\\');
-    return backslash == std::wstring::npos ? path : path.substr(backslash + 1);
+    return path.substr(path.rfind(L'\\') + 1); // without one, npos + 1 is 0
 }
 
 std::wstring DirectoryOf(const std::wstring& path)

@@ -5,7 +5,7 @@
 #include "ProgramFile.h"
 #include "SessionOwners.h"
 
-#include <optional>
+#include <vector>
 
 namespace
 {
@@ -54,7 +54,6 @@ public:
     {
         const bool managed = GetModuleHandleW(L"mscoree.dll") != nullptr;
         caption = Caption(title, interactive, managed);
-        style = MB_OK | MB_TASKMODAL;
         if (!interactive || managed)
         {
             style |= MB_SERVICE_NOTIFICATION | MB_SETFOREGROUND;
@@ -103,29 +102,27 @@ private:
     bool interactive;
     std::wstring text;
     std::wstring caption;
-    DWORD style = 0;
+    DWORD style = MB_OK | MB_TASKMODAL;
 };
 
-/// The first active session; `count` is how many there are.
-std::optional<DWORD> FirstActiveSession(unsigned& count)
+/// None as well when the sessions cannot be listed.
+std::vector<DWORD> ActiveSessions()
 {
-    count = 0;
     WtsMemory<WTS_SESSION_INFOW*> sessions;
     DWORD length = 0;
     if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &length))
     {
-        return std::nullopt;
+        return {};
     }
-    std::optional<DWORD> first;
+    std::vector<DWORD> active;
     for (DWORD i = 0; i < length; ++i)
     {
         if (sessions.Get()[i].State == WTSActive)
         {
-            ++count;
-            first = first.value_or(sessions.Get()[i].SessionId);
+            active.push_back(sessions.Get()[i].SessionId);
         }
     }
-    return first;
+    return active;
 }
 } // namespace
 
@@ -133,13 +130,12 @@ void ShowUserMessage(const std::wstring& title, const std::wstring& message)
 {
     const LastErrorKeeper keeper;
     MessageBoxRequest box(title, message);
-    unsigned activeSessions = 0;
-    const std::optional<DWORD> session = FirstActiveSession(activeSessions);
-    if (activeSessions > 1)
+    const std::vector<DWORD> sessions = ActiveSessions();
+    if (sessions.size() > 1)
     {
         box.Warn();
     }
-    if (!session || !box.ShowInSession(*session))
+    if (sessions.empty() || !box.ShowInSession(sessions.front()))
     {
         box.ShowHere();
     }

@@ -84,7 +84,6 @@ bool EventLogReader::FetchBatch()
     if (!EvtNext(query.Get(), BatchCapacity, handles.data(), INFINITE, 0, &returnedCount))
     {
         returnedCount = 0;
-        return false;
     }
     for (DWORD i = 0; i < returnedCount; ++i)
     {

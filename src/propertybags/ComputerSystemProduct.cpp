@@ -102,7 +102,7 @@ ComputerSystemProduct QueryComputerSystemProduct()
         ULONG returned = 0;
         if (objects->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.Receive(), &returned) !=
                 WBEM_S_NO_ERROR ||
-            returned == 0 || !object)
+            !object)
         {
             break;
         }

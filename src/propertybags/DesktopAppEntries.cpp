@@ -59,10 +59,6 @@ std::wstring Update(const std::wstring& value, const std::wstring& guids)
 
 std::optional<std::wstring> Remove(const std::wstring& value)
 {
-    if (IsEmptyOrBlank(value))
-    {
-        return std::nullopt;
-    }
     std::vector<std::wstring> entries = Split(value, EntrySeparator);
     const auto own = std::find_if(entries.begin(), entries.end(), IsOwnEntry);
     if (own == entries.end())

@@ -108,24 +108,23 @@ void AddTrigger(ITaskDefinition& definition, unsigned kind, BSTR timeLimit)
 {
     ComPointer<ITriggerCollection> triggers;
     Require(definition.get_Triggers(triggers.Receive()), L"\nCannot get trigger collection: %x");
-    switch (kind)
+    // Only an explicit start runs a task of another kind.
+    if (kind == TaskKind::NewOrChanged)
     {
-    case TaskKind::NewOrChanged:
         AddEventTrigger(*triggers.Get(), L"Event 300 or 306 Trigger",
                         TaskTriggers::NewOrChangedSubscription, timeLimit);
-        break;
-    case TaskKind::UserLogon:
+    }
+    else if (kind == TaskKind::UserLogon)
+    {
         AddEventTrigger(*triggers.Get(), L"Logon Event Trigger",
                         IsWindowsVersionOrLater(10, 0)
                             ? TaskTriggers::UserLogonSubscriptionWindows10
                             : TaskTriggers::UserLogonSubscription,
                         timeLimit);
-        break;
-    case TaskKind::PeriodicRefresh:
+    }
+    else if (kind == TaskKind::PeriodicRefresh)
+    {
         AddDailyTrigger(definition, *triggers.Get(), timeLimit);
-        break;
-    default:
-        break; // only an explicit start runs such a task
     }
 }
 

@@ -90,7 +90,11 @@ BOOL FakeEventChannel::Next(EVT_HANDLE query, DWORD size, EVT_HANDLE* handles, D
     batchSizes.push_back(size);
     timeouts.push_back(timeout);
     nextFlags.push_back(flags);
-    *returned = 0;
+    if (emptyFetches)
+    {
+        return TRUE;
+    }
+    *returned = size; // what a failing call leaves there means nothing
     if (!IsOpen(query, Kind::Query))
     {
         return Fail(ERROR_INVALID_HANDLE);
@@ -99,11 +103,7 @@ BOOL FakeEventChannel::Next(EVT_HANDLE query, DWORD size, EVT_HANDLE* handles, D
     {
         return Fail(*nextError);
     }
-    if (emptyFetches)
-    {
-        return TRUE;
-    }
-    for (; *returned < size && position < found.size(); ++*returned, ++position)
+    for (*returned = 0; *returned < size && position < found.size(); ++*returned, ++position)
     {
         handles[*returned] = Open(Kind::Event, position);
     }
@@ -113,11 +113,12 @@ BOOL FakeEventChannel::Next(EVT_HANDLE query, DWORD size, EVT_HANDLE* handles, D
 BOOL FakeEventChannel::Render(EVT_HANDLE context, EVT_HANDLE event, DWORD flags, DWORD size,
                               void* buffer, DWORD* used, DWORD* count)
 {
+    ++renderings;
     if (!IsOpen(context, Kind::Context) || !IsOpen(event, Kind::Event))
     {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    if (flags != EvtRenderEventValues)
+    if (flags != EvtRenderEventValues || (buffer == nullptr && size != 0))
     {
         return Fail(ERROR_INVALID_PARAMETER);
     }

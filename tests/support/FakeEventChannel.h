@@ -36,7 +36,7 @@ public:
     std::optional<DWORD> secondRenderError; ///< the render into the buffer fails
     std::optional<DWORD> nextError;         ///< the fetch number `failingFetch` fails
     unsigned failingFetch = 1;
-    bool emptyFetches = false;        ///< fetches succeed with no event
+    bool emptyFetches = false;        ///< fetches succeed and say nothing
     bool renderWithoutBuffer = false; ///< the render that asks for the size succeeds
     DWORD renderedValues = 5;         ///< how many values a rendering has
     std::function<void()> onQuery;
@@ -52,6 +52,7 @@ public:
     std::vector<std::wstring> renderedPaths; ///< of the last render context
     DWORD contextFlags = 0;
     unsigned fetches = 0;
+    unsigned renderings = 0;
     std::vector<DWORD> batchSizes;
     std::vector<DWORD> timeouts;
     std::vector<DWORD> nextFlags;

@@ -64,6 +64,10 @@ BOOL FakeSpooler::GetDriver(HANDLE printer, LPCWSTR environment, DWORD level, LP
     {
         return Refuse(ERROR_INVALID_HANDLE);
     }
+    if (buffer == nullptr && size != 0)
+    {
+        return Refuse(ERROR_INVALID_USER_BUFFER);
+    }
     if (buffer == nullptr && sizeError)
     {
         return Refuse(*sizeError);

@@ -141,8 +141,13 @@ TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
 TEST_F(AccessControlListTest, GrantThatTheSystemRefusesGivesNoList)
 {
     acl = Acl(static_cast<PACL>(LocalAlloc(LPTR, 8)));
-    const SetEntriesDouble setEntries([](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
-                                      { return ERROR_INVALID_ACL; });
+    const SetEntriesDouble setEntries(
+        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL* merged) -> DWORD
+        {
+            // What a failing call leaves there is no list.
+            *merged = static_cast<PACL>(LocalAlloc(LPTR, 8));
+            return ERROR_INVALID_ACL;
+        });
     EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, acl));
     EXPECT_FALSE(acl.IsValid());
 }

@@ -8,6 +8,10 @@
 #include <new>
 #include <stdexcept>
 
+#ifdef __GNUC__
+extern "C" int _dowildcard; // NOLINT(readability-identifier-naming): the start-up code's name
+#endif
+
 namespace
 {
 class Silent : public std::exception
@@ -15,6 +19,13 @@ class Silent : public std::exception
 public:
     const char* what() const noexcept override { return nullptr; }
 };
+
+#ifdef __GNUC__
+TEST(StartUpCodeTest, LeavesWildcardsInArgumentsAlone)
+{
+    EXPECT_EQ(_dowildcard, 0);
+}
+#endif
 
 TEST(ClassNameTest, IsTheNameAfterTheWordClass)
 {

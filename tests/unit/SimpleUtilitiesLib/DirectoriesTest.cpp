@@ -125,8 +125,8 @@ TEST(MakeDirectoryTest, LevelsOfADriveBehindTwoBackslashesFollowTheDrive)
 TEST(MakeDirectoryTest, PathWithNeitherIsTriedWholeAlone)
 {
     const CreatedDirectories created({3});
-    EXPECT_FALSE(MakeDirectory(L"a\\b\\c"));
-    EXPECT_EQ(created.Tried(), (CreatedDirectories::Paths{L"a\\b\\c", L"a\\b\\c"}));
+    EXPECT_FALSE(MakeDirectory(L"a\\b\\c\\d"));
+    EXPECT_EQ(created.Tried(), (CreatedDirectories::Paths{L"a\\b\\c\\d", L"a\\b\\c\\d"}));
 }
 
 TEST(MakeDirectoryTest, ServerAloneIsTriedWholeAlone)

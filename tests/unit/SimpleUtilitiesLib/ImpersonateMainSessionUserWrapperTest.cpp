@@ -219,6 +219,7 @@ TEST_F(ImpersonationTest, NextUserWhoCannotBeHadLeavesTheFirst)
     duplicated = FALSE;
     journal.clear();
     EXPECT_FALSE(wrapper->Impersonate(SessionToken));
+    EXPECT_EQ(journal, Journal{L"duplicate"});
     wrapper.reset();
     EXPECT_EQ(journal, (Journal{L"duplicate", L"revert", L"close 256"}));
 }

@@ -104,6 +104,21 @@ TEST_F(SidsTest, LongNamesAreAskedForAgainWithTheSizesThatTheSystemWants)
     EXPECT_EQ(domain, longDomain);
 }
 
+TEST_F(SidsTest, NamesThatFillTheirBuffersEndThere)
+{
+    const LookupSidDouble lookup(
+        [](LPCWSTR, PSID, LPWSTR nameBuffer, LPDWORD nameLength, LPWSTR domainBuffer,
+           LPDWORD domainLength, PSID_NAME_USE)
+        {
+            std::wmemset(nameBuffer, L'n', *nameLength);
+            std::wmemset(domainBuffer, L'd', *domainLength);
+            return TRUE;
+        });
+    EXPECT_TRUE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(name, std::wstring(32, L'n'));
+    EXPECT_EQ(domain, std::wstring(32, L'd'));
+}
+
 TEST_F(SidsTest, LookUpIsTriedAgainOnce)
 {
     int calls = 0;
@@ -120,13 +135,16 @@ TEST_F(SidsTest, LookUpIsTriedAgainOnce)
 
 TEST_F(SidsTest, UnknownSidHasNoAccount)
 {
+    int calls = 0;
     const LookupSidDouble lookup(
-        [](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        [&](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
         {
+            ++calls;
             SetLastError(ERROR_NONE_MAPPED);
             return FALSE;
         });
     EXPECT_FALSE(LookupAccountNameFromSid(system.Get(), name, domain));
+    EXPECT_EQ(calls, 1);
     EXPECT_EQ(name, L"old name");
     EXPECT_EQ(domain, L"old domain");
 }
@@ -139,10 +157,20 @@ TEST_F(SidsTest, AccountHasASid)
     EXPECT_EQ(TextOf(bytes.data()), L"S-1-5-32-544");
 }
 
-TEST_F(SidsTest, UnknownAccountHasNone)
+TEST_F(SidsTest, UnknownAccountHasNoneAndIsAskedForOnce)
 {
+    int calls = 0;
+    const LookupNameDouble lookup(
+        [&](LPCWSTR machine, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR referenced,
+            LPDWORD domainLength, PSID_NAME_USE use)
+        {
+            ++calls;
+            return decltype(lookup)::Original(machine, account, sid, sidSize, referenced,
+                                              domainLength, use);
+        });
     EXPECT_FALSE(LookupSidFromAccountName(L"NOWHERE\\Nobody %s", bytes));
     EXPECT_TRUE(bytes.empty());
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(SidsTest, AccountIsAskedForAgainWithTheSizesThatTheSystemWants)

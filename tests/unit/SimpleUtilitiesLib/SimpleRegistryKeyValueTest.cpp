@@ -64,8 +64,12 @@ TEST_F(RegistryKeyValueTest, StringIsStoredWholeThoughAZeroStandsInIt)
 TEST_F(RegistryKeyValueTest, ValueThatCannotBeWrittenThrows)
 {
     const auto key = Key();
-    const SetDouble set([](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS
-                        { return ERROR_ACCESS_DENIED; });
+    const SetDouble set(
+        [](HKEY, LPCWSTR, DWORD reserved, DWORD, const BYTE*, DWORD) -> LSTATUS
+        {
+            EXPECT_EQ(reserved, 0U);
+            return ERROR_ACCESS_DENIED;
+        });
     ExpectRegistryRequest(L"RegistryKey::SetValue", [&] { key->SetValue(L"n", 1ULL); });
     ExpectRegistryRequest(L"RegistryKey::SetValue",
                           [&] { key->SetValue(L"s", std::wstring(L"x")); });
@@ -79,9 +83,18 @@ TEST_F(RegistryKeyValueTest, BytesAreReadWhateverTheirType)
     }
 }
 
-TEST_F(RegistryKeyValueTest, ValueOfNoBytesIsFoundAndEmpty)
+TEST_F(RegistryKeyValueTest, ValueOfNoBytesIsFoundAndEmptyAndAskedForOnce)
 {
     EXPECT_EQ(Read(REG_BINARY, {}), Bytes());
+    int queries = 0;
+    const QueryDouble query(
+        [&](HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size)
+        {
+            ++queries;
+            return decltype(query)::Original(key, name, reserved, type, data, size);
+        });
+    EXPECT_TRUE(Key()->GetValue(L"v", bytes));
+    EXPECT_EQ(queries, 1);
 }
 
 TEST_F(RegistryKeyValueTest, ValueOfOneByteIsReadWhole)

@@ -3,11 +3,26 @@
 #include "OutputCapture.h"
 #include "WindowsHeaders.h"
 
+#include <cstdio>
+#include <io.h>
+
 namespace
 {
 TEST(StandardOutputTest, PrintsTheTextAsItIs)
 {
     EXPECT_EQ(OutputOf([] { StandardOutput::Write(L"\tone\ntwo"); }), "\tone\ntwo");
+}
+
+TEST(StandardOutputTest, TextIsOutBeforeTheCallReturns)
+{
+    long length = 0;
+    OutputOf(
+        [&]
+        {
+            StandardOutput::Write(L"text");
+            length = _filelength(_fileno(stdout));
+        });
+    EXPECT_EQ(length, 4);
 }
 
 TEST(StandardOutputTest, PercentSignsAreData)

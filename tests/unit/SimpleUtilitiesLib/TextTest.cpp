@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace
 {
 /// Text with characters of a code page of one byte and with some that it lacks: "Ünit", two
@@ -22,6 +24,7 @@ TEST(FromNarrowTest, EmptyGivesTheEmptyString)
 
 TEST(FromNarrowTest, ReadsUtf8)
 {
+    EXPECT_EQ(FromNarrow("x"), L"x");
     EXPECT_EQ(FromNarrow("a\xC3\x9C\xE4\xB8\xAD\xF0\x9F\x96\xA8"), L"a\x00DC\x4E2D\xD83D\xDDA8");
 }
 
@@ -39,11 +42,46 @@ TEST(FromNarrowTest, BytesThatAreNoUtf8AreNoFailure)
     EXPECT_EQ(text.back(), L'b');
 }
 
+TEST(FromNarrowTest, AsksForUtf8WithoutFlags)
+{
+    int calls = 0;
+    const Replaced<"KERNEL32", "MultiByteToWideChar", decltype(MultiByteToWideChar)> convert(
+        [&](UINT codePage, DWORD flags, LPCCH bytes, int length, LPWSTR text, int size)
+        {
+            ++calls;
+            EXPECT_EQ(codePage, 65001U);
+            EXPECT_EQ(flags, 0U);
+            return decltype(convert)::Original(codePage, flags, bytes, length, text, size);
+        });
+    EXPECT_EQ(FromNarrow("a\xC3\x9C"), L"a\x00DC");
+    EXPECT_EQ(calls, 2);
+}
+
+TEST(ToNarrowTest, TextWhoseLengthCannotBeToldIsEmpty)
+{
+    bool isFirst = true;
+    const Replaced<"KERNEL32", "WideCharToMultiByte", decltype(WideCharToMultiByte)> convert(
+        [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size, LPCCH other,
+            LPBOOL used)
+        {
+            return std::exchange(isFirst, false)
+                       ? 0
+                       : decltype(convert)::Original(codePage, flags, text, length, bytes, size,
+                                                     other, used);
+        });
+    char buffer[4] = "###";
+    ToNarrow(L"abc", buffer, sizeof(buffer));
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(buffer[1], '#');
+}
+
 TEST(ToNarrowTest, WritesUtf8AndAZero)
 {
     char buffer[16] = "###############";
     ToNarrow(L"a\x00DC\x4E2D", buffer, sizeof(buffer));
     EXPECT_STREQ(buffer, "a\xC3\x9C\xE4\xB8\xAD");
+    ToNarrow(L"b", buffer, sizeof(buffer));
+    EXPECT_STREQ(buffer, "b");
 }
 
 TEST(ToNarrowTest, TextThatJustFitsIsWhole)

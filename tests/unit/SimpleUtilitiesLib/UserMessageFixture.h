@@ -89,6 +89,7 @@ private:
             EXPECT_EQ(reserved, 0U);
             EXPECT_EQ(version, 1U);
             SetLastError(1);
+            *count = 1; // what a failing call leaves there means nothing
             if (enumerated)
             {
                 ++lists;

@@ -40,6 +40,7 @@ TEST(QueryArgumentsTest, NameOfThePrinterIsDataWhateverItHolds)
 TEST(QueryArgumentsTest, QuotesInTheNameOfThePrinterStayInTheOneOperand)
 {
     EXPECT_EQ(QueryArguments(OnePrinter(L"A \"B\" C")), L"-e \"A \\\"B\\\" C\"");
+    EXPECT_EQ(QueryArguments(OnePrinter(L"\"")), L"-e \"\\\"\"");
 }
 
 TEST(QueryArgumentsTest, BackslashesChangeOnlyWhereTheyStandBeforeAQuote)

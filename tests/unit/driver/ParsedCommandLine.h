@@ -13,7 +13,8 @@ class CommandLineFixture : public ::testing::Test
 protected:
     void Parse(const std::vector<std::wstring>& arguments)
     {
-        std::vector<const wchar_t*> vector = {L"C:\\P\\PalvoPrinterConfiguration.exe"};
+        // The program's name is no argument, whatever it looks like.
+        std::vector<const wchar_t*> vector = {L"/c"};
         for (const std::wstring& argument : arguments)
         {
             vector.push_back(argument.c_str());

@@ -254,6 +254,7 @@ TEST_F(EventLogReaderTest, FailedRenderingIsToldWithItsError)
 {
     ReadSingle({1, L"A", std::nullopt, 300, std::nullopt, ERROR_EVT_INVALID_EVENT_DATA});
     EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_EVT_INVALID_EVENT_DATA});
+    EXPECT_EQ(channel.renderings, 1U);
     EXPECT_EQ(reader.PrinterName(), L"");
     EXPECT_EQ(channel.OpenHandles(), 2U);
 }
@@ -283,6 +284,7 @@ TEST_F(EventLogReaderTest, RenderingWithMissingValuesIsNotRead)
     reader.ReadNext();
     EXPECT_EQ(reader.PrinterName(), L"");
     EXPECT_EQ(reader.RecordId(), 0U);
+    EXPECT_EQ(reader.EventId(), 0U);
 }
 
 TEST_F(EventLogReaderTest, EventThatCannotBeRenderedKeepsTheIdsOfTheLastAndNoName)

@@ -92,6 +92,7 @@ TEST_F(PrintDriverTest, FailureToTellTheSizeBecomesAnHresult)
     const HANDLE handle = Open({});
     spooler.sizeError = ERROR_ACCESS_DENIED;
     EXPECT_EQ(static_cast<unsigned>(PrintDriver().GetDriverInfo(handle, buffer)), 0x80070005U);
+    EXPECT_EQ(spooler.levels, std::vector<DWORD>{3}) << "the driver was asked for all the same";
 }
 
 TEST_F(PrintDriverTest, FailureToFillTheBufferBecomesAnHresult)

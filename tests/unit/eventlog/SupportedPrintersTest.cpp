@@ -109,6 +109,14 @@ TEST_F(SupportedPrintersTest, MissingManifestFileIsNotSupported)
 
 TEST_F(SupportedPrintersTest, DriverWithoutAManifestIsNotSupported)
 {
+    using Profile =
+        Replaced<"KERNEL32", "GetPrivateProfileStringW", decltype(GetPrivateProfileStringW)>;
+    const Profile profile(
+        [](LPCWSTR, LPCWSTR, LPCWSTR, LPWSTR, DWORD, LPCWSTR file) -> DWORD
+        {
+            ADD_FAILURE() << "looked for in " << file;
+            return 0;
+        });
     spooler.printers[L"P"] = {4, {{L"C:\\driver.dll"}}};
     printers.Examine(L"P");
     EXPECT_TRUE(printers.Names().empty());

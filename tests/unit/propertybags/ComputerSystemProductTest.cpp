@@ -92,6 +92,23 @@ TEST_F(ComputerSystemProductTest, TextThatPointsNowhereIsEmptyText)
     EXPECT_EQ(NumberOf({VT_BSTR, {}, 0, true}), L"");
 }
 
+TEST_F(ComputerSystemProductTest, NullAndEmptyAreEmptyTextWhateverTheyWouldBeConvertedTo)
+{
+    using Change = Replaced<"OLEAUT32", "VariantChangeType", decltype(VariantChangeType)>;
+    const Change change(
+        [](VARIANTARG* text, const VARIANTARG*, USHORT flags, VARTYPE type)
+        {
+            EXPECT_EQ(flags, 0U);
+            EXPECT_EQ(type, 8U);
+            text->vt = type;
+            text->bstrVal = SysAllocString(L"null");
+            return S_OK;
+        });
+    EXPECT_EQ(NumberOf({VT_I4, {}, 4711}), L"null");
+    EXPECT_EQ(NumberOf({VT_NULL, {}}), L"");
+    EXPECT_EQ(NumberOf({VT_EMPTY, {}}), L"");
+}
+
 TEST_F(ComputerSystemProductTest, NumberBecomesItsText)
 {
     EXPECT_EQ(NumberOf({VT_I4, {}, 4711}), L"4711");

@@ -110,6 +110,7 @@ TEST_F(UserPropertyBagsFailureTest, FailedUserIdDoesNotKeepTheOthersBack)
     Update();
     EXPECT_EQ(Value(AliceSid, L"DeviceId"), DeviceId);
     EXPECT_EQ(Value(AliceSid, L"IsAdmin"), L"0");
+    EXPECT_EQ(testLog.Messages().size(), 1U) << "only the device id was written";
 }
 
 TEST_F(UserPropertyBagsFailureTest, UserIdThatIsNotWrittenIsNotClaimed)
