@@ -19,8 +19,11 @@ TEST(StandardOutputTest, TextIsOutBeforeTheCallReturns)
     OutputOf(
         [&]
         {
+            // As in the program itself; the test programs have switched it off.
+            std::setvbuf(stdout, nullptr, _IOFBF, 4096);
             StandardOutput::Write(L"text");
             length = _filelength(_fileno(stdout));
+            std::setvbuf(stdout, nullptr, _IONBF, 0);
         });
     EXPECT_EQ(length, 4);
 }
