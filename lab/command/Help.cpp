@@ -47,9 +47,10 @@ const std::vector<Command>& Commands()
          L"run [--account A] [--timeout MS] [--output FILE] [--no-wait] [--print-exit]\n"
          L"    [--kill-after N] [--fault \"F N ERROR [always]\"]... [--program PATH]\n"
          L"    (-- ARGUMENT... | --raw TEXT [--escapes])\n"
-         L"                               run the program; ends with its exit code. --kill-after ends\n"
-         L"                               it after its N-th recorded call; --raw takes the command\n"
-         L"                               line as it is, with --escapes backslash, u, XXXX in it\n"},
+         L"                               run the program; ends with its exit code.\n"
+         L"                               --kill-after ends it after its N-th recorded call;\n"
+         L"                               --raw takes the command line as it is, with --escapes\n"
+         L"                               backslash, u, XXXX in it\n"},
         {L"kill", &RunKill, L"kill PID                       end a copy of the program at once\n"},
         {L"burst", &RunBurst,
          L"burst FILE|- [--output-dir DIR]\n"
@@ -62,11 +63,11 @@ const std::vector<Command>& Commands()
          L"sibling query|writer [--take MS[-MS]] [--return CODE]\n"
          L"        [--hold|--hold-no-more|--release] [--missing|--present]\n"
          L"                               tell a stand-in what to do; --hold: not to end before\n"
-         L"                               --release; --hold-no-more: only those that are held now\n"},
+         L"                               --release; --hold-no-more: only those held now\n"},
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"
-         L"                               or kill; of reads also bytes=N (no more than these come)\n"
+         L"                               or kill; of reads also bytes=N (no more come)\n"
          L"                               and wrong-type\n"
          L"fault clear                    no more faults\n"},
         {L"imports", &RunImports,
