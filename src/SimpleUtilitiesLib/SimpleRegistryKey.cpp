@@ -17,6 +17,7 @@ RegistryHandle Create(HKEY root, const std::wstring& subKey, REGSAM access,
     RegistryHandle key;
     status = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
                              nullptr, key.Receive(), nullptr);
+    key.KeepIf(status == ERROR_SUCCESS);
     return key;
 }
 
@@ -39,7 +40,7 @@ std::shared_ptr<RegistryKey> RegistryKey::OpenRegistryKey(HKEY root, const std::
                                                           REGSAM access) noexcept
 {
     RegistryHandle key;
-    if (RegOpenKeyExW(root, subKey.c_str(), 0, access, key.Receive()) != ERROR_SUCCESS)
+    if (!key.KeepIf(RegOpenKeyExW(root, subKey.c_str(), 0, access, key.Receive()) == ERROR_SUCCESS))
     {
         return nullptr;
     }

@@ -51,15 +51,15 @@ bool ToStrictUtf8(const std::wstring& text, std::string& utf8)
 std::vector<std::uint8_t> Sha256(const std::string& bytes)
 {
     Owner<ProviderTraits> provider;
-    if (!CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_AES,
-                              CRYPT_VERIFYCONTEXT | CRYPT_MACHINE_KEYSET))
+    if (!provider.KeepIf(CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_AES,
+                                              CRYPT_VERIFYCONTEXT | CRYPT_MACHINE_KEYSET)))
     {
         return {};
     }
     Owner<HashTraits> hash;
     std::vector<std::uint8_t> digest(32);
     auto digestSize = static_cast<DWORD>(digest.size());
-    if (!CryptCreateHash(provider.Get(), CALG_SHA_256, 0, 0, hash.Receive()) ||
+    if (!hash.KeepIf(CryptCreateHash(provider.Get(), CALG_SHA_256, 0, 0, hash.Receive())) ||
         !CryptHashData(hash.Get(), reinterpret_cast<const BYTE*>(bytes.data()),
                        static_cast<DWORD>(bytes.size()), 0) ||
         !CryptGetHashParam(hash.Get(), HP_HASHVAL, digest.data(), &digestSize, 0))

@@ -97,10 +97,12 @@ TEST(FormatTest, TextThatTheRuntimeCannotMeasureIsEmpty)
 TEST(FormatTest, TextThatTheRuntimeCannotWriteIsEmpty)
 {
     const Replaced<"msvcrt", "_vsnwprintf", int(wchar_t*, std::size_t, const wchar_t*, char*)>
-        write([](wchar_t* text, std::size_t, const wchar_t*, char*) {
-            text[0] = L'p';
-            return -1;
-        });
+        write(
+            [](wchar_t* text, std::size_t, const wchar_t*, char*)
+            {
+                text[0] = L'p';
+                return -1;
+            });
     EXPECT_EQ(Format(L"%s", L"paper"), L"");
 }
 

@@ -345,6 +345,18 @@ TEST_P(LogFileTrimCutTest, CopyThatIsNotReadToItsEndTearsNoLine)
 
 INSTANTIATE_TEST_SUITE_P(FailingAndEndingEarly, LogFileTrimCutTest, testing::Values(FALSE, TRUE));
 
+TEST_F(LogFileTrimTest, ReadThatFailsWhenAllWasReadLosesNothing)
+{
+    const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(
+        [](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
+        {
+            decltype(read)::Original(file, buffer, size, length, overlapped);
+            return *length != 0 ? TRUE : FALSE;
+        });
+    const std::string lines = NumberedLines(FourMebibytes) + "x";
+    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152));
+}
+
 TEST_F(LogFileTrimTest, CopyThatCannotBeReadLeavesTheLastLineAlone)
 {
     const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(

@@ -159,6 +159,36 @@ TEST_F(RegistryKeyTest, OpeningWithoutMemoryGivesNoKeyAndDoesNotThrow)
     EXPECT_GT(refusals, 0);
 }
 
+TEST_F(RegistryKeyTest, WhatAFailingCallLeavesIsNobodysToClose)
+{
+    const auto garbage = reinterpret_cast<HKEY>(0x1234);
+    const OpenDouble open(
+        [&](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY key) -> LSTATUS
+        {
+            *key = garbage;
+            return ERROR_ACCESS_DENIED;
+        });
+    const CreateDouble create(
+        [&](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, const LPSECURITY_ATTRIBUTES, PHKEY key,
+            LPDWORD) -> LSTATUS
+        {
+            *key = garbage;
+            return ERROR_ACCESS_DENIED;
+        });
+    int closings = 0;
+    const CloseDouble close(
+        [&](HKEY) -> LSTATUS
+        {
+            ++closings;
+            return ERROR_SUCCESS;
+        });
+    EXPECT_EQ(RegistryKey::OpenRegistryKey(HKEY_USERS, L"k", KEY_READ), nullptr);
+    EXPECT_EQ(RegistryKey::CreateRegistryKey(HKEY_USERS, L"k", KEY_WRITE, errorText), nullptr);
+    EXPECT_THROW(RegistryKey::CreateRegistryKey(HKEY_USERS, L"k", KEY_WRITE),
+                 ExceptionRegistryRequest);
+    EXPECT_EQ(closings, 0);
+}
+
 TEST_F(RegistryKeyTest, CallerWithoutAnErrorTextGetsAnException)
 {
     const CreateDouble create([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,

@@ -205,7 +205,12 @@ TEST(HashToGuidTextTest, ProviderThatFailedIsNotReleased)
 {
     int released = 0;
     using Acquire = Replaced<"ADVAPI32", "CryptAcquireContextW", decltype(CryptAcquireContextW)>;
-    const Acquire acquire([](HCRYPTPROV*, LPCWSTR, LPCWSTR, DWORD, DWORD) { return FALSE; });
+    const Acquire acquire(
+        [](HCRYPTPROV* provider, LPCWSTR, LPCWSTR, DWORD, DWORD)
+        {
+            *provider = 0x1234;
+            return FALSE;
+        });
     using Release = Replaced<"ADVAPI32", "CryptReleaseContext", decltype(CryptReleaseContext)>;
     const Release release(
         [&](HCRYPTPROV, DWORD)
@@ -221,7 +226,12 @@ TEST(HashToGuidTextTest, HashThatFailedIsNotDestroyed)
 {
     int destroyed = 0;
     using Create = Replaced<"ADVAPI32", "CryptCreateHash", decltype(CryptCreateHash)>;
-    const Create create([](HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*) { return FALSE; });
+    const Create create(
+        [](HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH* hash)
+        {
+            *hash = 0x1234;
+            return FALSE;
+        });
     using Destroy = Replaced<"ADVAPI32", "CryptDestroyHash", decltype(CryptDestroyHash)>;
     const Destroy destroy(
         [&](HCRYPTHASH)
