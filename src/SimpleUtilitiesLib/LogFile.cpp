@@ -192,7 +192,7 @@ void LogFile::Trim()
     Write(L"Log trimmed.");
 }
 
-void LogFile::Write(const std::wstring& message) noexcept
+void LogFile::Write(std::wstring_view message) noexcept
 {
     if (path.empty())
     {
@@ -208,14 +208,14 @@ void LogFile::Write(const std::wstring& message) noexcept
     }
 }
 
-void LogFile::Append(const std::wstring& message)
+void LogFile::Append(std::wstring_view message)
 {
     SYSTEMTIME now = {};
     GetLocalTime(&now);
     const auto threadId =
         includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
-    const std::wstring line =
-        LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(), threadId, message);
+    const std::wstring line = LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(),
+                                          threadId, std::wstring(message));
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 /// The log file that every copy of the program appends to. Lines of all copies are serialised by
 /// one mutex, named after the log's directory. No failure of the log reaches a caller: a line that
@@ -25,7 +26,7 @@ public:
     LogFile& operator=(const LogFile&) = delete;
 
     /// Appends one line.
-    void Write(const std::wstring& message) noexcept;
+    void Write(std::wstring_view message) noexcept;
 
     /// Appends one line, formatted.
     template <class... Arguments>
@@ -59,7 +60,7 @@ private:
     };
 
     void Build(const std::wstring& logDirectory, const std::wstring& name);
-    void Append(const std::wstring& message);
+    void Append(std::wstring_view message);
     void Trim();
 
     std::wstring moduleName;

@@ -99,7 +99,7 @@ int InstallScheduledTasks(const Run& run)
 int UninstallScheduledTasks(const Run& run)
 {
     int result = ConfigureChannel(false);
-    // The tasks are installed on Windows 8 and later alone.
+    // The automatic configuration is for Windows 8 and later.
     if (IsWindowsVersionOrLater(6, 2))
     {
         result = std::max(result, DeleteConfigurationTasks(run.log));

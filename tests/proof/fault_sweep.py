@@ -222,12 +222,10 @@ def check_faulted(lab, case, code, pid):
     else:
         log = lab.log_lines()
     said = [text for of, text in log if of == pid]
-    # Every exception is caught in the new-or-changed scheme, until it is done; but exceptions need
-    # memory themselves, and calloc is theirs.
+    # Every exception is caught in the new-or-changed scheme, until it is done.
     in_scheme = any(text.startswith("-Processing NewOrChanged event") for text in said) and (
         DONE not in said)
-    no_memory = case.function == "calloc" or (case.function == "malloc" and case.always)
-    aborted = code == ABORTED and case.function in RAISES and (no_memory or not in_scheme)
+    aborted = code == ABORTED and case.function in RAISES and not in_scheme
     if case.function in ("SetThreadToken", "RevertToSelf") and code == 1:
         aborted = True      # it ends at once rather than go on as somebody else
     good = code in case.mode.codes or (case.mode == DRIVER and 0x80000000 <= code < CRASH)

@@ -54,6 +54,16 @@ class PrinterEvents(unittest.TestCase):
                                      self.query_operands_for(text) != f"-e\t{text}"), ""), name
                 self.assertTrue(name, f"{failed!r} is read as {found!r} (seed {seed})")
 
+    def test_without_memory_for_exceptions_a_run_ends_before_it_begins_its_work(self):
+        self.lab("user", "add", "alice", "standard")
+        self.lab("user", "logon", "alice")
+        self.lab("printer", "add", "One", SUPPORTED)
+        run = self.lab.run(*EVENT, options=("--fault", "calloc 1 12 always"))
+        self.assertEqual((run.code, run.log, run.siblings), (3, [], []))
+        # The administrator's hive refuses alice its property bag, which is an exception.
+        run = self.lab.run(*EVENT)
+        self.assertEqual((run.code, run.log[-3]), (0, "NewOrChanged event done...exiting."))
+
     def test_a_run_without_supported_printers_stores_the_position_and_starts_nothing(self):
         self.lab("printer", "add", "Foreign", "Foreign V4 Class Driver")
         self.lab("printer", "add", "Old", "Legacy V3 Driver")

@@ -186,6 +186,25 @@ TEST_F(LogFileMutexTest, LineWithoutMemoryIsLostAndTheMutexGivenBack)
     EXPECT_EQ(lines, 1);
 }
 
+TEST_F(LogFileMutexTest, LineOfTheProgramsOwnTextThrowsNothingWithoutMemory)
+{
+    const ScarceMemory memory;
+    ScarceMemory::Allow(0);
+    bool thrown = false;
+    try
+    {
+        log.Write(L"NewOrChanged event done...exiting.");
+    }
+    catch (...)
+    {
+        thrown = true;
+    }
+    ScarceMemory::End();
+    EXPECT_FALSE(thrown);
+    EXPECT_EQ(Bytes(), "");
+    EXPECT_TRUE(IsMutexFree());
+}
+
 TEST_F(LogFileMutexTest, LinesOfSeveralWritersAreNeitherLostNorMixed)
 {
     constexpr int Writers = 4;
