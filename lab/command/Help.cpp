@@ -62,8 +62,11 @@ const std::vector<Command>& Commands()
         {L"sibling", &RunSibling,
          L"sibling query|writer [--take MS[-MS]] [--return CODE]\n"
          L"        [--hold|--hold-no-more|--release] [--missing|--present]\n"
+         L"        [--posts EVENT]\n"
          L"                               tell a stand-in what to do; --hold: not to end before\n"
-         L"                               --release; --hold-no-more: only those held now\n"},
+         L"                               --release; --hold-no-more: only those held now;\n"
+         L"                               --posts: the next one sets this event, as a copy\n"
+         L"                               of the program does that leaves a request\n"},
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"
@@ -82,6 +85,7 @@ const std::vector<Command>& Commands()
          L"set debugger-prompt TEXT|none\n"
          L"set windows-version win7|win8|win81|win10|none\n"
          L"set hive-readonly USER|SID on|off\n"
+         L"set bag-value USER|SID NAME TEXT   write into a printer property bag\n"
          L"set lookup-fails on|off        accounts cannot be looked up\n"
          L"set localised on|off           accounts have German names\n"
          L"set suite none|smallbusiness|enterprise\n"

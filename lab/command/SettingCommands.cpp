@@ -95,6 +95,13 @@ bool SetChannel(const std::wstring& name, const std::wstring& value)
     return true;
 }
 
+// The hive of a user, or of the SID that is named itself.
+std::wstring HiveOf(const std::wstring& name)
+{
+    const auto user = FindUser(name);
+    return user ? user->sid : name;
+}
+
 int SetHive(const Arguments& arguments)
 {
     const bool on = arguments.size() == 3 && arguments[2] == L"on";
@@ -102,8 +109,23 @@ int SetHive(const Arguments& arguments)
     {
         return Misused(L"set");
     }
-    const auto user = FindUser(arguments[1]);
-    SetHiveReadOnly(user ? user->sid : arguments[1], on);
+    SetHiveReadOnly(HiveOf(arguments[1]), on);
+    return kDone;
+}
+
+// An entry as another program makes it.
+int SetBagValue(const Arguments& arguments)
+{
+    if (arguments.size() != 4)
+    {
+        return Misused(L"set");
+    }
+    const LabKey bag = LabKey::Create(HKEY_USERS, HiveOf(arguments[1]) + kBagPath);
+    if (!bag)
+    {
+        return Complain(L"there is no such hive: " + arguments[1]);
+    }
+    bag.SetString(arguments[2], arguments[3]);
     return kDone;
 }
 
@@ -115,6 +137,10 @@ int RunSet(const Arguments& arguments)
     if (name == L"hive-readonly")
     {
         return SetHive(arguments);
+    }
+    if (name == L"bag-value")
+    {
+        return SetBagValue(arguments);
     }
     if (arguments.size() != 2)
     {

@@ -11,8 +11,6 @@ namespace PalvoLab
 namespace
 {
 
-constexpr wchar_t kBagPath[] =
-    L"\\Software\\Classes\\Local Settings\\Printers\\PropertyBags\\Manufacturers\\Palvo";
 constexpr wchar_t kProgramPath[] = L"Software\\Palvo";
 
 struct Value

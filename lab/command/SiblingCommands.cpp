@@ -79,6 +79,7 @@ int RunSibling(const Arguments& given)
         }
         orders.returnCode = static_cast<std::uint32_t>(*number);
     }
+    orders.eventToPost = TakeOption(arguments, L"--posts").value_or(orders.eventToPost);
     const bool hold = TakeFlag(arguments, L"--hold");
     const bool holdNoMore = TakeFlag(arguments, L"--hold-no-more");
     const bool release = TakeFlag(arguments, L"--release");

@@ -17,6 +17,10 @@ void MountHives();
 // Unmounts all and forgets what they hold.
 void ResetHives();
 
+// Where the printer property bag lies below a hive.
+inline constexpr wchar_t kBagPath[] =
+    L"\\Software\\Classes\\Local Settings\\Printers\\PropertyBags\\Manufacturers\\Palvo";
+
 // The names in HKEY_USERS, in the registry's order.
 std::vector<std::wstring> MountedHives();
 

@@ -10,6 +10,7 @@ namespace PalvoLab
 namespace
 {
 
+constexpr wchar_t kEventToPost[] = L"EventToPost";
 constexpr wchar_t kSiblingFile[] = L"siblings.log";
 
 std::wstring OrderKey(SiblingKind kind)
@@ -91,6 +92,7 @@ SiblingOrders LoadOrders(SiblingKind kind)
     orders.takeAtMost = key.Number(L"TakeAtMost").value_or(0);
     orders.returnCode = key.Number(L"Return").value_or(0);
     orders.hold = key.Number(L"Hold").value_or(0) != 0;
+    orders.eventToPost = key.String(kEventToPost).value_or(L"");
     return orders;
 }
 
@@ -101,6 +103,15 @@ void SaveOrders(SiblingKind kind, const SiblingOrders& orders)
     key.SetNumber(L"TakeAtMost", orders.takeAtMost);
     key.SetNumber(L"Return", orders.returnCode);
     key.SetNumber(L"Hold", orders.hold ? 1 : 0);
+    key.SetString(kEventToPost, orders.eventToPost);
+}
+
+std::wstring TakeEventToPost(SiblingKind kind)
+{
+    const LabKey key = CreateStateKey(OrderKey(kind));
+    const std::wstring name = key.String(kEventToPost).value_or(L"");
+    key.Remove(kEventToPost);
+    return name;
 }
 
 std::wstring ReleaseEventName(SiblingKind kind)

@@ -21,7 +21,8 @@ struct SiblingOrders
     std::uint32_t takeMilliseconds = 0;
     std::uint32_t takeAtMost = 0; // more than takeMilliseconds: a random time between both
     std::uint32_t returnCode = 0;
-    bool hold = false; // wait until released
+    bool hold = false;          // wait until released
+    std::wstring eventToPost;   // the next one sets it, if it is there
 };
 
 struct SiblingRun
@@ -44,6 +45,9 @@ std::wstring SiblingFile(SiblingKind kind);
 
 SiblingOrders LoadOrders(SiblingKind kind);
 void SaveOrders(SiblingKind kind, const SiblingOrders& orders);
+
+// The event that this run is to set; the next one is to set none.
+std::wstring TakeEventToPost(SiblingKind kind);
 
 // While orders say hold, a sibling waits for this manual-reset event, which `--release` sets.
 std::wstring ReleaseEventName(SiblingKind kind);

@@ -108,6 +108,7 @@ DoubleList AllDoubles()
     AddMessageDoubles(list);
     AddKernelObjectDoubles(list);
     AddMemoryDoubles(list);
+    AddCryptoDoubles(list);
     AddSystemDoubles(list);
     AddComDoubles(list);
     return list;

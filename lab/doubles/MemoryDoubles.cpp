@@ -98,6 +98,18 @@ DWORD WINAPI DoubleGetSecurityInfo(HANDLE object, SE_OBJECT_TYPE type, SECURITY_
     return call.Return(result);
 }
 
+DWORD WINAPI DoubleFormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language,
+                                  LPWSTR buffer, DWORD size, va_list* arguments)
+{
+    Call call(L"FormatMessageW", flags, message);
+    const DWORD length = FormatMessageW(flags, source, message, language, buffer, size, arguments);
+    if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0)
+    {
+        CountOpened(kLocal, *reinterpret_cast<LPWSTR*>(buffer), L"FormatMessageW");
+    }
+    return call.Return(length);
+}
+
 HRESULT WINAPI DoubleSHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD flags, HANDLE token,
                                           PWSTR* path)
 {
@@ -159,6 +171,7 @@ void AddMemoryDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "KERNEL32", LocalAlloc);
     PALVOLAB_DOUBLE(list, "KERNEL32", LocalFree);
+    PALVOLAB_DOUBLE(list, "KERNEL32", FormatMessageW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertSidToStringSidW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertStringSidToSidW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertStringSecurityDescriptorToSecurityDescriptorW);

@@ -109,6 +109,19 @@ HRESULT WINAPI DoubleVariantClear(VARIANTARG* variant)
     return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(real(variant))));
 }
 
+HRESULT WINAPI DoubleVariantChangeType(VARIANTARG* changed, VARIANTARG* source, USHORT flags,
+                                       VARTYPE type)
+{
+    Call call(L"VariantChangeType", type);
+    static const auto real = PALVOLAB_REAL("oleaut32.dll", VariantChangeType);
+    const HRESULT result = real(changed, source, flags, type);
+    if (SUCCEEDED(result) && changed->vt == VT_BSTR && changed->bstrVal != nullptr)
+    {
+        CountOpened(kText, changed->bstrVal, L"VariantChangeType");
+    }
+    return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(result)));
+}
+
 } // namespace
 
 void AddComDoubles(DoubleList& list)
@@ -118,6 +131,7 @@ void AddComDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysAllocString);
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysFreeString);
     PALVOLAB_DOUBLE(list, "OLEAUT32", VariantClear);
+    PALVOLAB_DOUBLE(list, "OLEAUT32", VariantChangeType);
 }
 
 void EndCom()

@@ -52,6 +52,18 @@ DWORD TimeToTake(const SiblingOrders& orders)
     return std::uniform_int_distribution<DWORD>(orders.takeMilliseconds, orders.takeAtMost)(random);
 }
 
+// Leaves a request as a copy of the program does: only while somebody holds the event open.
+void Post(const std::wstring& eventName)
+{
+    const OwnedHandle event(eventName.empty()
+                                ? nullptr
+                                : OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
+    if (event)
+    {
+        SetEvent(event.Get());
+    }
+}
+
 // The event is made before the start is recorded: who sees the start can release.
 void Work(SiblingRun& run)
 {
@@ -59,6 +71,7 @@ void Work(SiblingRun& run)
         CreateEventW(nullptr, TRUE, FALSE, ReleaseEventName(run.kind).c_str()));
     run.startTime = Now();
     RecordSiblingStart(run);
+    Post(TakeEventToPost(run.kind));
     const SiblingOrders orders = LoadOrders(run.kind);
     if (orders.hold)
     {
