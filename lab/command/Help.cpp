@@ -78,7 +78,8 @@ const std::vector<Command>& Commands()
          L"its\n"
          L"                               DLL is loaded, and whether the call can fail\n"},
         {L"record", &RunRecord,
-         L"record on|off|counts           record calls, or count them per function\n"
+         L"record on|off|counts|memory    record calls, or count them per function, or only how\n"
+         L"                               much memory each run had at most, in KiB (show counts)\n"
          L"record on FUNCTION...          record the calls of these alone\n"},
         {L"set", &RunSet,
          L"set machine-switch N|none      the switch that turns the program off\n"

@@ -223,7 +223,7 @@ int RunFault(const Arguments& arguments)
 
 int RunRecord(const Arguments& arguments)
 {
-    static const Choices choices = {L"on", L"off", L"counts"};
+    static const Choices choices = {L"on", L"off", L"counts", L"memory"};
     if (arguments.empty() || choices.count(arguments[0]) == 0 ||
         (arguments.size() > 1 && arguments[0] != L"on"))
     {

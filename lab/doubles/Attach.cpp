@@ -15,6 +15,8 @@
 #include "MethodFaults.h"
 #include "Text.h"
 
+#include <psapi.h>
+
 #include <cerrno>
 #include <memory>
 
@@ -173,8 +175,21 @@ void Attach()
     RecordCall(L"process started: " + std::wstring(GetCommandLineW()));
 }
 
+// The most memory that this run had at one time, in KiB.
+std::string MemoryLine()
+{
+    PROCESS_MEMORY_COUNTERS memory = {};
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof memory);
+    return std::to_string(GetCurrentProcessId()) + " memory " +
+           std::to_string(memory.PeakWorkingSetSize / 1024);
+}
+
 void Detach()
 {
+    if (Setting(L"Record") == L"memory")
+    {
+        AppendLine(kCountFile, MemoryLine());
+    }
     RecordCall(L"process ended");
     WriteLeaks(IsAnyThreadImpersonating());
     for (const FaultDecision* decision : Decisions())

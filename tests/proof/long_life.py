@@ -19,11 +19,18 @@ MIX = ([(EVENT, "Anchor", 0)] * 10 + [(EVENT, "One", 2)] * 2 + [(LOGON, "Anchor"
        + [(REFRESH, "Anchor", 3)] * 4 + [(HELP, "Anchor", 0)])
 LONGEST_LOG = 4 * 1024 * 1024 + 4096
 SWAY = 1024 * 1024      # of the server's memory, which is not the runs'
+LONGER, LARGER = 1.5, 1.05      # so much more of a run's time and memory is within a machine's chance
 
 
 def memory(lab):
     """Bytes that the Wine server of this lab holds, which keeps all handles and the registry."""
     return sum(int(fields[21]) for fields in lab.processes("wineserver")) * os.sysconf("SC_PAGESIZE")
+
+
+def quarters(numbers):
+    """The medians of the first quarter and of the last."""
+    count = max(1, len(numbers) // 4)
+    return statistics.median(numbers[:count]), statistics.median(numbers[-count:])
 
 
 def state(lab):
@@ -39,8 +46,9 @@ class Life:
         self.lab = proof.labs[0]
         # The lab's own records, which nobody else shortens.
         self.records = [self.lab.prefix / "drive_c/ProgramData/PalvoLab" / name
-                        for name in ("siblings.log", "leaks.log")]
-        self.states, self.sizes, self.seconds = [], [], defaultdict(list)
+                        for name in ("siblings.log", "leaks.log", "counts.log")]
+        self.states, self.sizes = [], []
+        self.seconds, self.peaks = defaultdict(list), defaultdict(list)
         self.largest_log = 0
 
     def begin(self):
@@ -52,6 +60,7 @@ class Life:
         lab("printer", "add", "Anchor", "Legacy V3 Driver")
         lab("printer", "add", "One", SUPPORTED)
         lab.run(*EVENT)
+        lab("record", "memory")
         for record in self.records:
             record.write_bytes(b"")
 
@@ -67,6 +76,7 @@ class Life:
             siblings += programs
             if lab.code != (1 if arguments == HELP else 0):
                 proof.find(f"{arguments} ended with {lab.code} and said {said!r}")
+            self.peaks[arguments].append(int(lab("show", "counts").split()[-1]))
             self.largest_log = max(self.largest_log, lab.log_path().stat().st_size)
         lab.log_lines()
         lab.wait_for(lambda: not lab.at_work(), "the end of all processes")
@@ -91,20 +101,21 @@ def main():
         life.round(number)
     if life.largest_log > LONGEST_LOG:
         proof.find(f"the log grew to {life.largest_log} bytes")
-    # The first round fills caches.
-    part = max(1, rounds // 4)
-    early, late = statistics.median(life.sizes[1:part + 1]), statistics.median(life.sizes[-part:])
+    early, late = quarters(life.sizes[1:])      # The first round fills caches.
     if not early or late > early + SWAY:
         proof.find(f"the server's memory grew from {early} to {late} bytes")
-    times = []
+    medians = []
     for arguments, seconds in life.seconds.items():
-        quarter = max(1, len(seconds) // 4)
-        first, last = statistics.median(seconds[:quarter]), statistics.median(seconds[-quarter:])
-        times.append(f"{' '.join(arguments[:3])} {first * 1000:.0f} then {last * 1000:.0f} ms")
-        if proof.long and last > 1.5 * first:
+        first, last = quarters(seconds)
+        least, most = quarters(life.peaks[arguments])
+        medians.append(f"{' '.join(arguments[:3])} {first * 1000:.0f} then {last * 1000:.0f} ms, "
+                       f"{least / 1024:.1f} then {most / 1024:.1f} MiB")
+        if proof.long and last > LONGER * first:
             proof.find(f"{arguments} took {first} s at first and {last} s at last")
+        if not least or most > LARGER * least:
+            proof.find(f"{arguments} had {least} KiB at first and {most} KiB at last")
     proof.end(f"{rounds * len(MIX)} runs, largest log {life.largest_log} bytes, server memory "
-              f"{early / 2**20:.1f} then {late / 2**20:.1f} MiB, median run {', '.join(times)}")
+              f"{early / 2**20:.1f} then {late / 2**20:.1f} MiB, median run {'; '.join(medians)}")
 
 
 if __name__ == "__main__":

@@ -21,7 +21,7 @@ import subprocess
 import sys
 import threading
 import time
-from collections import Counter
+from collections import Counter, defaultdict
 from pathlib import Path
 
 from mutators import mutants_of
@@ -86,13 +86,14 @@ class Results:
 
 
 def explained_survivors():
-    """Lines of `file: line {old => new} ## reason`."""
-    reasons = {}
+    """Lines of `file: line {old => new} ## reason`, each for one mutant: those that read alike have a line
+    each."""
+    reasons = defaultdict(list)
     if SURVIVORS.exists():
         for line in SURVIVORS.read_text(encoding="utf-8").splitlines():
             mutant, separator, reason = line.partition(" ## ")
             if separator and reason.strip():
-                reasons[mutant.strip()] = reason.strip()
+                reasons[mutant.strip()].append(reason.strip())
     return reasons
 
 
@@ -159,20 +160,21 @@ def report(mutants, total, results, seconds, all_must_be_explained):
     reasons = explained_survivors()
     entries = [entry for entry in map(results.get, mutants) if entry]
     counts = Counter(entry["outcome"] for entry in entries)
-    survivors = sorted({entry["mutant"] for entry in entries if entry["outcome"] == ALIVE})
-    alive = [text for text in survivors if text not in reasons]
-    for text in survivors:
-        if text in reasons:
-            print(f"explained: {text}\n           {reasons[text]}")
-    for text in alive:
-        print(f"ALIVE: {text}")
-    explained = sum(entry["outcome"] == ALIVE and entry["mutant"] in reasons for entry in entries)
+    alive = 0
+    for text in sorted(entry["mutant"] for entry in entries if entry["outcome"] == ALIVE):
+        if reasons[text]:
+            print(f"explained: {text}\n           {reasons[text].pop(0)}")
+        else:
+            alive += 1
+            print(f"ALIVE: {text}")
+    earlier = sum(entry["outcome"] == KILLED and entry["tests"] != results.tests for entry in entries)
     compiled = counts[KILLED] + counts[ALIVE]
     percent = 100 * counts[KILLED] / compiled if compiled else 0
     print(f"{len(entries)} mutants of {total}: {counts[REFUSED]} not compiled, "
           f"{counts[SAME]} without effect on the object code, {compiled} tried")
-    print(f"{counts[KILLED]} killed, {explained} explained, {counts[ALIVE] - explained} alive: "
-          f"{percent:.1f} % killed, {seconds:.0f} s", flush=True)
+    print(f"{counts[KILLED]} killed{f' ({earlier} by the tests as they were before)' if earlier else ''}, "
+          f"{counts[ALIVE] - alive} explained, {alive} alive: {percent:.1f} % killed, {seconds:.0f} s",
+          flush=True)
     return percent >= WANTED_PERCENT and not (all_must_be_explained and alive)
 
 
