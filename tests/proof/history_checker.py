@@ -13,7 +13,9 @@ under the log's mutex. The checker therefore
 What the rules forbid is a violation. What happens although nobody wants it, but follows from the
 rules as they stand, is counted as allowed under a name that says why, with the history that shows it.
 A copy that was killed ends anywhere; the line that it was writing may be missing or be torn, which
-shows in a line that has no end of its own: the next copy's line follows in it.
+shows in a line that has no end of its own: the next copy's line follows in it. One that was killed from
+outside may have done the one thing that was next and is not recorded any more; where that explains what
+others saw, it is counted as allowed, once for each such copy.
 """
 
 import re
@@ -22,7 +24,8 @@ from collections import defaultdict, deque
 
 from copy_grammar import Reading, Violation
 from program_promises import ABANDONED, HEAD, MODES, NOT_NOW, TAKEN
-from recorded_history import CALL, KILLED, NOT_BROUGHT_UP, Copy, Step, Verdict, step_of
+from recorded_history import (
+    CALL, KILLED, NOT_BROUGHT_UP, NOT_BROUGHT_UP_RESULT, UNKNOWN, Copy, Ended, Step, Verdict, step_of)
 
 
 class Checker:
@@ -43,6 +46,7 @@ class Checker:
     def check(self):
         self.read_record()
         self.read_ends()
+        self.read_strikes()
         self.read_log()
         for copy in self.copies:
             try:
@@ -61,7 +65,9 @@ class Checker:
             step.kind == "open refresh request" and step.error == 0) for step in self.steps)
         figures["passes"] += sum(len(copy.passes) for copy in self.copies)
         figures["redundant"] += sum(copy.redundant for copy in self.copies)
-        figures["killed"] += sum(copy.killed for copy in self.copies)
+        # By the code that the lab alone gives: a crash is no kill.
+        figures["killed"] += sum(copy.ended is not None and copy.ended.code == KILLED
+                                 for copy in self.copies)
         return self.verdict
 
     def read_record(self):
@@ -99,12 +105,30 @@ class Checker:
             of_pid = by_pid[ended.pid]
             at = bisect_right([copy.order for copy in of_pid], ended.before - 1) - 1
             if at < 0 or of_pid[at].order < ended.after:
-                if not self.history.kills:
-                    self.violate(f"pid {ended.pid} ended, but did not start")
-                continue
-            of_pid[at].ended = ended
-            if of_pid[at].killed and ended.code != KILLED:
-                self.violate(f"{of_pid[at]}: ended with {ended.code} as if it had been killed")
+                self.violate(f"pid {ended.pid} ended, but did not start")
+            else:
+                of_pid[at].ended = ended
+        # Nobody waited for the others, but the scheduler did for those that it had started.
+        for pid, code in self.history.finished:
+            copy = next((copy for copy in by_pid[pid] if copy.ended is None), None)
+            if copy is not None:
+                copy.ended = Ended(pid, code, None, copy.order, UNKNOWN)
+            elif pid == 0 and code == NOT_BROUGHT_UP_RESULT:
+                self.allow("Wine did not bring a task's copy up")
+            else:
+                self.violate(f"a task's process {pid} ended with {code}, but did not start")
+        for copy in self.copies:
+            if copy.ended is None:
+                self.violate(f"{copy}: nobody saw how it ended")
+            elif copy.killed and copy.ended.code != KILLED:
+                self.violate(f"{copy}: ended with {copy.ended.code} as if it had been killed")
+
+    def read_strikes(self):
+        for strike in self.history.strikes:
+            struck = [copy for copy in self.copies
+                      if copy.pid == strike.pid and copy.order < strike.before]
+            if struck:
+                struck[-1].strike = strike
 
     def read_log(self):
         """Gives each line to the opening that it was written after. What was written before the
@@ -173,14 +197,15 @@ class Checker:
                 else:
                     if owner is not None and not owner.was_killed_before(step):
                         self.violate(f"{step.copy} works beside {owner}")
-                    if step.value == ABANDONED and scheme == "changed" and owner is None:
+                    if step.value == ABANDONED and scheme == "changed" and owner is None and (
+                            not self.excuse(f"try {scheme} instance", -1, step, "owned the mutex")):
                         self.violate(f"{step.copy}: the mutex was abandoned by nobody who was killed")
                     owner, leaving = step.copy, None
 
     def replay_requests(self, event):
         """Every request is taken by a pass that starts later, or its event ended with it."""
-        holders, pending, signalled, exists = set(), [], False, False
-        initially = event == "refresh request"
+        holders, pending, exists = set(), [], False
+        signalled, emptied = None, -1       # by which step the event is, and was no more
 
         def end_event():
             for post in pending:
@@ -198,7 +223,8 @@ class Checker:
                     if living:
                         self.violate(f"{copy}: a second {event} beside that of {living[0]}")
                     end_event()
-                    holders, signalled = set(), initially
+                    holders, emptied = set(), step.order
+                    signalled = step.order if event == "refresh request" else None
                 elif not exists and not holders:
                     self.violate(f"{copy}: opened a {event} that nobody holds")
                 holders.add(copy)
@@ -207,37 +233,37 @@ class Checker:
                 holders.discard(copy)
                 if not holders:
                     end_event()
-                    exists, signalled = False, False
+                    exists, signalled = False, None
             elif verb == "post":
                 pending.append(step)
-                signalled = True
+                signalled = step.order
             elif verb == "try" and step.value == TAKEN:
-                if not signalled and not self.excuse(copy, step, "posted what another took"):
+                if signalled is None and not self.excuse(f"post {event}", emptied, step,
+                                                         "posted what another took"):
                     self.violate(f"{copy}: took a {event} that nobody posted")
-                if copy.killed and not any(taken is step for _, taken in copy.passes):
+                if copy.killed and not any(step in taken for _, taken in copy.passes):
                     for post in pending:
                         self.allow("the request was taken by a copy that was killed before its pass "
                                    "was done", copy, post.copy)
                 else:
                     self.verdict.figures["served requests"] += len(pending)
                 pending.clear()
-                signalled = False
-            elif verb == "try" and step.value == NOT_NOW and signalled:
-                if not self.excuse(copy, step, "taken the request"):
+                signalled, emptied = None, step.order
+            elif verb == "try" and step.value == NOT_NOW and signalled is not None:
+                if not self.excuse(step.kind, signalled, step, "taken the request"):
                     self.violate(f"{copy}: the pending {event} of "
                                  f"{pending[-1].copy if pending else 'the event itself'} is lost")
                 pending.clear()
-                signalled = False
+                signalled, emptied = None, step.order
         end_event()
 
-    def excuse(self, copy, step, what):
-        """Whether a copy of the same scheme was killed before the step: it may have done one thing
-        that was not recorded any more, which excuses one step of others."""
+    def excuse(self, kind, since, step, what):
+        """Whether a copy that was struck may have done that kind of step, unseen, after line `since` and
+        before the step of another copy that nothing else explains. It excuses one."""
         for other in self.copies:
-            if (other.was_killed_before(step) and other.mode.scheme == copy.mode.scheme
-                    and other not in self.excusing):
+            if other.may_have_done(kind, since, step) and other not in self.excusing:
                 self.excusing.add(other)
-                self.allow(f"a killed copy may have {what}", other, copy)
+                self.allow(f"a copy that was killed may have {what}, unseen", other, step.copy)
                 return True
         return False
 
@@ -252,7 +278,7 @@ class Checker:
             self.violate(f"{copy}: its {event} was never served, and nobody else was at work")
         elif any(step.kind == f"try {event}" and step.order > post.order for step in owner.steps):
             self.violate(f"{copy}: its {event} was never served, though {owner} looked for one later")
-        elif owner.killed:
+        elif owner.killed and not any(step.kind == f"close {event}" for step in owner.steps):
             self.allow("the working copy was killed, and no living copy held the request", owner, copy)
         else:
             self.allow("posted after the working copy's last look, and no copy held the request",
@@ -321,8 +347,7 @@ class Checker:
             elif step.value < position:
                 newer = [(other, at_work) for other, at_work in stored
                          if scan.order < other.order and other.value > step.value]
-                cleared = any(after < step.order for after, _ in self.history.clears)
-                if step.value == 0 and cleared:
+                if step.value == 0 and self.found_empty(scan):
                     self.verdict.figures["positions back after a clearing"] += 1
                 elif not newer:
                     self.violate(f"{copy}: the position went back from {position} to {step.value}, "
@@ -335,6 +360,14 @@ class Checker:
                                "copy's scan and its store", newer[-1][0].copy, copy)
             position = step.value
             stored.append((step, working))
+
+    def found_empty(self, scan):
+        """Whether the scan may have found nothing because somebody had cleared the channel: it ended
+        after that, and began before the channel surely held an event again."""
+        steps = scan.copy.steps
+        end = steps[steps.index(scan) + 1].order
+        return any(clearing.after <= end and scan.order < clearing.filled
+                   for clearing in self.history.clearings)
 
 
 def check(history):

@@ -1,8 +1,9 @@
-"""Copies are killed after any of their calls, before any call of any function that they import, and at
-random moments, while others work. The next copy works, no request that a living copy holds is lost,
-the log has whole lines, a trimmed log and its copy hold what they should, and no value is half-written.
-history_checker judges what the copies did. A torn line would show by the next line beginning within
-it; a trim's last block may leave one at the end of the log, and its copy then has everything.
+"""Copies are killed after their recorded calls (in the long form after each), before any call of any
+function that they import, and at random moments, while others work. The next copy works, no request that
+a living copy holds is lost, the log has whole lines, a trimmed log and its copy hold what they should,
+and no value is half-written. history_checker judges what the copies did. A torn line would show by the
+next line beginning within it; a trim's last block may leave one at the end of the log, and its copy then
+has everything.
 """
 
 import re
@@ -12,106 +13,58 @@ import time
 from proof import SUPPORTED, Proof  # First: it says where the lab's module lies.
 
 import lab as system
-from history import SECONDS, Broken, Findings, Lane, collect, prepare, record_path, share
+from history import SECONDS, Broken, Findings, share
+from kill_plan import CHANGED, NO_SIBLINGS, REFRESHING, TRIES, KillPlan, Reference
 from program_promises import HEAD
-from recorded_history import NOT_BROUGHT_UP, UNKNOWN, Ended
+from recorded_history import CALL, KILLED, NOT_BROUGHT_UP, Strike, step_of
+from recording import Lane, collect, prepare, record_path, recorded
+from trimmed_log import LARGEST, kept_tail
 
 SHORT, LONG = 300, 5000     # kills
+SAMPLE = 60                 # of the recorded calls, in the short form
 TRIMS = 24                  # kills within a trim, in the short form
 ROUNDS = 4                  # of one history
-KILLERS = 6                 # copies of a round that are to be killed
-NO_SIBLINGS = ["-IT", "-DL"]
-
-CHANGED = ["-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c", "-c -i POJEMService"]
-REFRESHING = ["-r -i PeriodicRefreshTask", "-r", ""]
+KILLERS = 6                 # copies of a round that are to be killed at a call
+MARK = " "                  # behind their arguments in the record: nothing else may kill them
 BAG_VALUES = {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"}
-LARGEST, KEPT = 0x400000, 0x200000
 
 
-class Reference:
-    """What an undisturbed run does: the functions that it calls, and the bags that it leaves."""
+class Doomed:
+    """A copy that is to be killed at a call, of the plan's or any."""
 
-    def __init__(self, lab):
-        self.users = prepare(lab)
-        self.calls, self.recorded = {}, {}
-        lab("printer", "add", "Any", SUPPORTED)
-        for arguments in CHANGED + REFRESHING + NO_SIBLINGS:
-            lab("printer", "change", "Any")
-            lab("record", "counts")
-            pid = lab.run(*arguments.split()).pid
-            counted = re.findall(rf"^{pid} (\w+) (\d+)$", lab("show", "counts"), re.MULTILINE)
-            self.calls[arguments] = [(name, int(count)) for name, count in counted]
-            lab("printer", "change", "Any")
-            lab("tasks", "wait")
-            lab("record", "on")
-            pid = lab.run(*arguments.split()).pid
-            self.recorded[arguments] = len(re.findall(rf"^\S+ {pid} ", lab("show", "calls"), re.MULTILINE))
-        lab("record", "off")
-        remove_tasks(lab)
-        lab.run("-c")
-        self.bags = lab.bags()
+    def __init__(self, arguments, options, call=None, scheme=None):
+        self.arguments = arguments
+        self.options = options
+        self.call = call        # of the plan's
+        self.scheme = scheme    # that it has to lead, to come as far; else nothing
+        self.ended = None
 
-    def any_call(self, random, arguments):
-        """(function, number) of one call of a run with these arguments."""
-        name, count = random.choice(self.calls[arguments])
-        return name, random.randint(1, count)
-
-    def every_call(self):
-        """(arguments, number) of each recorded call of each run."""
-        return ((arguments, number) for arguments, count in self.recorded.items()
-                for number in range(1, count + 1))
-
-
-def remove_tasks(lab):
-    """Takes away what -IT left, so that events start nothing; how that copy ended, if one was needed."""
-    lab("tasks", "wait")
-    if not lab.tasks():
-        return []
-    after = record_path(lab).read_bytes().count(b"\n") if record_path(lab).is_file() else 0
-    run = lab.run("-UT")
-    lab("set", "channel-enabled", "on")
-    return [Ended(run.pid, run.code, run.output, after, UNKNOWN)]
-
-
-class Shared:
-    """What the histories of all labs take from."""
-
-    def __init__(self, items):
-        self.items = iter(items)
-        self.lock = threading.Lock()
-
-    def __iter__(self):
-        return self
-
-    def __next__(self):
-        with self.lock:
-            return next(self.items)
+    def was_killed(self):
+        return self.ended is not None and self.ended.code == KILLED
 
 
 class KillStory:
     """One history with kills."""
 
-    def __init__(self, lab, random, reference, calls):
-        self.calls = calls
+    def __init__(self, lab, random, reference, plan):
+        self.plan = plan
         self.lab = lab
         self.random = random
         self.reference = reference
         self.ended = []
+        self.strikes = []
         self.failures = []
 
     def tell(self):
-        lab, random = self.lab, self.random
-        prepare(lab, quick=True)
-        self.lanes = [Lane(lab) for _ in range(KILLERS + 1)]
+        prepare(self.lab, quick=True)
+        self.lanes = [Lane(self.lab) for _ in range(KILLERS + 1)]
         try:
             for number in range(ROUNDS):
                 self.round(number)
-                if self.failures:
-                    raise self.failures[0]
         finally:
             for lane in self.lanes:
                 lane.server.end()
-        return collect(lab, self.reference.users, self.ended, [], kills=True)
+        return collect(self.lab, self.reference.users, self.ended, strikes=self.strikes, kills=True)
 
     def round(self, number):
         lab, random = self.lab, self.random
@@ -120,77 +73,126 @@ class KillStory:
         for sibling in ("query", "writer"):
             lab("sibling", sibling, "--take", f"0-{random.choice([1, 20, 80])}")
         before = len(record_path(lab).read_bytes()) if record_path(lab).is_file() else 0
-        jobs = [threading.Thread(target=self.doomed, args=(lane,)) for lane in self.lanes[:-1]]
-        jobs.append(threading.Thread(target=self.bystanders, args=(self.lanes[-1],)))
+        doomed = self.choose()
         # Chosen here, so that the seed says what is done.
-        self.plans = {lane: self.plan() for lane in self.lanes[:-1]}
-        self.burst = random.choices(CHANGED + REFRESHING + ["-UT"], [3, 3, 1, 1, 2, 2, 1, 1], k=3)
-        self.pauses = [random.uniform(0, 0.2) for _ in range(3)]
-        for job in jobs:
-            job.start()
-        for pause in self.pauses:
-            time.sleep(pause)
-            self.kill_one(before)
-        for job in jobs:
-            job.join()
+        burst = random.choices(CHANGED + REFRESHING + ["-UT"], [3, 3, 1, 1, 2, 2, 1, 1], k=4)
+        pauses = [random.uniform(0, 0.1) for _ in range(3)]
+        jobs = {one: threading.Thread(target=self.run_doomed, args=(lane, one))
+                for lane, one in zip(self.lanes, doomed)}
+        try:
+            self.let_lead(jobs, before)
+            rest = [job for one, job in jobs.items() if not one.scheme]
+            others = threading.Thread(target=self.bystanders, args=(self.lanes[-1], burst))
+            for job in [*rest, others]:
+                job.start()
+            for pause in pauses:
+                lab.wait_for(lambda: self.at_work(before) or not others.is_alive(), "a copy to strike")
+                time.sleep(pause)
+                self.strike_one(before)
+            for job in [*jobs.values(), others]:
+                job.join()
+            if self.failures:
+                raise self.failures[0]
+        finally:
+            for one in doomed:
+                if one.call:
+                    self.plan.settle(one.call, one.was_killed(),
+                                     one.scheme is not None or one.arguments in NO_SIBLINGS)
         self.check_bags(complete=False)
         self.next_copies(number)
 
-    def plan(self):
-        """(arguments, the options that kill)."""
+    def choose(self):
+        """The round's doomed copies. Of each scheme the first one works, which the plan's deep calls
+        need; the others are mostly redundant, and get the plan's first calls or any."""
+        random, plan, doomed = self.random, self.plan, []
+        leading, installing = random.random() < 0.9, random.random() < 0.15
+        for scheme, group in (("changed", CHANGED), ("refresh", REFRESHING)) if leading else ():
+            if call := plan.take(group, deepest=True):
+                doomed.append(self.planned(call, scheme))
+        while len(doomed) < KILLERS:
+            call = None
+            if installing:
+                call = plan.take(NO_SIBLINGS, deepest=True)
+            elif random.random() < 0.6:
+                call = plan.take(CHANGED + REFRESHING, deepest=False)
+            doomed.append(self.planned(call) if call else self.anywhere())
+        return doomed
+
+    def planned(self, call, scheme=None):
+        return Doomed(call[0], ["--kill-after", str(call[1])], call, scheme)
+
+    def anywhere(self):
         random = self.random
         arguments = random.choices(CHANGED + REFRESHING + NO_SIBLINGS, [16] * 7 + [1] * 2)[0]
-        if random.random() < 0.65:
-            arguments, number = next(self.calls, None) or (
-                arguments, random.randint(1, self.reference.recorded[arguments]))
-            return arguments, ["--kill-after", str(number)]
+        if random.random() < 0.5:
+            return Doomed(arguments, ["--kill-after",
+                                      str(random.randint(1, self.reference.recorded[arguments]))])
         name, number = self.reference.any_call(random, arguments)
-        return arguments, ["--fault", f"{name} {number} kill"]
+        return Doomed(arguments, ["--fault", f"{name} {number} kill"])
 
-    def doomed(self, lane):
-        arguments, options = self.plans[lane]
+    def let_lead(self, jobs, before):
+        """Starts the copies that are to work, and waits until they do, or were killed."""
+        leading = {one.scheme: job for one, job in jobs.items() if one.scheme}
+        for job in leading.values():
+            job.start()
+
+        def work():
+            tried = {step[0] for call in map(CALL.fullmatch, self.lines_since(before))
+                     if call and (step := step_of(call[3], call[4], 0))}
+            return all(not job.is_alive() or f"try {scheme} instance" in tried
+                       for scheme, job in leading.items())
+
+        self.lab.wait_for(work, "the copies that are to work")
+
+    def run_doomed(self, lane, one):
         try:
-            after = lane.recorded()
-            said = lane("run", *options, "--print-exit", "--", *arguments.split())
-            found = re.search(r"palvo-lab: exit (\d+) pid (\d+)\n$", said)
-            if not found:
-                raise AssertionError(f"'{arguments}' with {options} did not start: {said}")
-            self.ended.append(Ended(int(found[2]), int(found[1]), said[:found.start()], after,
-                                    lane.recorded()))
+            one.ended = lane.run(one.arguments, one.options, MARK)
+            self.ended.append(one.ended)
         except Exception as error:  # Told in the main thread.
             self.failures.append(error)
 
-    def bystanders(self, lane):
+    def bystanders(self, lane, burst):
         try:
-            self.ended += lane.burst(self.burst)
+            self.ended += lane.burst(burst)
         except Exception as error:  # Told in the main thread.
             self.failures.append(error)
 
-    def kill_one(self, before):
-        """Kills some copy of this round that is at work. One that ends just now cannot be killed."""
+    def lines_since(self, before):
+        """The whole lines of the record after its first `before` bytes."""
         if not record_path(self.lab).is_file():
-            return
+            return []
         with record_path(self.lab).open("rb") as record:
             record.seek(before)
-            lines = record.read().decode("utf-8", "replace").splitlines()
+            return record.read().decode("utf-8", "replace").split("\n")[:-1]
+
+    def at_work(self, before):
+        """The process ids of this round's copies that have no call to be killed at, as far as they are
+        at work."""
         living = {}
-        for line in lines:
-            parts = line.split(" ", 2)
-            if len(parts) == 3 and parts[2].startswith("process started"):
-                living[parts[1]] = 0
-            elif len(parts) == 3 and parts[2] == "process ended":
-                living.pop(parts[1], None)
-            elif parts[1:] and parts[1] in living:
-                living[parts[1]] += 1
+        for line in self.lines_since(before):
+            _, pid, text = line.split(" ", 2)
+            if text.startswith("process started") and not text.endswith(MARK):
+                living[pid] = 0
+            elif text == "process ended":
+                living.pop(pid, None)
+            elif pid in living:
+                living[pid] += 1
+        struck = {str(strike.pid) for strike in self.strikes}
         # Without a call of its own a copy is still being brought up by the lab.
-        at_work = [pid for pid, calls in living.items() if calls]
-        if at_work:
-            self.lab("kill", self.random.choice(at_work), check=False)
+        return [pid for pid, calls in living.items() if calls and pid not in struck]
+
+    def strike_one(self, before):
+        """Kills one of them. One that ends just now cannot be killed."""
+        if at_work := self.at_work(before):
+            pid, after = self.random.choice(at_work), recorded(self.lab)
+            self.lab("kill", pid, check=False)
+            if self.lab.code == 0:
+                self.strikes.append(Strike(int(pid), after, recorded(self.lab)))
 
     def next_copies(self, number):
         """Ordinary copies after the kills: each does its full pass."""
         lab, random = self.lab, self.random
-        self.ended += remove_tasks(lab)
+        self.remove_tasks()
         # A printer event waits half a second before its first pass: seldom is enough.
         order = random.choices(CHANGED, [1, 4, 2, 2]) + [random.choice(REFRESHING)]
         random.shuffle(order)
@@ -199,25 +201,31 @@ class KillStory:
                 lab("set", "channel-enabled", "on")     # -UT turned it off.
                 lab("printer", "change", f"Office {number}")
             before = len(lab.siblings())
-            after = record_path(lab).read_bytes().count(b"\n")
-            run = lab.run(*arguments.split())
-            self.ended.append(Ended(run.pid, run.code, run.output, after, UNKNOWN))
+            run = self.lanes[-1].run(arguments)
+            self.ended.append(run)
             names = [sibling.name for sibling in lab.siblings()[before:] if sibling.parent == run.pid]
             if names != ["query", "writer"]:
                 # Wine does not always bring a process that it made to its first line.
-                names = self.made_processes(run.pid, after)
+                names = self.made_processes(run)
                 print(f"Made, and left no trace of its own: a sibling of {names}", flush=True)
             if run.code != 0 or names != ["query", "writer"]:
-                raise Broken(f"after the kills, '{arguments}' ended with {run.code} and started "
-                                     f"{names}: {run.output}")
+                raise Broken(f"after the kills, '{arguments}' ended with {run.code} and started {names}: "
+                             f"{run.output}")
         self.check_bags(complete=True)
 
-    def made_processes(self, pid, after):
-        """What the copy started since then, by the record of its calls, or what Wine did not bring up."""
-        lines = record_path(self.lab).read_bytes().decode("utf-8", "replace").splitlines()[after:]
+    def remove_tasks(self):
+        """Takes away what -IT left, so that events start nothing."""
+        self.lab("tasks", "wait")
+        if self.lab.tasks():
+            self.ended.append(self.lanes[-1].run("-UT"))
+            self.lab("set", "channel-enabled", "on")
+
+    def made_processes(self, run):
+        """What the copy started, by the record of its calls, or what Wine did not bring up."""
+        lines = record_path(self.lab).read_bytes().decode("utf-8", "replace").splitlines()
         made = [re.search(r" CreateProcess\w+\(.*PalvoPrinter(Query|ConfigurationWriter)\.exe.*"
                           rf'("pid \d|= 0 \[{NOT_BROUGHT_UP}\])', line)
-                for line in lines if f" {pid} " in line]
+                for line in lines[run.after:run.before] if f" {run.pid} " in line]
         return [{"Query": "query"}.get(found[1], "writer") for found in made if found]
 
     def check_bags(self, complete):
@@ -243,16 +251,6 @@ def large_log(random):
                      .encode())
         size += len(lines[-1])
     return b"".join(lines)
-
-
-def kept_tail(log):
-    """The lines that a trim keeps."""
-    count = 0
-    for line in log.splitlines(keepends=True):
-        count += len(line)
-        if count > len(log) - KEPT:
-            return log[count - len(line):]
-    return b""
 
 
 def whole_lines(text):
@@ -319,19 +317,20 @@ def main():
     system.SECONDS = SECONDS
     findings = Findings(proof, "kills")
     references = {lab: Reference(lab) for lab in proof.labs}
-    # The long form kills after each recorded call in turn, the short one after any.
-    each = list(references[proof.labs[0]].every_call()) if proof.long else []
-    print(f"{len(each)} recorded calls to kill after in turn")
-    calls = Shared(each)
+    calls = references[proof.labs[0]].every_call()
+    plan = KillPlan(calls if proof.long else proof.random.sample(calls, SAMPLE))
     wanted, trims = (LONG, TRIMS * 10) if proof.long else (SHORT, TRIMS)
-    share(proof, findings, lambda figures: figures["killed"] >= wanted,
-          lambda lab, random: KillStory(lab, random, references[lab], calls).tell())
+    share(proof, findings, lambda figures: figures["killed"] >= wanted and plan.is_over(),
+          lambda lab, random: KillStory(lab, random, references[lab], plan).tell())
+    print(f"{plan.done} of {plan.total} recorded calls killed after")
+    for arguments, number in plan.given_up:
+        proof.find(f"in {TRIES} tries no copy was killed after call {number} of '{arguments}'")
     states = trim_on_all(proof, trims // len(proof.labs))
     print(f"kills within a trim: {states}")
     if not states["amid"]:
         proof.find("no kill fell within a trim")
-    if each and next(calls, None):
-        proof.find("not every recorded call was killed after")
+    if plan.done + len(plan.given_up) != plan.total:
+        proof.find("not every recorded call that was to be killed after was tried")
     findings.end()
 
 

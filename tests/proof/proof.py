@@ -33,11 +33,16 @@ def program():
 
 
 class Kept:
-    """What a long run came to, kept so that one that was ended goes on; of no use to another program."""
+    """What a long run came to, kept so that one that was ended goes on. Of no use to another program,
+    another lab, or other judges: `judges` are the proof's own sources, by their names."""
 
-    def __init__(self, name, *files):
+    def __init__(self, name, *judges):
         self.path = ROOT / "build" / "proof" / f"{name}.json"
-        self.of = hashlib.sha256(b"".join(file.read_bytes() for file in files)).hexdigest()
+        of_lab = sorted((program().parent / "lab").glob("*.[ed][xl][el]"))
+        sources = [Path(__file__), ROOT / "tests" / "system" / "lab.py",
+                   *(Path(__file__).with_name(judge) for judge in judges)]
+        self.of = hashlib.sha256(b"".join(file.read_bytes() for file in [program(), *of_lab, *sources])
+                                 ).hexdigest()
         self.before = json.loads(self.path.read_text()) if self.path.is_file() else {}
         if self.before.get("program") != self.of:
             self.before = {}
@@ -95,6 +100,7 @@ class Proof:
             known = set(finished)
             cases = [case for case in cases if str(case) not in known]
             print(f"going on after {len(finished)} cases", flush=True)
+            print("".join(f"FOUND: {finding}\n" for finding in self.findings), end="", flush=True)
         queue = iter(cases)
         told = time.monotonic()
 

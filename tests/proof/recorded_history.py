@@ -1,4 +1,5 @@
-"""What a history consists of: the lab's record, the log, the siblings' runs, and how copies ended."""
+"""What a history consists of: the lab's record, the log, the siblings' runs, how copies ended, and what
+was done to them and to the channel."""
 
 import re
 from collections import Counter, defaultdict
@@ -7,8 +8,9 @@ from dataclasses import dataclass, field
 from program_promises import LOG, MODES, OBJECTS, SUITE
 
 KILLED = 0xDEAD             # the exit code of a copy that the lab killed
-UNKNOWN = 1 << 60           # in Ended.before: nobody saw how far the record was
+UNKNOWN = 1 << 60           # nobody saw how far the record was
 NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
+NOT_BROUGHT_UP_RESULT = 0x80070000 | NOT_BROUGHT_UP     # the same as a task's result
 
 
 @dataclass
@@ -16,9 +18,26 @@ class Ended:
     """How one copy ended: it was started after `after` lines of the record and before `before`."""
     pid: int
     code: int
-    output: str
+    output: str     # None: nobody read it
     after: int
     before: int
+
+
+@dataclass
+class Strike:
+    """A copy that the lab killed from outside at any moment while the record grew from `after` lines to
+    `before`. A call is recorded before it returns, so it may have done one thing more than is recorded."""
+    pid: int
+    after: int
+    before: int
+
+
+@dataclass
+class Clearing:
+    """The channel was emptied after `after` lines of the record; from line `filled` on it surely held an
+    event again."""
+    after: int
+    filled: int = UNKNOWN
 
 
 @dataclass
@@ -34,9 +53,11 @@ class History:
     record: list                                    # the lines of the lab's record
     log: bytes
     siblings: list = field(default_factory=list)    # in the order of their starts
-    ended: list = field(default_factory=list)
+    ended: list = field(default_factory=list)       # of the copies that somebody waited for
+    finished: list = field(default_factory=list)    # (pid, code) of the scheduler's, in their order
     users: list = field(default_factory=list)       # the log's lines of one pass about users' values
-    clears: list = field(default_factory=list)      # (after, before) of each clearing of the channel
+    clearings: list = field(default_factory=list)   # of the channel
+    strikes: list = field(default_factory=list)
     kills: bool = False                             # whether copies were killed
 
 
@@ -59,8 +80,10 @@ class Copy:
     steps: list = field(default_factory=list)
     has_ended: bool = False
     ended: Ended = None
-    passes: list = field(default_factory=list)      # (kind, the step that took the request)
+    passes: list = field(default_factory=list)      # (kind, the steps that took the requests)
     redundant: bool = False
+    strike: Strike = None
+    unseen: str = ""                                # the step that was next when it was killed
     last: int = 0                                   # the last line of the record that is this copy's
 
     @property
@@ -79,6 +102,12 @@ class Copy:
     def was_killed_before(self, step):
         """Whether nothing of this copy is recorded after the step, as it was killed."""
         return self.killed and self.last < step.order
+
+    def may_have_done(self, kind, since, step):
+        """Whether it was struck when this kind of step was next, after line `since` of the record and
+        before the other copy's step."""
+        return (self.strike is not None and self.unseen == kind and self.was_killed_before(step)
+                and since < self.strike.before and self.strike.after <= step.order)
 
     def __str__(self):
         return f"pid {self.pid} ({self.arguments or 'no arguments'}, record line {self.order + 1})"

@@ -5,7 +5,8 @@ import unittest
 from recorded_history import Ended
 from written_history import (
     CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    leaving, logon_alone, positions, second, two_owners, unseen_request, worker)
+    leaving, logon_alone, positions, second, two_owners, unseen_owner, unseen_posting,
+    unseen_request, unseen_taking, worker)
 
 
 class BrokenRules(unittest.TestCase):
@@ -31,7 +32,9 @@ class BrokenRules(unittest.TestCase):
 
     def test_a_killed_copy_of_another_scheme_excuses_no_second_owner(self):
         script = Script()
-        script.copy(50, REFRESH).line(*CALLED[REFRESH])
+        killed = script.copy(50, REFRESH)
+        killed.line(*CALLED[REFRESH])
+        killed.killed(struck=True)
         two_owners(script)
         self.broken(script, "works beside", kills=True)
 
@@ -69,23 +72,50 @@ class BrokenRules(unittest.TestCase):
         unseen_request(script)
         self.broken(script, "is lost")
 
-    def pending_beside(self, *killed):
-        """A request that its working copy does not see; copies were killed before, each with these
-        arguments."""
+    def taking(self, **how):
         script = Script()
-        for number, arguments in enumerate(killed):
-            script.copy(10 + number, arguments).line(*CALLED[arguments])
-        unseen_request(script)
+        unseen_taking(script, **how)
         return script
 
-    def test_a_killed_copy_of_another_scheme_excuses_no_lost_request(self):
-        self.broken(self.pending_beside(REFRESH), "is lost", kills=True)
+    def test_a_copy_that_was_killed_by_its_plan_took_no_request_unseen(self):
+        self.broken(self.taking(struck=False), "is lost", kills=True)
 
-    def test_a_killed_copy_excuses_one_lost_request_and_no_second(self):
-        script = self.pending_beside(LOGON)
-        self.assertEqual(script.verdict(kills=True).violations, [])
-        unseen_request(script, 300)
+    def test_a_copy_that_was_struck_before_another_step_took_no_request_unseen(self):
+        self.broken(self.taking(looked=False), "is lost", kills=True)
+
+    def test_a_copy_that_was_struck_before_the_request_was_posted_did_not_take_it(self):
+        script = self.taking()
+        script.history.strikes[0].before = script.history.record.index(
+            next(line for line in script.history.record if " 200 SetEvent" in line))
         self.broken(script, "is lost", kills=True)
+
+    def test_a_copy_that_was_struck_after_the_look_took_no_request_before(self):
+        script = self.taking()
+        script.history.strikes[0].after = len(script.history.record)
+        self.broken(script, "is lost", kills=True)
+
+    def test_a_copy_that_was_struck_excuses_one_lost_request_and_no_second(self):
+        script = self.taking()
+        script.history.strikes[0].before = 1000
+        third = second(script, 300)
+        third.ask("changed instance", 0)
+        third.finish(worked=False)
+        self.assertEqual(len([text for text in script.verdict(True).violations if "is lost" in text]), 1)
+
+    def test_a_copy_that_was_struck_before_it_opened_the_event_posted_nothing(self):
+        script = Script()
+        unseen_posting(script, opened=False)
+        self.broken(script, "that nobody posted", kills=True)
+
+    def test_a_copy_that_was_killed_by_its_plan_posted_nothing_unseen(self):
+        script = Script()
+        unseen_posting(script, struck=False)
+        self.broken(script, "that nobody posted", kills=True)
+
+    def test_a_copy_that_was_killed_by_its_plan_owned_nothing_unseen(self):
+        script = Script()
+        unseen_owner(script, struck=False)
+        self.broken(script, "abandoned by nobody", kills=True)
 
     def test_a_request_is_taken_and_no_pass_follows(self):
         script = Script()
@@ -132,6 +162,28 @@ class BrokenRules(unittest.TestCase):
 
     def test_a_redundant_copy_ends_with_another_code(self):
         self.broken(self.redundant(code=0), "exit code 0 instead of 1")
+
+    def test_a_redundant_copy_of_the_schedulers_ends_with_another_code(self):
+        self.broken(self.redundant(code=0, scheduled=True), "exit code 0 instead of 1")
+
+    def test_nobody_saw_how_a_copy_ended(self):
+        script = self.redundant(scheduled=True)
+        script.history.finished.clear()
+        self.broken(script, "pid 200 (-c -i UserLogonTask, record line 16): nobody saw how it ended")
+
+    def test_a_copy_ended_that_did_not_start(self):
+        for kills in (False, True):
+            script = self.redundant()
+            script.history.finished.append((300, 0))
+            self.broken(script, "a task's process 300 ended with 0, but did not start", kills)
+            script = self.redundant()
+            script.history.ended.append(Ended(300, 0, "", 0, 10))
+            self.broken(script, "pid 300 ended, but did not start", kills)
+
+    def test_the_scheduler_could_not_start_a_copy(self):
+        script = self.redundant()
+        script.history.finished.append((0, 0x80070005))
+        self.broken(script, "a task's process 0 ended with 2147942405, but did not start")
 
     def test_a_redundant_copy_prints_nothing(self):
         self.broken(self.redundant(output=""), "printed ''")
@@ -203,11 +255,16 @@ class BrokenRules(unittest.TestCase):
         self.broken(script, "never ended")
 
     def test_a_crash_is_no_kill(self):
-        script = Script()
-        copy = script.copy(100, LOGON)
-        copy.line(*CALLED[LOGON])
-        script.history.ended.append(Ended(100, 0xC0000005, "", 0, len(script.history.record)))
-        self.broken(script, "ended with 3221225477 as if it had been killed", kills=True)
+        for scheduled in (False, True):
+            script = Script()
+            copy = script.copy(100, LOGON)
+            copy.line(*CALLED[LOGON])
+            if scheduled:
+                script.history.finished.append((100, 0xC0000005))
+            else:
+                copy.told(0xC0000005, "")
+            self.broken(script, "ended with 3221225477 as if it had been killed", kills=True)
+            self.assertEqual(script.verdict(True).figures["killed"], 0)
 
     def test_a_copy_whose_work_was_done_has_the_code_of_the_killed_though_nobody_kills(self):
         script = Script()
@@ -220,6 +277,7 @@ class BrokenRules(unittest.TestCase):
         script = Script()
         copy = worker(script)
         copy.poll(False, True)
+        copy.killed()
         script.history.log = b"\r\n".join(script.history.log.split(b"\r\n")[:-2]) + b"\r\n"
         self.broken(script, "the log lacks a line", kills=True)
 
@@ -229,6 +287,7 @@ class BrokenRules(unittest.TestCase):
             copy = worker(script)
             copy.poll(False, True)
             copy.opening()
+            copy.killed()
             script.history.log += (b"[1/1/2026 12:00:00 AM] PalvoPrinterConfiguration(PID100): " + torn)
             next_one = script.copy(200, LOGON)
             next_one.begin()
@@ -250,7 +309,19 @@ class BrokenRules(unittest.TestCase):
         self.broken(positions(3, 2), "went back from 3 to 2")
 
     def test_the_position_goes_back_to_another_number_than_zero_after_a_clearing(self):
-        self.broken(positions(3, 2, cleared=True), "went back from 3 to 2")
+        self.broken(positions(3, 2, between=Script.clear_channel), "went back from 3 to 2")
+
+    def test_a_scan_finds_nothing_although_an_event_came_after_the_clearing(self):
+        def clear(script):
+            script.clear_channel()
+            script.log_event()
+
+        self.broken(positions(3, 0, between=clear), "went back from 3 to 0")
+
+    def test_the_position_goes_back_to_zero_before_the_channel_was_cleared(self):
+        script = positions(3, 0)
+        script.clear_channel()
+        self.broken(script, "went back from 3 to 0")
 
     def test_the_position_is_another_than_the_scan_found(self):
         script = positions(3, 4)

@@ -5,7 +5,8 @@ import unittest
 from program_promises import SKIPPED, UPDATE
 from written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    leaving, logon_alone, positions, refreshing, second, worker)
+    leaving, logon_alone, positions, refreshing, second, unseen_owner, unseen_posting,
+    unseen_taking, worker)
 
 
 class GoodHistories(unittest.TestCase):
@@ -109,7 +110,8 @@ class GoodHistories(unittest.TestCase):
         self.assertIn("the position went back", next(iter(verdict.allowed)))
 
     def test_a_position_may_go_back_after_a_clearing_and_with_installation(self):
-        script = positions(3, 0, cleared=True)
+        script = positions(3, 0, between=Script.clear_channel)
+        script.log_event()
         copy = script.copy(300, "-IT")
         copy.line(*CALLED["-IT"])
         copy.store(0)
@@ -117,6 +119,28 @@ class GoodHistories(unittest.TestCase):
                   "# Invoked to install scheduled tasks. Done...exiting.")
         copy.end(0, "Channel properties updated.\n" + "\n Success! Task successfully registered." * 3)
         self.check(script)
+
+    def test_a_scan_that_the_clearing_or_the_next_event_met_may_find_nothing(self):
+        for clear, log in ((0, 3), (1, 3), (0, 1), (1, 2)):
+            script = positions(2, 3)
+            script.history.clearings.clear()
+            copy = script.copy(300, EVENT)
+            copy.line(*CALLED[EVENT])
+            copy.open("scan check", False)
+            copy.ask("scan check", 0)
+            for number, step in enumerate((
+                    lambda copy=copy: script.note(copy.pid, 'EvtQuery("Channel") = 0x4e0004 [0]'),
+                    lambda copy=copy: copy.line(NONE.format(0)),
+                    lambda copy=copy: copy.on("ReleaseMutex", "scan check", 1))):
+                if number == clear:
+                    script.clear_channel()
+                step()
+                if number + 1 == log:
+                    script.log_event()
+            copy.store(0)
+            copy.line("- No supported printers need to be processed. Done. Exiting.")
+            copy.end(0)
+            self.check(script)
 
     def test_a_program_that_wine_does_not_bring_up_is_allowed_and_told(self):
         verdict = self.check(failing_start(1359))
@@ -126,12 +150,76 @@ class GoodHistories(unittest.TestCase):
         verdict = self.check(deletion_meets_line(True))
         self.assertEqual(list(verdict.allowed), ["a line is dropped while -DL deletes the log"])
 
+    def test_a_copy_that_the_scheduler_started_is_redundant(self):
+        script = Script()
+        logon_alone(script, 200)    # The process id is used again.
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant(scheduled=True)
+        first.special_pass(queued=True)
+        first.finish()
+        self.check(script)
+
+    def test_a_copy_that_wine_does_not_bring_up_for_the_scheduler_is_allowed_and_told(self):
+        script = Script()
+        logon_alone(script)
+        script.history.finished.append((0, 0x8007054F))
+        self.assertEqual(list(self.check(script).allowed), ["Wine did not bring a task's copy up"])
+
+    def test_what_a_copy_that_was_struck_may_have_done_unseen_is_allowed_and_told(self):
+        for story, what in ((unseen_taking, "taken the request"),
+                            (unseen_posting, "posted what another took"),
+                            (unseen_owner, "owned the mutex")):
+            script = Script()
+            story(script)
+            self.assertIn(f"a copy that was killed may have {what}, unseen",
+                          self.check(script, kills=True).allowed)
+
+    def test_a_request_that_a_copy_took_is_lost_when_it_is_killed_before_its_pass_is_done(self):
+        for struck in (False, True):
+            script = Script()
+            copy = worker(script)
+            copy.poll(False, True)
+            copy.killed(struck)
+            self.assertEqual([(why, len(cases)) for why, cases in self.check(script, True).allowed.items()],
+                             [("the request was taken by a copy that was killed before its pass was done",
+                               1)])
+
+    def test_a_normal_request_that_a_special_pass_served_is_served_though_the_copy_is_killed(self):
+        script = Script()
+        copy = worker(script)
+        other = second(script, arguments=EVENT)
+        other.ask("changed instance", 258)
+        other.redundant()
+        copy.poll(True, True)
+        copy.line("# Procesing a special NewOrChanged event.")
+        copy.work("-c")
+        copy.killed()
+        verdict = self.check(script, kills=True)
+        self.assertEqual((dict(verdict.allowed), verdict.figures["served requests"]), ({}, 2))
+
+    def test_a_killed_copy_may_have_skipped_a_pass(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script, arguments=EVENT)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.poll(True, False)
+        first.scan(NONE.format(2))
+        first.store(2)
+        first.line(SKIPPED)
+        first.killed()
+        self.check(script, kills=True)
+
     def test_a_copy_is_killed_when_its_work_is_done(self):
         script = Script()
         copy = worker(script)
         copy.special_pass()
         copy.finish(code=0xDEAD)
-        self.check(script, kills=True)
+        self.assertEqual(self.check(script, kills=True).figures["killed"], 1)
 
     def test_a_killed_copy_ends_anywhere_and_the_next_works(self):
         for steps in range(3):
@@ -141,6 +229,7 @@ class GoodHistories(unittest.TestCase):
                 copy.poll(False, True)
             if steps == 2:
                 copy.opening()
+            copy.killed()
             next_one = script.copy(200, LOGON)
             next_one.begin()
             next_one.ask("changed instance", 128)

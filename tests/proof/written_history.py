@@ -4,7 +4,7 @@ import re
 
 from history_checker import check
 from program_promises import OBJECTS, REDUNDANT, SUITE, UPDATE
-from recorded_history import Ended, History, SiblingRun
+from recorded_history import KILLED, Clearing, Ended, History, SiblingRun, Strike
 
 NAMES = {what: "Global\\" + name for name, what in OBJECTS.items()}
 LOG = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
@@ -43,7 +43,11 @@ class Script:
         self.history.record.append(f"{self.time()} {pid} {text}")
 
     def clear_channel(self):
-        self.history.clears.append((len(self.history.record), len(self.history.record)))
+        """As is known; an event may come at any time afterwards."""
+        self.history.clearings.append(Clearing(len(self.history.record)))
+
+    def log_event(self):
+        self.history.clearings[-1].filled = len(self.history.record)
 
     def copy(self, pid, arguments):
         return Actor(self, pid, arguments)
@@ -145,10 +149,11 @@ class Actor:
                   "# Procesing a special NewOrChanged event.")
         self.work("-c", seconds=seconds)
 
-    def finish(self, code=0, output=""):
+    def finish(self, code=0, output="", worked=True):
         self.poll(False, False)
         self.on("ReleaseMutex", "changed instance", 1)
-        self.line(UPDATE)
+        if worked:
+            self.line(UPDATE)
         self.leave()
         self.line(*DONE)
         self.end(code, output)
@@ -156,7 +161,7 @@ class Actor:
     def leave(self):
         self.close("changed instance", "special request", "normal request")
 
-    def redundant(self, code=1, output=None):
+    def redundant(self, code=1, output=None, scheduled=False):
         kind = self.request().split()[0]
         text = REDUNDANT[kind].format(self.invoker)
         self.line(text)
@@ -165,10 +170,28 @@ class Actor:
             self.close("refresh instance", "refresh request")
         else:
             self.leave()
-        self.end(code, text if output is None else output)
+        if scheduled:
+            self.finished(code)
+        else:
+            self.end(code, text if output is None else output)
 
     def end(self, code, output=""):
         self.script.note(self.pid, "process ended")
+        self.told(code, output)
+
+    def finished(self, code):
+        """The end of a copy that the scheduler started."""
+        self.script.note(self.pid, "process ended")
+        self.script.history.finished.append((self.pid, code))
+
+    def killed(self, struck=False):
+        """By its own plan, or struck from outside."""
+        now = len(self.script.history.record)
+        if struck:
+            self.script.history.strikes.append(Strike(self.pid, now, now))
+        self.told(KILLED, "")
+
+    def told(self, code, output):
         self.script.history.ended.append(
             Ended(self.pid, code, output, self.began, len(self.script.history.record)))
 
@@ -242,6 +265,45 @@ def unseen_request(script, pid=100):
     first.finish()
 
 
+def unseen_taking(script, looked=True, struck=True):
+    """A working copy is killed, and the next one does not find the request that it has posted itself. The
+    killed one's next step was to look for it when it has looked for the other kind."""
+    first = worker(script)
+    if looked:
+        first.ask("normal request", 258)
+    other = second(script)
+    first.killed(struck)
+    other.ask("changed instance", 128)
+    other.finish(worked=False)
+
+
+def unseen_posting(script, opened=True, struck=True):
+    """A copy is killed where it would post its request next, if it has opened the events, and the working
+    one finds one more request."""
+    first = worker(script)
+    first.special_pass()
+    other = script.copy(200, LOGON)
+    other.line(*CALLED[LOGON])
+    if opened:
+        other.line("-Processing NewOrChanged event: UserLogonTask")
+        other.open("normal request", True)
+        other.open("special request", True)
+    other.killed(struck)
+    first.special_pass(queued=True)
+    first.finish()
+
+
+def unseen_owner(script, struck=True):
+    """A copy is killed where it would ask for the mutex next, and the next one finds that abandoned."""
+    first = script.copy(100, LOGON)
+    first.begin()
+    first.killed(struck)
+    other = second(script)
+    other.ask("changed instance", 128)
+    other.special_pass()
+    other.finish()
+
+
 def failing_start(error):
     """A copy whose first program does not come up; it goes on with the next."""
     script = Script()
@@ -253,10 +315,10 @@ def failing_start(error):
     return script
 
 
-def positions(first, then, older_first=False, cleared=False):
+def positions(first, then, older_first=False, between=None, script=None):
     """Two copies that find nothing to do, with the positions that they store. The second one's scan
-    is older than the first one's store, or newer."""
-    script = Script()
+    is older than the first one's store, or newer; then something may happen between them."""
+    script = script or Script()
 
     def scan(copy, number):
         copy.line(*CALLED[EVENT])
@@ -281,8 +343,8 @@ def positions(first, then, older_first=False, cleared=False):
         one, other = script.copy(100, EVENT), script.copy(200, EVENT)
         scan(one, first)
         store(one, first)
-        if cleared:
-            script.clear_channel()
+        if between:
+            between(script)
         scan(other, then)
         store(other, then)
     return script

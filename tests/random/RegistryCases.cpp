@@ -55,8 +55,8 @@ public:
         result.valueIsThere = !random.OneIn(30);
         result.type = random.OneIn(20) ? static_cast<DWORD>(random.Next())
                                        : static_cast<DWORD>(random.Below(13));
-        result.bytes.resize(random.OneIn(1000) ? 0x100000 - 2 + random.Below(5)
-                                               : random.Length(600, {0, 1, 2, 3, 4, 5, 7, 8, 9}));
+        result.bytes.resize(random.OneIn(100) ? LongLength(random)
+                                              : random.Length(600, {0, 1, 2, 3, 4, 5, 7, 8, 9}));
         for (std::uint8_t& byte : result.bytes)
         {
             byte = static_cast<std::uint8_t>(random.OneIn(2) ? random.Next()
@@ -132,6 +132,13 @@ public:
 
 private:
     static constexpr std::uint64_t DefaultNumber = 0x1122334455667788U;
+
+    /// About a power of two up to 1 MiB, where a buffer may end, or anything below it.
+    static std::size_t LongLength(Random& random)
+    {
+        const std::size_t power = std::size_t{1} << random.Between(6, 20);
+        return random.OneIn(3) ? random.Between(1, power) : power - 2 + random.Below(5);
+    }
 
     void Store(const Case& tried) const
     {

@@ -54,7 +54,8 @@ class Results:
         self.sources = sources
         self.lock = threading.Lock()
         self.tests = self._digest(*(path.read_bytes() for path in
-                                    sorted((ROOT / "tests").rglob("*"))
+                                    sorted(path for folder in ("unit", "support")
+                                           for path in (ROOT / "tests" / folder).rglob("*"))
                                     if path.suffix in (".cpp", ".h", ".rc")))
         self.known = {}
         if self.file.exists():

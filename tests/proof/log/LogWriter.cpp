@@ -1,79 +1,78 @@
-// log-writer DIRECTORY WRITERS LINES SEED KILLED: starts WRITERS copies of itself together, each of
-// which writes LINES lines to the log in DIRECTORY, ends KILLED of them at random moments, and
-// starts one more half-way, which finds the log too long. Prints how far each writer came.
+// log-writer DIRECTORY WRITERS KILLED LINES SEED: starts WRITERS copies of itself together. When
+// all have the log in DIRECTORY open, it makes the log a copy of Old.log, which is too long, and
+// lets them write. While they write their first LINES lines it ends KILLED of them at random
+// moments, and half-way starts one more, which finds the log too long. Prints of each writer its
+// process id, its exit code, and how many of its lines had been written.
 //
-// log-writer --write DIRECTORY NUMBER LINES SEED: one writer. With --trim it opens the log only when it
-// has the log's mutex, and copies the file to Before.log before it does.
+// log-writer --write DIRECTORY NUMBER: one writer. It writes the lines in the file NUMBER.lines:
+// UTF-16, with a zero behind each. With --trim it opens the log only when it has the log's mutex,
+// and copies the file to Before.log before it does.
 #include "LogFile.h"
 #include "Owners.h"
 
-#include <cstdint>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
+#include <numeric>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace
 {
-// What a line is made of: letters, formats, characters inside and outside of the code page, a pair
-// of surrogates, control characters that are no line ends.
-const wchar_t* const Alphabet[] = {
-    L"a",      L"Z",  L" ",  L"%s", L"%n", L"\u00E9", L"\u00FF",       L"\u65E5",
-    L"\u03A9", L"\t", L"\"", L"\\", L"0",  L"~",      L"\xD83D\xDE00", L"\x1A"};
+const wchar_t* const CountsName = L"Global\\LogWriterCounts";
 
-// Ranges of which no character is in the code page; the last are halves of surrogate pairs.
-const unsigned Outside[][2] = {{0x4E00, 0x9FFF}, {0xAC00, 0xD7A3}, {0xDC00, 0xDFFF}};
-
-/// The same numbers as the checker's.
-class Numbers
+unsigned Number(const wchar_t* text)
 {
-public:
-    explicit Numbers(std::uint64_t seed) : state(seed) {}
+    return static_cast<unsigned>(std::wcstoul(text, nullptr, 10));
+}
 
-    unsigned Next(unsigned bound)
-    {
-        state = state * 6364136223846793005U + 1442695040888963407U;
-        return static_cast<unsigned>((state >> 33) % bound);
-    }
-
-private:
-    std::uint64_t state;
-};
-
-std::wstring Line(unsigned writer, unsigned number, std::uint64_t seed)
+/// Of each writer, how many of its lines had been written: memory of all of them, so that a kill
+/// leaves it as it is.
+LONG* Counts(HANDLE section)
 {
-    Numbers numbers(seed * 1000003 + writer * 100000 + number);
-    std::wstring text = std::to_wstring(writer) + L" " + std::to_wstring(number) + L" ";
-    for (unsigned left = numbers.Next(40); left > 0; --left)
+    return static_cast<LONG*>(MapViewOfFile(section, FILE_MAP_WRITE, 0, 0, 0));
+}
+
+/// The lines of one writer, with one zero more behind the last.
+std::wstring LinesIn(const std::wstring& path)
+{
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size = {};
+    if (!file || !GetFileSizeEx(file.Get(), &size))
     {
-        const unsigned piece = numbers.Next(19);
-        if (piece < 16)
-        {
-            text += Alphabet[piece];
-            continue;
-        }
-        const auto& range = Outside[piece - 16];
-        text += static_cast<wchar_t>(range[0] + numbers.Next(range[1] - range[0] + 1));
+        std::exit(4);
     }
-    return text + L"|";
+    std::wstring lines(static_cast<std::size_t>(size.QuadPart) / sizeof(wchar_t), L'\0');
+    DWORD length = 0;
+    if (!ReadFile(file.Get(), lines.data(), static_cast<DWORD>(size.QuadPart), &length, nullptr) ||
+        length != size.QuadPart)
+    {
+        std::exit(4);
+    }
+    return lines;
 }
 
 int Write(wchar_t** arguments)
 {
-    const auto writer = static_cast<unsigned>(std::wcstoul(arguments[1], nullptr, 10));
-    const auto lines = static_cast<unsigned>(std::wcstoul(arguments[2], nullptr, 10));
-    const std::uint64_t seed = std::wcstoull(arguments[3], nullptr, 10);
+    const std::wstring lines =
+        LinesIn(arguments[0] + std::wstring(L"\\") + arguments[1] + L".lines");
     LogFile& log = LogFile::Get(arguments[0], L"Load");
     // All have the log open before the first writes: whoever opened it later would trim it.
     const KernelHandle go(OpenEventW(SYNCHRONIZE, FALSE, L"Global\\LogWriterGo"));
     const KernelHandle ready(
         OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, L"Global\\LogWriterReady"));
+    const KernelHandle section(OpenFileMappingW(FILE_MAP_WRITE, FALSE, CountsName));
+    LONG* const written = Counts(section.Get()) + Number(arguments[1]);
     ReleaseSemaphore(ready.Get(), 1, nullptr);
     WaitForSingleObject(go.Get(), INFINITE);
-    for (unsigned number = 0; number < lines; ++number)
+    for (const wchar_t* line = lines.c_str(); *line != L'\0'; line += std::wcslen(line) + 1)
     {
-        log.Write(Line(writer, number, seed));
+        log.Write(line);
+        InterlockedIncrement(written);
     }
     return 0;
 }
@@ -95,25 +94,13 @@ int Trim(wchar_t** arguments)
     return Write(arguments);
 }
 
-/// Makes the log so long that the next one to open it trims it.
-void Fill(const std::wstring& directory)
+struct Writer
 {
-    const FileHandle file(CreateFileW((directory + L"\\Load.log").c_str(), FILE_APPEND_DATA,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-    std::string text;
-    for (unsigned number = 0; text.size() <= 0x400000; ++number)
-    {
-        char line[80] = {};
-        std::snprintf(line, sizeof line,
-                      "[1/1/2024 1:00:00 AM] log-writer(PID1): old line %07u\r\n", number);
-        text += line;
-    }
-    DWORD written = 0;
-    WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-}
+    KernelHandle process;
+    DWORD id;
+};
 
-KernelHandle Start(const std::wstring& program, const std::wstring& arguments)
+Writer Start(const std::wstring& program, const std::wstring& arguments)
 {
     std::wstring commandLine = L"\"" + program + L"\" " + arguments;
     STARTUPINFOW startup = {};
@@ -126,54 +113,70 @@ KernelHandle Start(const std::wstring& program, const std::wstring& arguments)
         std::exit(1);
     }
     CloseHandle(made.hThread);
-    return KernelHandle(made.hProcess);
+    return {KernelHandle(made.hProcess), made.dwProcessId};
 }
 
-void KillSome(const std::vector<KernelHandle>& writers, unsigned killed, unsigned milliseconds,
-              std::mt19937& random)
+void WaitForLines(std::span<const LONG> written, unsigned lines)
 {
-    for (unsigned i = 0; i < killed; ++i)
+    while (std::accumulate(written.begin(), written.end(), 0U) < lines)
     {
-        Sleep(random() % (milliseconds / (killed + 1) + 1));
-        TerminateProcess(writers[random() % writers.size()].Get(), 77);
+        Sleep(1);
     }
 }
 
 int StartAll(const std::wstring& program, wchar_t** arguments)
 {
     const std::wstring directory = arguments[0];
-    const unsigned count = static_cast<unsigned>(std::wcstoul(arguments[1], nullptr, 10));
-    const std::wstring lines = arguments[2];
-    const std::wstring seed = arguments[3];
-    const unsigned killed = static_cast<unsigned>(std::wcstoul(arguments[4], nullptr, 10));
+    const unsigned count = Number(arguments[1]);
+    const unsigned killed = Number(arguments[2]);
+    const unsigned lines = Number(arguments[3]);
+    std::mt19937 random(Number(arguments[4]));
     const KernelHandle go(CreateEventW(nullptr, TRUE, FALSE, L"Global\\LogWriterGo"));
     const KernelHandle ready(
         CreateSemaphoreW(nullptr, 0, static_cast<LONG>(count) + 1, L"Global\\LogWriterReady"));
-    std::vector<KernelHandle> writers;
+    const KernelHandle section(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                                  static_cast<DWORD>((count + 1) * sizeof(LONG)),
+                                                  CountsName));
+    const std::span<const LONG> written(Counts(section.Get()), count + 1);
+    std::vector<Writer> writers;
     for (unsigned writer = 0; writer < count; ++writer)
     {
-        writers.push_back(Start(program, L"--write \"" + directory + L"\" " +
-                                             std::to_wstring(writer) + L" " + lines + L" " + seed));
+        writers.push_back(
+            Start(program, L"--write \"" + directory + L"\" " + std::to_wstring(writer)));
     }
     for (unsigned writer = 0; writer < count; ++writer)
     {
         WaitForSingleObject(ready.Get(), INFINITE);
     }
-    Fill(directory);
+    if (!CopyFileW((directory + L"\\Old.log").c_str(), (directory + L"\\Load.log").c_str(), FALSE))
+    {
+        std::printf("the log could not be made: error %lu\n", GetLastError());
+        return 1;
+    }
     SetEvent(go.Get());
-    std::mt19937 random(static_cast<unsigned>(std::wcstoul(seed.c_str(), nullptr, 10)));
-    const auto total = static_cast<unsigned>(std::wcstoul(lines.c_str(), nullptr, 10)) * count;
-    KillSome(writers, killed / 2, total / 20, random);
-    Sleep(total / 40);
-    writers.push_back(Start(program, L"--trim \"" + directory + L"\" " + std::to_wstring(count) +
-                                         L" 1 " + seed));
-    KillSome(writers, killed - killed / 2, total / 20, random);
+    // The one that trims is not among them: what a kill leaves of a trim is another proof's.
+    std::vector<unsigned> order(count);
+    std::iota(order.begin(), order.end(), 0U);
+    std::shuffle(order.begin(), order.end(), random);
+    auto killUpTo = [&, next = 0U](unsigned end) mutable
+    {
+        for (; next < end; ++next)
+        {
+            const unsigned between = lines / killed;
+            WaitForLines(written, next * between + random() % between);
+            TerminateProcess(writers[order[next]].process.Get(), 77);
+        }
+    };
+    killUpTo(killed / 2);
+    WaitForLines(written, lines / 2);
+    writers.push_back(Start(program, L"--trim \"" + directory + L"\" " + std::to_wstring(count)));
+    killUpTo(killed);
     for (std::size_t writer = 0; writer < writers.size(); ++writer)
     {
-        WaitForSingleObject(writers[writer].Get(), INFINITE);
+        WaitForSingleObject(writers[writer].process.Get(), INFINITE);
         DWORD code = 0;
-        GetExitCodeProcess(writers[writer].Get(), &code);
-        std::printf("%u %lu\n", static_cast<unsigned>(writer), code);
+        GetExitCodeProcess(writers[writer].process.Get(), &code);
+        std::printf("%lu %lu %ld\n", writers[writer].id, code, written[writer]);
     }
     return 0;
 }
@@ -183,18 +186,18 @@ int wmain(int count, wchar_t** arguments);
 
 int wmain(int count, wchar_t** arguments)
 {
-    if (count == 6 && std::wstring(arguments[1]) == L"--write")
+    if (count == 4 && std::wstring(arguments[1]) == L"--write")
     {
         return Write(arguments + 2);
     }
-    if (count == 6 && std::wstring(arguments[1]) == L"--trim")
+    if (count == 4 && std::wstring(arguments[1]) == L"--trim")
     {
         return Trim(arguments + 2);
     }
     wchar_t program[MAX_PATH] = {};
     if (count != 6 || GetModuleFileNameW(nullptr, program, MAX_PATH) == 0)
     {
-        std::puts("usage: log-writer DIRECTORY WRITERS LINES SEED KILLED");
+        std::puts("usage: log-writer DIRECTORY WRITERS KILLED LINES SEED");
         return 2;
     }
     return StartAll(program, arguments + 1);

@@ -1,0 +1,250 @@
+"""What the fault sweep makes fail: the modes, every function's ways of failing, and what the program's
+rules say of runs in which one fails."""
+
+import re
+from dataclasses import dataclass, replace
+
+CHANGED = ("-c", "-i", "NewOrChangedTask")
+NORMAL_REQUEST = r"Global\{7E29B4C1-A605-4D78-9F3E-0B6D2C8A51E4}PalvoOrvela"
+REFRESH_REQUEST = r"Global\{0C4E9A57-1D82-4F3B-B6E9-72A5D1C83F06}PalvoOrvela"
+
+
+@dataclass(frozen=True)
+class Mode:
+    name: str
+    arguments: tuple
+    code: int               # the exit code of a normal run
+    codes: range            # the exit codes that it can give
+    account: str = "SYSTEM"
+    beside: tuple = None    # the arguments of a copy that is at work meanwhile
+    posted: str = ""        # the request that comes while the query program runs
+
+    def alone(self):
+        """The mode without the copy that is at work."""
+        return replace(self, beside=None, code=0) if self.beside else self
+
+
+EVENT = Mode("printer event", CHANGED, 0, range(2))
+# The printer that the second request is for was dealt with by the first.
+SKIPPING = Mode("queued request that needs no work", CHANGED, 0, range(2), posted=NORMAL_REQUEST)
+LOGON = Mode("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2), posted=NORMAL_REQUEST)
+REFRESH = Mode("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0, range(2))
+# The siblings take long enough for the message queue to be looked at, and hold messages for it.
+ON_DEMAND = Mode("on demand, twice, slowly", (), 0, range(2), posted=REFRESH_REQUEST)
+NOTHING = Mode("nothing to do", CHANGED, 0, range(2))
+REDUNDANT = Mode("redundant printer event", CHANGED, 1, range(2), beside=("-c",))
+REDUNDANT_LOGON = Mode("redundant logon", ("-c", "-i", "UserLogonTask"), 1, range(2), beside=("-c",))
+REDUNDANT_REFRESH = Mode("redundant refresh", ("-r",), 1, range(2), beside=("-r",))
+INSTALL = Mode("install", ("-IT",), 0, range(5))
+UNINSTALL = Mode("uninstall", ("-UT",), 0, range(5))
+DELETE_LOG = Mode("delete log", ("-DL",), 0, range(2))
+DRIVER = Mode("driver", ("-APDI", "-i", "Palvo Orvela PV6 PS"), 0, range(1))
+HELP = Mode("help", ("-?",), 1, range(1, 2))
+UNKNOWN = Mode("unknown switch", ("-x",), 1, range(1, 2))
+# The switch that cannot be read counts as on.
+SWITCHED_OFF = Mode("switched off", ("-?",), 0, range(2))
+TRIM = Mode("long log", ("-?",), 1, range(1, 2))
+PROMPT = Mode("debugger prompt", ("-UN",), 1, range(1, 2))
+BOX = Mode("debugger prompt on the desktop", ("-UN",), 1, range(1, 2), "alice")
+REDUNDANTS = [REDUNDANT, REDUNDANT_LOGON, REDUNDANT_REFRESH]
+MODES = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND, NOTHING, *REDUNDANTS, INSTALL, UNINSTALL,
+         DELETE_LOG, DRIVER, HELP, UNKNOWN, SWITCHED_OFF, TRIM, PROMPT, BOX]
+# These wait for the programs that they start.
+WAITING = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND]
+# These scan the event log, and store how far they came.
+SCANNING = [EVENT, SKIPPING, LOGON, NOTHING, REDUNDANT]
+
+# They have no way to fail: they return a length, a constant or nothing.
+NO_FAILURE = set("""
+    memcpy memmove memset memcmp memchr strlen wcslen strcmp strncmp iswspace strerror localeconv
+    ___lc_codepage_func ___mb_cur_max_func IsDBCSLeadByteEx _errno _time64 EqualSid
+    VerSetConditionMask BuildExplicitAccessWithNameW""".split())
+# Only the runtime library calls these: at the start and the end of every program, for exceptions, and
+# to load the system's own DLLs late, which are always there.
+RUNTIMES = set("""
+    __iob_func __set_app_type __setusermatherr __wgetmainargs _initterm _onexit _amsg_exit _cexit _exit
+    exit abort signal __C_specific_handler RaiseException RtlLookupFunctionEntry RtlUnwindEx
+    RtlVirtualUnwind TlsAlloc TlsFree TlsGetValue TlsSetValue CreateSemaphoreW ReleaseSemaphore
+    VirtualProtect VirtualQuery GetStartupInfoW LoadLibraryA FreeLibrary GetProcAddress""".split())
+
+# Imported, and out of reach of the lab.
+OUT_OF_REACH = {
+    "SetSecurityDescriptorSacl": "for files with an integrity label, which Wine does not have",
+    "UnloadUserProfile": "for a profile that nothing in the program loads",
+} | dict.fromkeys("_close _open _read _write fprintf fputc fwrite realloc vfprintf".split(),
+                  "the runtime library's, for its last words")
+
+# What is called only after something else failed: that fault, and the mode in which it fails.
+AFTER = {
+    "ConvertStringSecurityDescriptorToSecurityDescriptorW": ("GetSecurityInfo 1 5 always", HELP),
+    "FormatMessageW": ("RegCreateKeyExW 1 5", INSTALL),
+    "GetUserNameW": ("LookupAccountSidW 1 return=1 always", LOGON),
+    "SetThreadToken": ("RevertToSelf 1 5", LOGON),
+    "MessageBoxW": ("WTSSendMessageW 1 5 always", BOX),
+    "VariantChangeType": ("IWbemClassObject::Get 1 wrong-type always", LOGON),
+}
+
+# The ways in which a function fails. 5, access denied, where nothing stands here.
+WAYS = {
+    "WaitForSingleObject": ["return=258", "return=4294967295,error=6", "return=128"],
+    "CreateEventW": ["5", "6", "1450"], "CreateMutexW": ["5", "6", "1450"],     # 6: of another kind
+    "SetEvent": ["6"], "ReleaseMutex": ["288"], "CloseHandle": ["6"],
+    "RegOpenKeyExW": ["2", "5"], "RegCreateKeyExW": ["5", "1450"], "RegCloseKey": ["6"],
+    "RegQueryValueExW": ["2", "5", "234", "bytes=0", "bytes=3", "wrong-type"],
+    "RegQueryInfoKeyW": ["5", "1018"], "RegEnumKeyExW": ["5", "234", "259"],
+    "RegSetValueExW": ["5", "1450"],
+    "CreateFileW": ["5", "32", "3"], "CreateDirectoryW": ["5", "183", "3"],
+    "WriteFile": ["112", "5"], "GetFileSizeEx": ["6"], "SetFilePointerEx": ["131"],
+    "ReadFile": ["21", "return=1", "bytes=1000"],   # "return=1": a success of no bytes
+    "DeleteFileW": ["5", "32", "2"], "CopyFileW": ["5", "112"],
+    "CreateProcessW": ["2", "5", "740"], "CreateProcessAsUserW": ["1314", "2"],
+    "GetExitCodeProcess": ["6"], "CreateEnvironmentBlock": ["5", "1314"],
+    "DestroyEnvironmentBlock": ["6"],
+    "LogonUserW": ["1385", "1326"], "ProcessIdToSessionId": ["87"],
+    "EvtQuery": ["15007", "5", "1722"],
+    "EvtNext": ["259", "1734", "15011", "return=1"],    # "return=1": a success of nothing
+    "EvtRender": ["122", "13", "wrong-type", "return=1"],
+    "EvtCreateRenderContext": ["8", "87"], "EvtClose": ["6"], "EvtOpenChannelConfig": ["15007", "5"],
+    "EvtSetChannelConfigProperty": ["87", "5"], "EvtSaveChannelConfig": ["5", "1722"],
+    "OpenPrinterW": ["1801", "1722", "5"], "GetPrinterDriverW": ["122", "1801", "0"],
+    "ClosePrinter": ["6"], "InstallPrinterDriverFromPackageW": ["0x80070005", "0x800F0219"],
+    "WTSEnumerateSessionsW": ["1722", "5", "return=1"], "WTSQueryUserToken": ["1314", "1008"],
+    "WTSSendMessageW": ["1722", "5"], "MessageBoxW": ["1459"], "GetMessageW": ["return=4294967295,error=1400"],
+    "GetUserObjectInformationW": ["122", "5"],
+    "GetModuleFileNameW": ["5", "return=260,error=122"], "GetModuleHandleW": ["126"],
+    "LoadLibraryW": ["126", "8"], "GetSystemDirectoryW": ["122"],
+    "GetPrivateProfileStringW": ["return=0,error=2"],
+    "LookupAccountSidW": ["1332", "122"], "LookupAccountNameW": ["1332", "122"],
+    "GetUserNameExW": ["1332", "234"], "GetUserNameW": ["122"],
+    "GetComputerNameExW": ["234", "87"], "GetComputerNameW": ["111"],
+    "GetTokenInformation": ["122", "5"], "DuplicateTokenEx": ["5", "1346"],
+    "CheckTokenMembership": ["1309", "5"], "ImpersonateLoggedOnUser": ["1346", "1314"],
+    "ConvertSidToStringSidW": ["1337", "8"], "ConvertStringSidToSidW": ["1337", "8"],
+    "CreateWellKnownSid": ["87", "122"], "GetSecurityInfo": ["5", "6"], "SetSecurityInfo": ["5", "1307"],
+    "ConvertStringSecurityDescriptorToSecurityDescriptorW": ["1336", "8"],
+    "MakeAbsoluteSD": ["122", "1338"], "IsValidSecurityDescriptor": ["1338"],
+    "InitializeSecurityDescriptor": ["1305"], "SetSecurityDescriptorDacl": ["1338"],
+    "InitializeAcl": ["87"], "AddAce": ["1344"], "GetAce": ["87"], "GetAclInformation": ["1336"],
+    "SetEntriesInAclW": ["87", "1332", "8"],
+    "CryptAcquireContextW": ["0x80090016", "0x80090017"], "CryptCreateHash": ["0x80090008", "8"],
+    "CryptHashData": ["0x80090020"], "CryptGetHashParam": ["234", "0x80090020"],
+    "CryptDestroyHash": ["6"], "CryptReleaseContext": ["6"],
+    "MultiByteToWideChar": ["1113"], "WideCharToMultiByte": ["1113"], "LCMapStringEx": ["122", "87"],
+    "FormatMessageW": ["317", "8"],
+    "malloc": ["12"], "calloc": ["12"], "realloc": ["12"],
+    "LocalAlloc": ["8"], "LocalFree": ["return=1,error=6"], "SysAllocString": ["8"],
+    "CoInitializeEx": ["0x80010106", "0x8007000E"], "CoCreateInstance": ["0x80040154", "0x80070005"],
+    "CoInitializeSecurity": ["0x80010119", "0x80010118"], "CoSetProxyBlanket": ["0x80004002", "0x80070005"],
+    "SHGetKnownFolderPath": ["0x80070002", "0x80070005"],
+    "VariantClear": ["0x80020008"], "VariantChangeType": ["0x80020005", "0x8007000E"],
+    "_vsnwprintf": ["return=4294967295,errno=22"], "_vscwprintf": ["return=4294967295,errno=22"],
+    "fflush": ["return=4294967295,errno=28"],
+    "fputs": ["return=4294967295,errno=28"], "fwrite": ["return=0,errno=28"],
+    "VerifyVersionInfoW": ["1150"],
+}
+# The same of COM methods: by the whole name, by the name without the interface, or for all others.
+METHOD_WAYS = {
+    "IWbemLocator::ConnectServer": ["0x8004100E", "0x80041003"],
+    "IWbemServices::ExecQuery": ["0x80041017", "0x80041003"],
+    "IEnumWbemClassObject::Next": ["0x80041003", "return=1", "return=0"],
+    "IWbemClassObject::Get": ["0x80041002", "wrong-type"],
+    "QueryInterface": ["0x80004002"],
+    "Connect": ["0x80041315", "0x80070005"],
+    "GetFolder": ["0x80070003"],
+    "DeleteTask": ["0x80070002", "0x80070005"],
+    "RegisterTaskDefinition": ["0x80070005", "0x80070534"],
+}
+OTHER_METHODS = ["0x80070057", "0x8007000E"]
+
+# Reads that succeed with less, or with something else, than there is.
+ODD_READS = {"wrong-type", "bytes=0", "bytes=3", "bytes=1000"}
+
+# Where an exception leaves the mode, by its rules: no memory, or a registry value that cannot be
+# written outside of the mode that catches it.
+RAISES = {"malloc", "calloc", "realloc", "RegSetValueExW", "SysAllocString"}
+
+# Giving back: when it fails, what was to be given back stays open, and nothing else.
+GIVES_BACK = {
+    "CloseHandle": "handle|token", "RegCloseKey": "registry key", "LocalFree": "local memory",
+    "EvtClose": "event handle", "ClosePrinter": "printer handle",
+    "DestroyEnvironmentBlock": "environment block", "VariantClear": "COM text",
+    "CryptReleaseContext": "cryptographic provider", "CryptDestroyHash": "hash",
+}
+
+# What the rules let be lost where one of these fails.
+# A printer that cannot be asked counts as not supported, a program that cannot be started is not tried
+# again, and an exception ends the pass: the position is stored by then, and the event is left behind.
+LOSES_EVENT = {"OpenPrinterW", "GetPrinterDriverW", "GetPrivateProfileStringW", "CreateProcessW",
+               "GetModuleFileNameW", "malloc"}
+# What cannot be posted nobody takes.
+LOSES_REQUEST = {"CreateEventW", "SetEvent"}
+# An event that cannot be read has the number 0, and so has none when the channel cannot be read twice in
+# a row. It is stored: the next scan begins with the oldest event.
+FORGETS_POSITION = {"EvtCreateRenderContext", "EvtRender", "EvtQuery", "EvtNext", "_vscwprintf",
+                    "_vsnwprintf"}
+
+# The lines of these runs lack the time or the program's name.
+NAMELESS = {"GetModuleFileNameW", "_vsnwprintf", "_vscwprintf"}
+
+
+@dataclass(frozen=True)
+class Case:
+    mode: Mode
+    function: str
+    nth: int
+    way: str
+    always: bool
+    before: str = ""        # the fault that makes the program call the function
+
+    def fault(self):
+        return (f"{self.before}{';' if self.before else ''}{self.function} {self.nth} {self.way}"
+                f"{' always' if self.always else ''}")
+
+    def __str__(self):
+        return f"{self.mode.name}: {self.fault()}"
+
+    def ends(self, instance_wait):
+        """A child that never ends keeps the program waiting, for ever: such a case has no end, unless
+        the wait for the instance, by its number, tells the copy before that it is redundant."""
+        if not self.always or self.function != "WaitForSingleObject" or self.mode not in WAITING:
+            return True
+        return self.way == "return=258" and self.nth <= instance_wait or "=4294967295" in self.way
+
+
+def ways_of(function):
+    if "::" not in function:
+        return WAYS.get(function, ["5"])
+    return METHOD_WAYS.get(function, METHOD_WAYS.get(function.split("::")[1], OTHER_METHODS))
+
+
+def cases_of(mode, function, calls, instance_wait):
+    # The runtime library copies the arguments before the program begins, and trusts its malloc.
+    first = len(mode.arguments) + 3 if function == "malloc" else 1
+    for nth in range(first, calls + 1):
+        for way in ways_of(function):
+            for always in (False, True):
+                case = Case(mode, function, nth, way, always)
+                if case.ends(instance_wait):
+                    yield case
+
+
+def cases_after():
+    """The cases of what is called only after something else failed."""
+    return [Case(mode, function, 1, way, always, before) for function, (before, mode) in AFTER.items()
+            for always in (False, True) for way in ways_of(function)]
+
+
+def unknown_functions(can_fail, called, source):
+    """What the program imports or calls and nothing here makes fail, and what stands here for nothing.
+    The executable tells its functions, but not the COM methods that it calls: these stand in the
+    source."""
+    for function in sorted(can_fail - called - set(AFTER) - set(OUT_OF_REACH) - NO_FAILURE - RUNTIMES):
+        yield f"{function} is imported, and no mode here calls it"
+    for function in sorted((set(AFTER) | set(OUT_OF_REACH) | NO_FAILURE | RUNTIMES) - can_fail):
+        yield f"{function} is not imported any more"
+    for function in sorted(function for function in RUNTIMES if re.search(rf"\b{function}\(", source)):
+        yield f"{function} is called by the program itself"
+    methods = {name.split("::")[1] for name in called if "::" in name}
+    used = set(re.findall(r"(?:->|\.)((?:get_|put_)\w+|[A-Z]\w+)\(", source))
+    for method in sorted(used - methods - set(re.findall(r"\b(\w+)\([^;{}]*\)[^;{}]*\{", source))):
+        yield f"the method {method} is in the source, and no mode here calls it"

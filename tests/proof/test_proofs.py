@@ -1,0 +1,123 @@
+"""The proofs take nothing for proved that they did not see, and nothing for Wine's fault that is not."""
+
+import io
+import unittest
+from contextlib import redirect_stdout
+from random import Random
+from unittest import mock
+
+from history import Findings, share
+from kill_plan import TRIES, KillPlan
+from kills import Doomed, KillStory
+from recorded_history import KILLED, Ended, Strike
+from written_history import Script, logon_alone
+
+
+class Lost:
+    """A proof of one lab whose record holds an error of Wine's."""
+    seed, long, start = 1, False, 0
+
+    def __init__(self):
+        self.labs = [lambda *_, **__: "1 CreateProcessW() = 0 [1359]\n"]
+        self.findings, self.once = [], 0
+
+    def find(self, text):
+        self.findings.append(text)
+
+
+class Proofs(unittest.TestCase):
+    def share(self, *errors):
+        """The findings where histories end with these errors, and then one is good."""
+        def tell(_lab, _random):
+            if left:
+                raise AssertionError(left.pop(0))
+            script = Script()
+            logon_alone(script)
+            return script.history
+
+        left, proof = list(errors), Lost()
+        findings = Findings(proof, "test")
+        with redirect_stdout(io.StringIO()):
+            share(proof, findings, lambda figures: figures["runs"], tell)
+        return proof
+
+    def test_only_the_copy_that_wine_lost_is_wines_fault(self):
+        lost = "palvo-lab: 'x.exe' cannot be started: error 1359"
+        for errors, found, once in (
+                ([], 0, 0), ([lost], 0, 1), ([lost, lost], 1, 1), (["something else"], 1, 0),
+                (["palvo-lab: 'x.exe' cannot be started: error 13590"], 1, 0)):
+            proof = self.share(*errors)
+            self.assertEqual((len(proof.findings), proof.once), (found, once), errors)
+
+    def test_findings_of_an_ended_run_are_found_again(self):
+        class Before:
+            before = {"begun": 3, "figures": {"runs": 7}, "allowed": {}, "findings": ["history 1-2: bad"],
+                      "once": 1, "seconds": 5}
+
+            def __init__(self, _name, *judges):
+                self.judges = judges
+
+        proof, told = Lost(), io.StringIO()
+        findings = Findings(proof, "test")
+        with mock.patch("history.Kept", Before), redirect_stdout(told):
+            findings.go_on()
+        self.assertEqual((proof.findings, findings.figures["runs"]), (["history 1-2: bad"], 7))
+        self.assertIn("history 1-2: bad", told.getvalue())
+        self.assertLessEqual({"history.py", "history_checker.py", "copy_grammar.py", "recording.py",
+                              "recorded_history.py", "program_promises.py"}, set(findings.kept.judges))
+
+    def test_a_call_that_no_copy_was_killed_after_is_asked_for_again_and_given_up(self):
+        plan = KillPlan([("-c", 1), ("-c", 2)])
+        for _ in range(TRIES):
+            self.assertFalse(plan.is_over())
+            call = plan.take(["-r", "-c"], deepest=True)
+            self.assertEqual(call, ("-c", 2))
+            plan.settle(call, killed=False, counts=True)
+        self.assertEqual((plan.given_up, plan.done), ([("-c", 2)], 0))
+        self.assertFalse(plan.is_over())
+
+    def test_a_copy_that_could_not_come_so_far_gives_nothing_up(self):
+        plan = KillPlan([("-c", 1)])
+        for _ in range(TRIES + 1):
+            plan.settle(plan.take(["-c"], deepest=False), killed=False, counts=False)
+        self.assertEqual((plan.given_up, plan.is_over()), ([], False))
+
+    def test_a_plan_is_over_when_every_copy_of_it_has_ended(self):
+        plan = KillPlan([("-c", 1), ("-c", 2)])
+        first, last = (plan.take(["-c"], deepest=False) for _ in range(2))
+        self.assertEqual((first, last, plan.take(["-c"], deepest=True)), (("-c", 1), ("-c", 2), None))
+        plan.settle(last, killed=True, counts=False)
+        self.assertFalse(plan.is_over())
+        plan.settle(first, killed=True, counts=False)
+        self.assertEqual((plan.is_over(), plan.done, plan.total), (True, 2, 2))
+
+    def test_only_a_copy_that_was_killed_has_done_its_part_of_the_plan(self):
+        for code, killed in ((KILLED, True), (0, False), (1, False), (0xC0000005, False)):
+            doomed = Doomed("-c", [], ("-c", 3))
+            self.assertFalse(doomed.was_killed())
+            doomed.ended = Ended(100, code, "", 5, 20)
+            self.assertEqual(doomed.was_killed(), killed)
+
+    def test_a_copy_that_has_a_call_to_be_killed_at_is_not_struck(self):
+        def lab(command, pid, **_):
+            self.assertEqual((command, pid), ("kill", "104"))
+
+        lab.code = 0
+        story = KillStory(lab, Random(1), None, None)
+        story.lines_since = lambda _: [
+            f"12:00 {pid} {text}" for pid, text in (
+                (100, "process started: x.exe -c "), (100, "Sleep(1) = 0 [0]"),
+                (101, "process started: x.exe -c"), (102, "process started: x.exe -c"),
+                (102, "Sleep(1) = 0 [0]"), (102, "process ended"),
+                (103, "process started: x.exe -c"), (103, "Sleep(1) = 0 [0]"),
+                (104, "process started: x.exe -c"), (104, "Sleep(1) = 0 [0]"))]
+        story.strikes = [Strike(103, 0, 0)]
+        with mock.patch("kills.recorded", lambda _: 10):
+            for _ in range(20):
+                del story.strikes[1:]
+                story.strike_one(0)
+        self.assertEqual(story.strikes[1:], [Strike(104, 10, 10)])
+
+
+if __name__ == "__main__":
+    unittest.main()
