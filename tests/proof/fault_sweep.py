@@ -298,12 +298,12 @@ def source():
 
 
 def choose(proof, mode, counted, functions):
-    """All cases of a mode, or one of each of its functions, of three out of ten this time."""
+    """All cases of a mode, or one of each of its functions, of two out of ten this time."""
     for function in functions:
         cases = list(cases_of(mode, function, counted.calls[function], counted.instance_wait))
         if proof.long:
             yield from cases
-        elif cases and proof.random.random() < 0.3:
+        elif cases and proof.random.random() < 0.2:
             yield proof.random.choice(cases)
 
 
