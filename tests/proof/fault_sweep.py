@@ -8,10 +8,10 @@ from collections import Counter
 from dataclasses import dataclass, replace
 
 from fault_cases import (BOX, DELETE_LOG, DRIVER, EVENT, FORGETS_POSITION, GIVES_BACK, INSTALL, LOGON,
-                         LOSES_EVENT, LOSES_REQUEST, MODES, NAMELESS, NO_FAILURE, NOTHING, OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS, RUNTIMES, SCANNING,
-                         SKIPPING, SWITCHED_OFF, TRIM, UNINSTALL, WAITING, cases_after, cases_of,
-                         unknown_functions)
-from proof import ROOT, SUPPORTED, Kept, Proof  # It says where the lab's module lies.
+                         LOSES_EVENT, LOSES_REQUEST, MODES, NAMELESS, NO_FAILURE, NOTHING, ON_DEMAND,
+                         OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS, RUNTIMES, SCANNING, SKIPPING,
+                         SWITCHED_OFF, TRIM, UNINSTALL, WAITING, cases_after, cases_of, unknown_functions)
+from proof import ROOT, SUPPORTED, Kept, Proof
 from recorded_history import CALL, step_of
 
 LIMIT_MS = 20000        # that a run with a fault may take
@@ -22,7 +22,7 @@ OURS, FOREIGN = "7.0:", "6.0:A,B"       # the program's list of applications, an
 
 
 def let_end(lab):
-    """Lets the copy that was held at work end, and its programs."""
+    """Lets the copy end that was held at work, and the programs that it started."""
     lab("sibling", "writer", "--release")
     lab.wait_for(lambda: not lab.at_work(), "the end of all programs")
 
@@ -50,7 +50,7 @@ def prepare(lab, mode):
         lab("set", "box-returns", "1")
     if mode == SWITCHED_OFF:
         lab("set", "machine-switch", "0")
-    if mode.name.endswith("slowly"):
+    if mode == ON_DEMAND:
         lab("sibling", "writer", "--take", "150")
         lab("set", "message-queue", "10 11 quit")
     if mode == NOTHING:
