@@ -22,7 +22,7 @@ OURS, FOREIGN = "7.0:", "6.0:A,B"       # the program's list of applications, an
 
 
 def let_end(lab):
-    """Lets the copy end that was held at work, and the programs that it started."""
+    """Lets everything end that is at work, what is held too."""
     lab("sibling", "writer", "--release")
     lab.wait_for(lambda: not lab.at_work(), "the end of all programs")
 
@@ -237,8 +237,7 @@ def check_repair(lab, case, normal, failed, notes):
     nothing had failed."""
     mode = case.mode
     wanted = normal.outcomes[mode]
-    if mode.beside:
-        let_end(lab)
+    let_end(lab)    # A program that nobody waited for, too: it may not have come to its first line.
     served = passes_begun(lab) > failed.passes_before
     if mode.beside and failed.code == 1 and not served:
         allow(notes, "a redundant copy's request was lost", case, LOSES_REQUEST)
