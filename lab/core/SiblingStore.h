@@ -21,8 +21,8 @@ struct SiblingOrders
     std::uint32_t takeMilliseconds = 0;
     std::uint32_t takeAtMost = 0; // more than takeMilliseconds: a random time between both
     std::uint32_t returnCode = 0;
-    bool hold = false;          // wait until released
-    std::wstring eventToPost;   // the next one sets it, if it is there
+    bool hold = false;        // wait until released
+    std::wstring eventToPost; // the next one sets it, if it is there
 };
 
 struct SiblingRun

@@ -1,5 +1,5 @@
-// Reading of files is Wine's. It passes through here to be recorded, and to give less than was asked
-// for.
+// Reading of files is Wine's. It passes through here to be recorded, and to give less than was
+// asked for.
 #include "DoubleTable.h"
 #include "OddReads.h"
 

@@ -55,9 +55,8 @@ DWORD TimeToTake(const SiblingOrders& orders)
 // Leaves a request as a copy of the program does: only while somebody holds the event open.
 void Post(const std::wstring& eventName)
 {
-    const OwnedHandle event(eventName.empty()
-                                ? nullptr
-                                : OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
+    const OwnedHandle event(
+        eventName.empty() ? nullptr : OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
     if (event)
     {
         SetEvent(event.Get());

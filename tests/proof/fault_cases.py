@@ -183,8 +183,10 @@ LOSES_REQUEST = {"CreateEventW", "SetEvent"}
 FORGETS_POSITION = {"EvtCreateRenderContext", "EvtRender", "EvtQuery", "EvtNext", "_vscwprintf",
                     "_vsnwprintf"}
 
-# The lines of these runs lack the time or the program's name.
-NAMELESS = {"GetModuleFileNameW", "_vsnwprintf", "_vscwprintf"}
+# The texts of these runs may be missing.
+TEXTLESS = {"_vsnwprintf", "_vscwprintf"}
+# The lines of these runs may lack the time or the program's name.
+NAMELESS = TEXTLESS | {"GetModuleFileNameW"}
 
 
 @dataclass(frozen=True)

@@ -10,7 +10,7 @@ from dataclasses import dataclass, replace
 from fault_cases import (BOX, DELETE_LOG, DRIVER, EVENT, FORGETS_POSITION, GIVES_BACK, INSTALL, LOGON,
                          LOSES_EVENT, LOSES_REQUEST, MODES, NAMELESS, NO_FAILURE, NOTHING, ON_DEMAND,
                          OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS, RUNTIMES, SCANNING, SKIPPING,
-                         SWITCHED_OFF, TRIM, UNINSTALL, WAITING, cases_after, cases_of, unknown_functions)
+                         SWITCHED_OFF, TEXTLESS, TRIM, UNINSTALL, WAITING, cases_after, cases_of, unknown_functions)
 from proof import ROOT, SUPPORTED, Kept, Proof
 from recorded_history import CALL, step_of
 
@@ -97,9 +97,9 @@ def check_faulted(lab, case, code, pid, printed):
     aborted = aborted or (code == 1 and case.function == "SetThreadToken")
     good = code in case.mode.codes or (case.mode == DRIVER and 0x80000000 <= code < CRASH)
     if good and code == 1 and case.mode in [*WAITING, NOTHING, *REDUNDANTS]:
-        # It says so in the log and on standard output, unless no text can be made at all.
-        good = any(text.startswith("-Redundant instance") for text in [*said, printed]) or (
-            case.function in NAMELESS)
+        # It says so in the log or on standard output, unless the text itself could not be made.
+        good = case.function in TEXTLESS or any(
+            text.startswith("-Redundant instance") for text in [*said, printed])
     if not good and not aborted:
         raise AssertionError(f"exit code {code} (0x{code:x}), and it said {said[-3:]}")
     check_leaks([] if aborted else lab.leaks(), case)

@@ -38,7 +38,8 @@ class Kept:
 
     def __init__(self, name, *judges):
         self.path = ROOT / "build" / "proof" / f"{name}.json"
-        of_lab = sorted((program().parent / "lab").glob("*.[ed][xl][el]"))
+        of_lab = sorted(file for file in (program().parent / "lab").iterdir()
+                        if file.suffix in (".exe", ".dll"))
         sources = [Path(__file__), ROOT / "tests" / "system" / "lab.py",
                    *(Path(__file__).with_name(judge) for judge in judges)]
         self.of = hashlib.sha256(b"".join(file.read_bytes() for file in [program(), *of_lab, *sources])

@@ -3,7 +3,7 @@
 import re
 
 from history_checker import check
-from program_promises import OBJECTS, REDUNDANT, SUITE, UPDATE
+from program_promises import OBJECTS, REDUNDANT, SKIPPED, SUITE, UPDATE
 from recorded_history import KILLED, Clearing, Ended, History, SiblingRun, Strike
 
 NAMES = {what: "Global\\" + name for name, what in OBJECTS.items()}
@@ -148,6 +148,13 @@ class Actor:
         self.line("# Procesing a queued special NewOrChanged event." if queued else
                   "# Procesing a special NewOrChanged event.")
         self.work("-c", seconds=seconds)
+
+    def skipped_pass(self, newest):
+        """A queued printer event that the pass before has served."""
+        self.poll(True, False)
+        self.scan(NONE.format(newest))
+        self.store(newest)
+        self.line(SKIPPED)
 
     def finish(self, code=0, output="", worked=True):
         self.poll(False, False)

@@ -200,6 +200,28 @@ class PrinterEvents(unittest.TestCase):
             "palvoprinterconfiguration/palvoorvela",
             "leak local memory SetEntriesInAclW"])
 
+    def test_what_cannot_be_given_back_is_told_by_the_lab(self):
+        # All other tests of what is left open rest on this.
+        self.lab("user", "add", "anna", "admin")
+        self.lab("user", "logon", "anna")
+        self.lab("printer", "add", "One", SUPPORTED)
+        odd = ("--fault", "IWbemClassObject::Get 1 wrong-type always")
+        failing_key = ("--fault", "RegCreateKeyExW 1 5")
+        for function, left, before in (
+                ("CloseHandle 1 6 always", "handle process", ()), ("RegCloseKey 1 6", "registry key", ()),
+                ("EvtClose 1 6", "event handle", ()), ("CryptDestroyHash 1 6", "hash", ()),
+                ("CryptReleaseContext 2 6", "cryptographic provider", ()),
+                ("DestroyEnvironmentBlock 1 6", "environment block", ()),
+                ("VariantClear 1 0x80020008 always", "COM text IWbemClassObject::Get", ()),
+                ("VariantClear 1 0x80020008 always", "COM text VariantChangeType", odd),
+                ("LocalFree 1 return=1,error=6 always", "local memory FormatMessageW", failing_key)):
+            with self.subTest(function=function, left=left):
+                self.lab("printer", "change", "One")
+                run = self.lab.run(*EVENT, options=("--fault", function, *before))
+                lines = self.lab("show", "leaks").splitlines()
+                self.assertTrue(any(line.startswith(
+                    f"{run.pid} PalvoPrinterConfiguration.exe leak {left}") for line in lines), lines)
+
 
 class UserValues(unittest.TestCase):
     def setUp(self):
