@@ -213,9 +213,9 @@ class Shop:
                 self.prefix.end()
                 self.prefix.server("-w")
                 self.prefix.server("-p")
-        if code == 0:
-            return None
         text = output.read_text(encoding="utf-8", errors="replace")
+        if code == 0 and "\n[  PASSED  ] " in text:  # Now and then Wine gives 0 for a crash.
+            return None
         failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", text, re.MULTILINE)
         running = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", text, re.MULTILINE)
         return failed[0] if failed else running[-1] if running else f"exit code {code}"
