@@ -10,7 +10,8 @@ from dataclasses import dataclass, replace
 from fault_cases import (BOX, DELETE_LOG, DRIVER, EVENT, FORGETS_POSITION, GIVES_BACK, INSTALL, LOGON,
                          LOSES_EVENT, LOSES_REQUEST, MODES, NAMELESS, NO_FAILURE, NOTHING, ON_DEMAND,
                          OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS, RUNTIMES, SCANNING, SKIPPING,
-                         SWITCHED_OFF, TEXTLESS, TRIM, UNINSTALL, WAITING, cases_after, cases_of, unknown_functions)
+                         SWITCHED_OFF, TEXTLESS, TRIM, UNINSTALL, WAITING, cases_after, cases_of,
+                         unknown_functions)
 from proof import ROOT, SUPPORTED, Kept, Proof
 from recorded_history import CALL, step_of
 
@@ -146,6 +147,10 @@ def outcome(lab, mode):
     """Of a run without a fault, and of the programs that it starts."""
     prompts = len(lab("show", "messages").splitlines())
     code, pid, _ = run(lab, mode)
+    if code is None:
+        at_work = [sibling for sibling in lab.siblings() if not sibling.ended]
+        raise AssertionError(f"a run without a fault did not end within {LIMIT_MS} ms. The log ends with "
+                             f"{lab.log()[-3:]}. At work are {at_work}.")
     lab.wait_for(lambda: not lab.at_work(), "the end of all programs")
     if mode == TRIM and lab.log_path().stat().st_size > 4 * 1024 * 1024:
         raise AssertionError("the log was not trimmed")
