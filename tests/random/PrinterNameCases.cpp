@@ -33,17 +33,7 @@ public:
     {
         const std::size_t length =
             random.Length(1024, {0, 1, 2, 3, 220, 221, 255, 256, 1023, 1024});
-        if (random.OneIn(3))
-        {
-            // Nothing but what has a meaning in command lines.
-            std::wstring name;
-            for (std::size_t i = 0; i < length; ++i)
-            {
-                name += random.Of({L'"', L'\\', L'\\', L' ', L'\t', L'a'});
-            }
-            return name;
-        }
-        return AnyText(random, length);
+        return AnyPrinterName(random, length);
     }
 
     static std::optional<std::string> Difference(const Case& name)

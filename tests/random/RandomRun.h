@@ -57,19 +57,22 @@ typename Subject::Case Shrink(Subject& subject, typename Subject::Case smallest,
     return smallest;
 }
 
-/// Compares the program with the model on random cases, up to the first difference. A subject has
+/// Compares the program with the model on random cases, up to the first difference. `inOne` of them
+/// are tried at once, as one Case of the subject. A subject has
 ///     struct Case;
 ///     Case Generate(Random&);
 ///     std::optional<std::string> Difference(const Case&);  nothing when program and model agree
 ///     std::vector<Case> Simpler(const Case&);
 ///     std::string Text(const Case&);                       as code
-template <class Subject> void CompareRandomCases(const char* name, std::uint64_t usualCases)
+template <class Subject>
+void CompareRandomCases(const char* name, std::uint64_t usualCases, std::uint64_t inOne = 1)
 {
     Subject subject;
     const ULONGLONG start = GetTickCount64();
     const std::uint64_t first = runOptions.onlyCase.value_or(0);
-    const std::uint64_t end =
-        runOptions.onlyCase ? first + 1 : runOptions.cases.value_or(usualCases);
+    const std::uint64_t end = runOptions.onlyCase
+                                  ? first + 1
+                                  : (runOptions.cases.value_or(usualCases) + inOne - 1) / inOne;
     for (std::uint64_t number = first; number < end; ++number)
     {
         Random random(SeedOfCase(number));
@@ -86,7 +89,7 @@ template <class Subject> void CompareRandomCases(const char* name, std::uint64_t
         }
     }
     std::printf("%s: %llu cases, %.1f s, seed %llu\n", name,
-                static_cast<unsigned long long>(end - first),
+                static_cast<unsigned long long>((end - first) * inOne),
                 static_cast<double>(GetTickCount64() - start) / 1000.0,
                 static_cast<unsigned long long>(runOptions.seed));
 }

@@ -30,6 +30,21 @@ inline std::wstring AnyText(Random& random, std::size_t length)
     return text;
 }
 
+/// The same, or nothing but what has a meaning in command lines.
+inline std::wstring AnyPrinterName(Random& random, std::size_t length)
+{
+    if (!random.OneIn(3))
+    {
+        return AnyText(random, length);
+    }
+    std::wstring name;
+    for (std::size_t i = 0; i < length; ++i)
+    {
+        name += random.Of({L'"', L'\\', L'\\', L' ', L'\t', L'a'});
+    }
+    return name;
+}
+
 /// The letters A to Z of `text` as capitals or not, at random.
 inline std::wstring InAnyCase(Random& random, std::wstring text)
 {
