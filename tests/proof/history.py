@@ -42,6 +42,10 @@ def choose(random, weights, count):
     return random.choices(list(weights), list(weights.values()), k=count)
 
 
+class GivenUp(Exception):
+    """Wine ended a process that had lost its server: what that one left undone says nothing."""
+
+
 class Story:
     """One history: its bursts, and what happens to the printers meanwhile."""
 
@@ -112,6 +116,7 @@ class Story:
 
     def tell(self):
         """Runs it; the history."""
+        self.lab.given_up()     # What is known of an earlier history explains nothing here.
         users = prepare(self.lab)
         threads = [threading.Thread(target=self.serve, args=(
             lane, bursts, [self.random.uniform(0, 0.5) for _ in bursts]))
@@ -125,9 +130,19 @@ class Story:
                 thread.join()
             for lane in self.lanes:
                 lane.server.end()
-        if self.failures:
-            raise self.failures[0]
-        return collect(self.lab, users, self.ended, self.clearings)
+        try:
+            if self.failures:
+                raise self.failures[0]
+            return collect(self.lab, users, self.ended, self.clearings)
+        finally:
+            told_whole(self.lab, self.lanes)    # It explains what else was raised.
+
+
+def told_whole(lab, lanes):
+    """Raises when Wine ended a process that lost its server: the history cannot be judged."""
+    said = [*lab.given_up(), *(line for lane in lanes for line in lane.server.given_up)]
+    if said:
+        raise GivenUp("; ".join(said))
 
 
 def judges():
@@ -209,10 +224,11 @@ class Findings:
         self.proof.end(", ".join(f"{count} {what}" for what, count in self.figures.items()))
 
 
-def lost_by_wine(text):
-    """Whether what went wrong is that Wine lost the very copy that was to start: seldom, on a busy
-    machine, it does so again and again."""
-    return f" cannot be started: error {NOT_BROUGHT_UP}\n" in text + "\n"
+def lost_by_wine(error):
+    """Whether what went wrong is that Wine lost the very copy that was to start, which on a busy machine
+    it seldom does, but then again and again; or that it ended one itself."""
+    return (isinstance(error, GivenUp)
+            or f" cannot be started: error {NOT_BROUGHT_UP}\n" in str(error) + "\n")
 
 
 def share(proof, findings, wanted, tell):
@@ -231,7 +247,7 @@ def share(proof, findings, wanted, tell):
                 proof.find(f"history {case}: {error}")
             except Exception as error:  # The other lab goes on.
                 text = f"history {case}: {type(error).__name__}: {error}"
-                if failed or not lost_by_wine(text):
+                if failed or not lost_by_wine(error):
                     proof.find(text)
                     return
                 print(text, flush=True)

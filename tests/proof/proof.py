@@ -21,10 +21,11 @@ WORKERS = 2
 
 
 def wine_failed(lab, error):
-    """Whether a process that Wine ended before its first line explains the error: seldom, on a busy
-    machine, it does so, and says 1359, an internal error."""
-    return "error 1359" in error or bool(re.search(r" CreateProcess\w+\(.* = 0 \[1359\]",
-                                                   lab("show", "calls", check=False)))
+    """Whether a process that Wine ended itself explains the error: seldom, on a busy machine, it does
+    so, before the process's first line with 1359, an internal error, or when it lost Wine's server."""
+    calls = lab("show", "calls", check=False)
+    return ("error 1359" in error or bool(lab.given_up())
+            or bool(re.search(r" CreateProcess\w+\(.* = 0 \[1359\]", calls)))
 
 
 def program():
@@ -125,6 +126,7 @@ class Proof:
                                       once=self.once, seconds=told - self.start)
 
         def attempt(lab, case):
+            lab.given_up()  # What is known of an earlier case explains nothing here.
             try:
                 work(lab, case)
             except Exception as error:  # A finding must not keep the others from being seen.

@@ -1,16 +1,21 @@
 """The proofs take nothing for proved that they did not see, and nothing for Wine's fault that is not."""
 
 import io
+import os
 import unittest
-from contextlib import redirect_stdout
+from contextlib import redirect_stderr, redirect_stdout
 from random import Random
+from types import SimpleNamespace
 from unittest import mock
 
-from history import Findings, share
+from history import Findings, GivenUp, share, told_whole
 from kill_plan import TRIES, KillPlan
 from kills import Doomed, KillStory
+from proof import wine_failed
 from recorded_history import KILLED, Ended, Strike
 from written_history import Script, logon_alone
+
+from lab import Server
 
 
 class Lost:
@@ -30,7 +35,8 @@ class Proofs(unittest.TestCase):
         """The findings where histories end with these errors, and then one is good."""
         def tell(_lab, _random):
             if left:
-                raise AssertionError(left.pop(0))
+                error = left.pop(0)
+                raise error if isinstance(error, Exception) else AssertionError(error)
             script = Script()
             logon_alone(script)
             return script.history
@@ -45,9 +51,40 @@ class Proofs(unittest.TestCase):
         lost = "palvo-lab: 'x.exe' cannot be started: error 1359"
         for errors, found, once in (
                 ([], 0, 0), ([lost], 0, 1), ([lost, lost], 1, 1), (["something else"], 1, 0),
+                ([GivenUp("x")], 0, 1), ([GivenUp("x"), GivenUp("x")], 1, 1),
                 (["palvo-lab: 'x.exe' cannot be started: error 13590"], 1, 0)):
             proof = self.share(*errors)
             self.assertEqual((len(proof.findings), proof.once), (found, once), errors)
+
+    def test_a_history_is_not_whole_when_wine_ended_a_process_of_it(self):
+        line = "wine client error:8a8: write: Bad file descriptor"
+        told = io.StringIO()
+        with mock.patch("lab.subprocess.Popen"), redirect_stderr(told):
+            server = Server("prefix")
+            os.write(server.errors.fileno(), b"bad_alloc\nwine client err")
+            server.tell_errors()
+            self.assertEqual((server.given_up, told.getvalue()), ([], "bad_alloc\n"))
+            os.write(server.errors.fileno(), b"or:8a8: write: Bad file descriptor\nthe rest\n")
+            server.tell_errors()
+            self.assertEqual(server.given_up, [line])
+            self.assertEqual(told.getvalue(), f"bad_alloc\n{line}\nthe rest\n")
+            server.end()
+        good = SimpleNamespace(given_up=lambda: [])
+        told_whole(good, [SimpleNamespace(server=SimpleNamespace(given_up=[]))])
+        with self.assertRaisesRegex(GivenUp, line):
+            told_whole(good, [SimpleNamespace(server=server)])
+        with self.assertRaisesRegex(GivenUp, line):
+            told_whole(SimpleNamespace(given_up=lambda: [line]), [])
+
+    def test_a_case_failed_by_wine_when_a_process_did_not_start_or_was_ended_by_it(self):
+        for error, calls, given_up, expected in (
+                ("no sibling", "1 CreateProcessW() = 0 [5]", [], False),
+                ("cannot be started: error 1359", "", [], True),
+                ("no sibling", "1 CreateProcessW() = 0 [1359]", [], True),
+                ("no sibling", "", ["wine client error:8a8: write: Bad file descriptor"], True)):
+            lab = mock.Mock(return_value=calls)
+            lab.given_up.return_value = given_up
+            self.assertEqual(wine_failed(lab, error), expected, (error, calls, given_up))
 
     def test_findings_of_an_ended_run_are_found_again(self):
         class Before:

@@ -4,6 +4,7 @@ import os
 import re
 import select
 import subprocess
+import sys
 import tempfile
 import time
 from dataclasses import dataclass, field
@@ -27,6 +28,9 @@ LOG_LINE = re.compile(
 
 STARTS = re.compile(r"^(?:started|queued|ignored|not started): .* \((?:event|time|missed).*\n",
                     re.MULTILINE)
+
+# Wine ends a process at once that cannot speak to its server, and this line is all that it leaves.
+GIVEN_UP = re.compile(r"^wine client error:.*", re.MULTILINE)
 
 
 @dataclass
@@ -54,9 +58,12 @@ class Server:
     would take longer than what the commands do."""
 
     def __init__(self, prefix):
-        # What goes wrong with the lab itself goes to this process's standard error.
+        # A file: tasks run on with it after the command that started them, and hold a pipe open.
+        self.errors = tempfile.TemporaryFile()
+        self.told = 0           # bytes of it
+        self.given_up = []      # what Wine said of processes that lost its server
         self.process = subprocess.Popen([ROOT / "palvo-lab", "serve"], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=self.errors,
                                         env=dict(os.environ, PALVO_LAB_PREFIX=str(prefix)))
 
     def ask(self, arguments):
@@ -74,12 +81,26 @@ class Server:
             if not part:
                 if not ready:
                     self.process.kill()
+                self.tell_errors()
                 raise AssertionError(f"palvo-lab {' '.join(arguments)} "
                                      f"{'ended' if ready else 'hangs'}, and its process ended with "
                                      f"{self.process.wait()}, after:\n{printed.decode()}")
             printed += part
+        self.tell_errors()
         return (printed[:match.start()].decode("utf-8", "replace").replace("\r\n", "\n"),
                 int(match[1]) & 0xFFFFFFFF)
+
+    def tell_errors(self):
+        """Passes on what was written to standard error since it was last called, in whole lines."""
+        # Not read(): the writers share the file's position.
+        descriptor = self.errors.fileno()
+        new = os.pread(descriptor, os.fstat(descriptor).st_size - self.told, self.told)
+        new = new[:new.rfind(b"\n") + 1]
+        if new:
+            self.told += len(new)
+            text = new.decode("utf-8", "replace")
+            print(text, end="", file=sys.stderr, flush=True)
+            self.given_up += GIVEN_UP.findall(text)
 
     def end(self):
         self.process.stdin.close()
@@ -89,6 +110,8 @@ class Server:
         except subprocess.TimeoutExpired:
             self.process.kill()
             self.process.wait()
+        self.tell_errors()
+        self.errors.close()
 
 
 class Lab:
@@ -266,6 +289,14 @@ class Lab:
             if len(part) == 4 and part[1] == "LastEvtRecordProcessed":
                 return part[2], int(part[3])
         return None
+
+    def given_up(self):
+        """What Wine said, since this was last asked, of processes that it ended itself."""
+        server = self.servers.get(self.prefix)
+        if server is None:
+            return []
+        said, server.given_up = server.given_up, []
+        return said
 
     def close(self):
         """Ends the lab's process. The next command starts another."""
