@@ -2,8 +2,10 @@
 
 import io
 import os
+import tempfile
 import unittest
 from contextlib import redirect_stderr, redirect_stdout
+from pathlib import Path
 from random import Random
 from types import SimpleNamespace
 from unittest import mock
@@ -75,6 +77,20 @@ class Proofs(unittest.TestCase):
             told_whole(good, [SimpleNamespace(server=server)])
         with self.assertRaisesRegex(GivenUp, line):
             told_whole(SimpleNamespace(given_up=lambda: [line]), [])
+
+    def test_a_lab_that_ended_between_two_commands_tells_its_code_and_its_last_words(self):
+        told = io.StringIO()
+        with tempfile.TemporaryDirectory() as folder, mock.patch("lab.ROOT", Path(folder)):
+            script = Path(folder, "palvo-lab")
+            script.write_text("#!/bin/sh\necho last words >&2\nexit 7\n")
+            script.chmod(0o755)
+            server = Server("prefix")
+            server.process.wait()
+            with redirect_stderr(told), self.assertRaisesRegex(
+                    AssertionError, "palvo-lab run -c ended, and its process ended with 7, after:"):
+                server.ask(["run", "-c"])
+            server.end()
+        self.assertEqual(told.getvalue(), "last words\n")
 
     def test_a_case_failed_by_wine_when_a_process_did_not_start_or_was_ended_by_it(self):
         for error, calls, given_up, expected in (

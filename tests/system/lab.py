@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from contextlib import suppress
 from dataclasses import dataclass, field
 from itertools import groupby
 from pathlib import Path
@@ -71,8 +72,9 @@ class Server:
         for argument in arguments:
             if "\t" in argument or "\n" in argument:
                 raise ValueError(f"a command cannot be told this: {argument!r}")
-        self.process.stdin.write(("\t".join(arguments) + "\n").encode())
-        self.process.stdin.flush()
+        with suppress(BrokenPipeError):     # What it ended with is told where no answer comes.
+            self.process.stdin.write(("\t".join(arguments) + "\n").encode())
+            self.process.stdin.flush()
         end = time.monotonic() + SECONDS
         printed = b""
         while not (match := re.search(rb"\x1e(-?\d+)\n\Z", printed)):
@@ -103,7 +105,8 @@ class Server:
             self.given_up += GIVEN_UP.findall(text)
 
     def end(self):
-        self.process.stdin.close()
+        with suppress(BrokenPipeError):     # of a command that it did not live to read
+            self.process.stdin.close()
         self.process.stdout.close()
         try:
             self.process.wait(10)
