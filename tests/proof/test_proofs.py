@@ -10,14 +10,14 @@ from random import Random
 from types import SimpleNamespace
 from unittest import mock
 
-from history import Findings, GivenUp, share, told_whole
+from history import Findings, GivenUp, Story, share, told_whole
 from kill_plan import TRIES, KillPlan
 from kills import Doomed, KillStory
-from proof import wine_failed
+from proof import Proof, wine_failed
 from recorded_history import KILLED, Ended, Strike
 from written_history import Script, logon_alone
 
-from lab import Server
+from lab import Lab, Server
 
 
 class Lost:
@@ -30,6 +30,15 @@ class Lost:
 
     def find(self, text):
         self.findings.append(text)
+
+
+LAST_WORDS = "echo last words >&2; exit 7"
+
+
+def script_in(folder, name, commands):
+    script = Path(folder, name)
+    script.write_text(f"#!/bin/sh\n{commands}\n")
+    script.chmod(0o755)
 
 
 class Proofs(unittest.TestCase):
@@ -78,19 +87,74 @@ class Proofs(unittest.TestCase):
         with self.assertRaisesRegex(GivenUp, line):
             told_whole(SimpleNamespace(given_up=lambda: [line]), [])
 
+    def test_what_wine_said_in_a_history_explains_it_and_what_it_said_before_does_not(self):
+        class Quick(Story):
+            def plan(self):
+                return []
+
+            def change_printers(self, at_work):
+                pass
+
+        for said, explained in (([["earlier"], []], False), ([[], ["wine client error:1: gone"]], True)):
+            lab = mock.Mock()
+            lab.given_up.side_effect = said
+            with mock.patch("history.Lane"), mock.patch("history.prepare"), \
+                    mock.patch("history.collect", side_effect=AssertionError("waited in vain")):
+                story = Quick(lab, Random(1))
+                for lane in story.lanes:
+                    lane.server.given_up = []
+                with self.assertRaises(GivenUp if explained else AssertionError):
+                    story.tell()
+
+    def test_what_wine_said_of_an_earlier_case_excuses_no_other(self):
+        def fail(_lab, _case):
+            raise AssertionError("no sibling")
+
+        proof, lab = Proof.__new__(Proof), mock.Mock(return_value="")
+        proof.long, proof.labs, proof.findings, proof.once = False, [lab], [], 0
+        lab.given_up.side_effect = [["earlier"], []]
+        with redirect_stdout(io.StringIO()):
+            proof.share(fail, ["a case"])
+        self.assertEqual((proof.findings, proof.once), (["a case: AssertionError: no sibling"], 0))
+
     def test_a_lab_that_ended_between_two_commands_tells_its_code_and_its_last_words(self):
         told = io.StringIO()
         with tempfile.TemporaryDirectory() as folder, mock.patch("lab.ROOT", Path(folder)):
-            script = Path(folder, "palvo-lab")
-            script.write_text("#!/bin/sh\necho last words >&2\nexit 7\n")
-            script.chmod(0o755)
+            script_in(folder, "palvo-lab", LAST_WORDS)
             server = Server("prefix")
             server.process.wait()
             with redirect_stderr(told), self.assertRaisesRegex(
                     AssertionError, "palvo-lab run -c ended, and its process ended with 7, after:"):
                 server.ask(["run", "-c"])
+            self.assertEqual(told.getvalue(), "last words\n")
             server.end()
+
+    def test_the_next_command_starts_another_lab_and_tells_the_last_words_of_the_one_that_ended(self):
+        told, lab = io.StringIO(), Lab("gone")
+        with tempfile.TemporaryDirectory() as folder, mock.patch("lab.ROOT", Path(folder)):
+            script_in(folder, "palvo-lab", LAST_WORDS)
+            lab.servers[lab.prefix] = Server(lab.prefix)
+            lab.servers[lab.prefix].process.wait()
+            script_in(folder, "palvo-lab", "read -r command; printf 'said\\n\\0360\\n'")
+            with redirect_stderr(told):
+                self.assertEqual(lab("show", "calls"), "said\n")
+            lab.close()
         self.assertEqual(told.getvalue(), "last words\n")
+
+    def test_what_the_lab_writes_to_standard_error_is_known_while_it_runs(self):
+        with tempfile.TemporaryDirectory() as folder:
+            script_in(folder, "wine", "while read -r command; do "
+                      "echo 'wine client error:1: gone' >&2; printf '\\0360\\n'; done")
+            for name in ("bin/lab/palvo-lab.exe", "prefix/system.reg"):
+                Path(folder, name).parent.mkdir(parents=True)
+                Path(folder, name).touch()
+            path = f"{folder}{os.pathsep}{os.environ['PATH']}"
+            with mock.patch.dict(os.environ, PATH=path, PALVO_LAB_BIN=f"{folder}/bin"), \
+                    redirect_stderr(io.StringIO()):
+                server = Server(f"{folder}/prefix")
+                self.assertEqual(server.ask(["show", "calls"]), ("", 0))
+                self.assertEqual(server.given_up, ["wine client error:1: gone"])
+                server.end()
 
     def test_a_case_failed_by_wine_when_a_process_did_not_start_or_was_ended_by_it(self):
         for error, calls, given_up, expected in (

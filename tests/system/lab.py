@@ -83,10 +83,11 @@ class Server:
             if not part:
                 if not ready:
                     self.process.kill()
+                code = self.process.wait()
                 self.tell_errors()
                 raise AssertionError(f"palvo-lab {' '.join(arguments)} "
                                      f"{'ended' if ready else 'hangs'}, and its process ended with "
-                                     f"{self.process.wait()}, after:\n{printed.decode()}")
+                                     f"{code}, after:\n{printed.decode()}")
             printed += part
         self.tell_errors()
         return (printed[:match.start()].decode("utf-8", "replace").replace("\r\n", "\n"),
@@ -128,6 +129,7 @@ class Lab:
         """Runs a command of the lab and returns what it printed."""
         server = self.servers.get(self.prefix)
         if server is None or server.process.poll() is not None:
+            self.close()    # It tells the last words of one that ended.
             server = self.servers[self.prefix] = Server(self.prefix)
         output, self.code = server.ask(arguments)
         # What the scheduler starts because of a command is asked for with history().
