@@ -40,8 +40,10 @@ if(NOT PALVO_COVERAGE AND NOT PALVO_SANITIZE)
 endif()
 target_compile_options(palvo_options INTERFACE
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" -fstack-protector-strong)
+# The stack protector's own runtime library stays out: src/SimpleUtilitiesLib/StackGuard.cpp has what
+# it is for.
 target_link_options(palvo_options INTERFACE
-    -static -fstack-protector-strong
+    -static
     -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -Wl,--no-insert-timestamp)
 
 # GCC's standard library reports misuse of iterators, optionals and strings.

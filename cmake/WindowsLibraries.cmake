@@ -1,5 +1,5 @@
 # Palvo::Windows: the system libraries of the program. Kernel, registry and C runtime are bound at the
-# start; every other DLL is loaded at its first call. CoTaskMemAlloc and SysStringLen are for the tests.
+# start; every other DLL is loaded at its first call.
 
 include(DelayLoad)
 
@@ -51,14 +51,12 @@ delay_load(palvo_windows OLE32.dll
     CoInitializeEx
     CoInitializeSecurity
     CoSetProxyBlanket
-    CoTaskMemAlloc
     CoTaskMemFree
     CoUninitialize)
 
 delay_load(palvo_windows OLEAUT32.dll
     SysAllocString
     SysFreeString
-    SysStringLen
     VariantChangeType
     VariantClear
     VariantInit)
