@@ -43,7 +43,7 @@ public:
     [[nodiscard]] const VARIANT& Get() const noexcept { return value; }
 
 private:
-    VARIANT value;
+    VARIANT value = {};
 };
 
 /// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this

@@ -65,7 +65,7 @@ RUNTIMES = set("""
     __iob_func __set_app_type __setusermatherr __wgetmainargs _initterm _onexit _amsg_exit _cexit _exit
     exit abort signal __C_specific_handler RaiseException RtlLookupFunctionEntry RtlUnwindEx
     RtlVirtualUnwind TlsAlloc TlsFree TlsGetValue TlsSetValue CreateSemaphoreW ReleaseSemaphore
-    VirtualProtect VirtualQuery GetStartupInfoW LoadLibraryA FreeLibrary GetProcAddress""".split())
+    VirtualProtect VirtualQuery GetStartupInfoW LoadLibraryA FreeLibrary""".split())
 
 # Imported, and out of reach of the lab.
 OUT_OF_REACH = {
@@ -78,6 +78,7 @@ OUT_OF_REACH = {
 AFTER = {
     "ConvertStringSecurityDescriptorToSecurityDescriptorW": ("GetSecurityInfo 1 5 always", HELP),
     "FormatMessageW": ("RegCreateKeyExW 1 5", INSTALL),
+    "GetSystemDirectoryA": ("GetProcAddress 1 127 always", LOGON),
     "GetUserNameW": ("LookupAccountSidW 1 return=1 always", LOGON),
     "SetThreadToken": ("RevertToSelf 1 5", LOGON),
     "MessageBoxW": ("WTSSendMessageW 1 5 always", BOX),
@@ -112,7 +113,7 @@ WAYS = {
     "WTSSendMessageW": ["1722", "5"], "MessageBoxW": ["1459"], "GetMessageW": ["return=4294967295,error=1400"],
     "GetUserObjectInformationW": ["122", "5"],
     "GetModuleFileNameW": ["5", "return=260,error=122"], "GetModuleHandleW": ["126"],
-    "LoadLibraryW": ["126", "8"], "GetSystemDirectoryW": ["122"],
+    "LoadLibraryExA": ["126", "8"], "GetProcAddress": ["127"], "GetSystemDirectoryA": ["122"],
     "GetPrivateProfileStringW": ["return=0,error=2"],
     "LookupAccountSidW": ["1332", "122"], "LookupAccountNameW": ["1332", "122"],
     "GetUserNameExW": ["1332", "234"], "GetUserNameW": ["122"],

@@ -1,0 +1,117 @@
+#include "LateLoading.h"
+
+#include <delayimp.h>
+
+#include <array>
+#include <cstring>
+#include <initializer_list>
+
+// The linker's name for where the program begins.
+extern "C" IMAGE_DOS_HEADER __ImageBase; // NOLINT(bugprone-reserved-identifier)
+
+namespace
+{
+/// Has every DLL of this process looked for in the system's folder alone, those that the system's
+/// own DLLs load in turn too. False on a Windows Vista or 7 without the update that brought this.
+bool SearchSystemFolderAlone() noexcept
+{
+    using SetDirectories = BOOL(WINAPI*)(DWORD);
+    const auto setDirectories = reinterpret_cast<SetDirectories>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"KERNEL32"), "SetDefaultDllDirectories")));
+    return setDirectories != nullptr && setDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+}
+
+/// The DLL by its full path, which makes its folder the first in which its own DLLs are looked for.
+HMODULE LoadByFullPath(const char* dll) noexcept
+{
+    std::array<char, MAX_PATH> path = {};
+    const std::size_t folder = GetSystemDirectoryA(path.data(), static_cast<UINT>(path.size()));
+    const std::size_t name = std::strlen(dll);
+    if (folder == 0 || folder + 1 + name >= path.size())
+    {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    path[folder] = '\\';
+    std::memcpy(path.data() + folder + 1, dll, name + 1);
+    return LoadLibraryExA(path.data(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+/// The late functions whose result is an HRESULT. Every other one fails with null or FALSE, or has
+/// no result.
+bool ReturnsResultCode(const char* function) noexcept
+{
+    for (const char* known : {"CoCreateInstance", "CoInitializeEx", "CoInitializeSecurity",
+                              "CoSetProxyBlanket", "InstallPrinterDriverFromPackageW",
+                              "SHGetKnownFolderPath", "VariantChangeType", "VariantClear"})
+    {
+        if (std::strcmp(function, known) == 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The caller of a 64-bit function takes its arguments off the stack itself, and a result is in the
+// same register whatever its type: these can stand for any function.
+
+template <DWORD Error> INT_PTR WINAPI FailWithNull() noexcept
+{
+    SetLastError(Error);
+    return 0;
+}
+
+template <DWORD Error> INT_PTR WINAPI FailWithResultCode() noexcept
+{
+    return HRESULT_FROM_WIN32(Error);
+}
+
+template <DWORD Error> FARPROC FailingFunctionFor(const char* function) noexcept
+{
+    return ReturnsResultCode(function) ? &FailWithResultCode<Error> : &FailWithNull<Error>;
+}
+
+/// Called by the linker's delay-load helper at every stage of a first call; null lets it go on by
+/// itself. Both hooks are this one.
+FARPROC WINAPI ObserveFirstCall(unsigned stage, DelayLoadInfo* call) noexcept
+{
+    const HMODULE thisProgram = reinterpret_cast<HMODULE>(&__ImageBase);
+    if (stage == dliNotePreLoadLibrary)
+    {
+        // Null would have the helper look for the DLL in the program's folder. The program itself
+        // exports nothing, so in the place of a DLL that is missing it gives no function.
+        const HMODULE dll = LoadSystemDll(call->szDll);
+        return reinterpret_cast<FARPROC>(dll == nullptr ? thisProgram : dll);
+    }
+    if (stage == dliFailGetProc)
+    {
+        // Visual C++ imports OLEAUT32 by number; none of its functions needs more than a null.
+        return FailingFunction(call->dlp.fImportByName ? call->dlp.szProcName : "",
+                               call->hmodCur == thisProgram ? ERROR_MOD_NOT_FOUND
+                                                            : ERROR_PROC_NOT_FOUND);
+    }
+    return nullptr;
+}
+} // namespace
+
+// Whether they are constants differs between compilers.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the helper's names
+extern "C"
+{
+    decltype(__pfnDliNotifyHook2) __pfnDliNotifyHook2 = &ObserveFirstCall;
+    decltype(__pfnDliFailureHook2) __pfnDliFailureHook2 = &ObserveFirstCall;
+}
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
+
+HMODULE LoadSystemDll(const char* dll) noexcept
+{
+    return SearchSystemFolderAlone() ? LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)
+                                     : LoadByFullPath(dll);
+}
+
+FARPROC FailingFunction(const char* function, DWORD error) noexcept
+{
+    return error == ERROR_MOD_NOT_FOUND ? FailingFunctionFor<ERROR_MOD_NOT_FOUND>(function)
+                                        : FailingFunctionFor<ERROR_PROC_NOT_FOUND>(function);
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "WindowsHeaders.h"
+
+// Most DLLs are loaded at the first call of one of their functions: no run needs them all. The
+// linker makes that code; here stand the rules for it.
+//
+// - A DLL comes from the system's folder, and so do the DLLs that it loads in turn. The program's
+//   folder, the current one and PATH are not looked in, since others may write there.
+// - A DLL that cannot be loaded, or a function that it lacks, is a failing call of that function.
+//
+// The entry of a function that was replaced before its first call is never looked at.
+
+/// Loads a DLL of the system by its name with extension. It stays loaded until the process ends.
+/// Null, with the reason in the last-error value, when it cannot be loaded.
+HMODULE LoadSystemDll(const char* dll) noexcept;
+
+/// What is called in the place of `function` when it cannot be had: a function of any arguments
+/// that does nothing and fails as that one does, with null or FALSE and the last-error value
+/// `error` (ERROR_MOD_NOT_FOUND or ERROR_PROC_NOT_FOUND), or with `error` as an HRESULT.
+FARPROC FailingFunction(const char* function, DWORD error) noexcept;

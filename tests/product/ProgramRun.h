@@ -1,0 +1,18 @@
+#pragma once
+
+#include "WindowsHeaders.h"
+
+#include <set>
+#include <string>
+
+/// How a program ended that was run to its end.
+struct ProgramRun
+{
+    DWORD exitCode = 0;
+    std::string output;            ///< with plain line feeds
+    std::set<std::string> modules; ///< the names of the DLLs that it had loaded, in upper case
+};
+
+/// Runs a program with its output in a file and, as its debugger, notes what it loads. Throws
+/// std::runtime_error when it cannot be started.
+ProgramRun RunToItsEnd(const std::wstring& program, const std::wstring& arguments);

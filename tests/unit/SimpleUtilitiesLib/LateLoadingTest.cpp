@@ -1,0 +1,239 @@
+#include "LateLoading.h"
+
+#include "Replaced.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+// Late imports that no machine can satisfy: of a DLL that is not there, and of a function that its
+// DLL lacks.
+extern "C" BOOL WINAPI FunctionOfNoDll(int argument);
+extern "C" BOOL WINAPI FunctionThatGdi32Lacks(int argument);
+
+namespace
+{
+using Load = Replaced<"KERNEL32", "LoadLibraryExA", decltype(LoadLibraryExA)>;
+using SystemDirectory = Replaced<"KERNEL32", "GetSystemDirectoryA", decltype(GetSystemDirectoryA)>;
+using GetAddress = Replaced<"KERNEL32", "GetProcAddress", decltype(GetProcAddress)>;
+
+struct LoadCall
+{
+    std::string dll;
+    DWORD flags;
+    bool operator==(const LoadCall&) const = default;
+};
+
+class LoadSystemDllTest : public testing::Test
+{
+protected:
+    std::vector<LoadCall> calls;
+    const Load load{[this](LPCSTR dll, HANDLE, DWORD flags) -> HMODULE
+                    {
+                        calls.push_back({dll, flags});
+                        return Loaded;
+                    }};
+
+    inline static const HMODULE Loaded = GetModuleHandleW(nullptr);
+};
+
+/// What SetDefaultDllDirectories was called with and answers.
+DWORD searched = 0;
+BOOL answer = TRUE;
+
+BOOL WINAPI NoteDirectories(DWORD flags)
+{
+    searched = flags;
+    return answer;
+}
+
+/// Gives `function` for SetDefaultDllDirectories.
+GetAddress::Behaviour SetDirectoriesIs(FARPROC function)
+{
+    return [function](HMODULE module, LPCSTR name)
+    {
+        return std::string(name) == "SetDefaultDllDirectories" ? function
+                                                               : GetAddress::Original(module, name);
+    };
+}
+
+/// A Windows Vista without the update that brought LOAD_LIBRARY_SEARCH_SYSTEM32.
+class LoadSystemDllOnOldVistaTest : public LoadSystemDllTest
+{
+protected:
+    const GetAddress getAddress{SetDirectoriesIs(nullptr)};
+};
+
+SystemDirectory::Behaviour FolderOfLength(UINT length)
+{
+    return [length](LPSTR folder, UINT size)
+    {
+        EXPECT_EQ(size, 260U);
+        const std::string text = "C:\\" + std::string(length - 3, 's');
+        text.copy(folder, size);
+        return length;
+    };
+}
+
+TEST_F(LoadSystemDllTest, TheSystemsFolderAloneIsSearched)
+{
+    EXPECT_EQ(LoadSystemDll("SECUR32.dll"), Loaded);
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"SECUR32.dll", 0x800}}));
+}
+
+TEST_F(LoadSystemDllTest, WhatTheSystemsDllsLoadInTurnIsLookedForInTheSystemsFolderAlone)
+{
+    searched = 0;
+    answer = TRUE;
+    const GetAddress getAddress(
+        SetDirectoriesIs(reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&NoteDirectories))));
+    LoadSystemDll("SECUR32.dll");
+    EXPECT_EQ(searched, 0x800U);
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"SECUR32.dll", 0x800}}));
+}
+
+TEST_F(LoadSystemDllTest, ASearchThatCannotBeNarrowedIsAvoidedByAFullPath)
+{
+    answer = FALSE;
+    const GetAddress getAddress(
+        SetDirectoriesIs(reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&NoteDirectories))));
+    const SystemDirectory folder(FolderOfLength(5));
+    LoadSystemDll("SECUR32.dll");
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\SECUR32.dll", 0x8}}));
+}
+
+TEST_F(LoadSystemDllOnOldVistaTest, TheDllIsLoadedByItsFullPathAndItsFolderIsSearchedFirst)
+{
+    const SystemDirectory folder(FolderOfLength(5));
+    EXPECT_EQ(LoadSystemDll("SECUR32.dll"), Loaded);
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\SECUR32.dll", 0x8}}));
+}
+
+TEST_F(LoadSystemDllOnOldVistaTest, APathThatJustFitsIsUsed)
+{
+    const SystemDirectory folder(FolderOfLength(247));
+    EXPECT_EQ(LoadSystemDll("SECUR32.dll"), Loaded);
+    EXPECT_EQ(calls,
+              (std::vector<LoadCall>{{"C:\\" + std::string(244, 's') + "\\SECUR32.dll", 0x8}}));
+}
+
+TEST_F(LoadSystemDllOnOldVistaTest, NothingIsLoadedFromAFolderWhosePathIsTooLong)
+{
+    const SystemDirectory folder(FolderOfLength(248));
+    EXPECT_EQ(LoadSystemDll("SECUR32.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), 126U);
+    EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(LoadSystemDllOnOldVistaTest, NothingIsLoadedWhenTheFolderCannotBeHad)
+{
+    const SystemDirectory folder([](LPSTR, UINT) -> UINT { return 0; });
+    EXPECT_EQ(LoadSystemDll("SECUR32.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), 126U);
+    EXPECT_TRUE(calls.empty());
+}
+
+TEST(LoadSystemDllByNameTest, ADllThatIsNotThereIsNotLoaded)
+{
+    EXPECT_EQ(LoadSystemDll("NoSuchDll.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), 126U);
+}
+
+/// What a function answers that cannot be had.
+struct LateFunction
+{
+    const char* name;
+    INT_PTR missingDll;
+    INT_PTR missingFunction;
+};
+
+constexpr INT_PTR NoDll = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007E));
+constexpr INT_PTR NoFunction = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007F));
+
+constexpr LateFunction LateFunctions[] = {
+    {"EvtClose", 0, 0},
+    {"EvtCreateRenderContext", 0, 0},
+    {"EvtNext", 0, 0},
+    {"EvtOpenChannelConfig", 0, 0},
+    {"EvtQuery", 0, 0},
+    {"EvtRender", 0, 0},
+    {"EvtSaveChannelConfig", 0, 0},
+    {"EvtSetChannelConfigProperty", 0, 0},
+    {"WTSEnumerateSessionsW", 0, 0},
+    {"WTSFreeMemory", 0, 0},
+    {"WTSQueryUserToken", 0, 0},
+    {"WTSSendMessageW", 0, 0},
+    {"ClosePrinter", 0, 0},
+    {"GetPrinterDriverW", 0, 0},
+    {"InstallPrinterDriverFromPackageW", NoDll, NoFunction},
+    {"OpenPrinterW", 0, 0},
+    {"CreateEnvironmentBlock", 0, 0},
+    {"DestroyEnvironmentBlock", 0, 0},
+    {"UnloadUserProfile", 0, 0},
+    {"DispatchMessageW", 0, 0},
+    {"GetMessageW", 0, 0},
+    {"GetProcessWindowStation", 0, 0},
+    {"GetUserObjectInformationW", 0, 0},
+    {"MessageBoxW", 0, 0},
+    {"PeekMessageW", 0, 0},
+    {"PostQuitMessage", 0, 0},
+    {"TranslateMessage", 0, 0},
+    {"SHGetKnownFolderPath", NoDll, NoFunction},
+    {"CoCreateInstance", NoDll, NoFunction},
+    {"CoInitializeEx", NoDll, NoFunction},
+    {"CoInitializeSecurity", NoDll, NoFunction},
+    {"CoSetProxyBlanket", NoDll, NoFunction},
+    {"CoTaskMemFree", 0, 0},
+    {"CoUninitialize", 0, 0},
+    {"SysAllocString", 0, 0},
+    {"SysFreeString", 0, 0},
+    {"VariantChangeType", NoDll, NoFunction},
+    {"VariantClear", NoDll, NoFunction},
+    {"VariantInit", 0, 0},
+    {"GetUserNameExW", 0, 0},
+};
+
+TEST(FailingFunctionTest, EveryLateFunctionFailsInItsOwnWay)
+{
+    for (const LateFunction& function : LateFunctions)
+    {
+        SetLastError(0);
+        EXPECT_EQ(FailingFunction(function.name, ERROR_MOD_NOT_FOUND)(), function.missingDll)
+            << function.name;
+        EXPECT_EQ(GetLastError(), function.missingDll == 0 ? 126U : 0U) << function.name;
+
+        SetLastError(0);
+        EXPECT_EQ(FailingFunction(function.name, ERROR_PROC_NOT_FOUND)(), function.missingFunction)
+            << function.name;
+        EXPECT_EQ(GetLastError(), function.missingFunction == 0 ? 127U : 0U) << function.name;
+    }
+}
+
+TEST(FailingFunctionTest, TheTableHasEveryLateFunctionOfThisProgram)
+{
+    std::set<std::string> known = {"FunctionOfNoDll", "FunctionThatGdi32Lacks"};
+    for (const LateFunction& function : LateFunctions)
+    {
+        known.insert(function.name);
+    }
+    for (const PalvoLab::ImportedFunction& import :
+         PalvoLab::EnumerateImports(GetModuleHandleW(nullptr)))
+    {
+        EXPECT_TRUE(!import.delayed || known.contains(import.name)) << import.name;
+    }
+}
+
+TEST(LateImportTest, AFunctionOfADllThatIsNotThereFails)
+{
+    SetLastError(0);
+    EXPECT_FALSE(FunctionOfNoDll(7));
+    EXPECT_EQ(GetLastError(), 126U);
+}
+
+TEST(LateImportTest, AFunctionThatItsDllLacksFails)
+{
+    SetLastError(0);
+    EXPECT_FALSE(FunctionThatGdi32Lacks(7));
+    EXPECT_EQ(GetLastError(), 127U);
+}
+} // namespace
