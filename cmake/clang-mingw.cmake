@@ -9,6 +9,8 @@ set(CMAKE_C_COMPILER clang-14)
 set(CMAKE_CXX_COMPILER clang++-14)
 set(CMAKE_C_COMPILER_TARGET ${palvo_triplet})
 set(CMAKE_CXX_COMPILER_TARGET ${palvo_triplet})
+set(CMAKE_ASM_COMPILER ${CMAKE_C_COMPILER})
+set(CMAKE_ASM_COMPILER_TARGET ${palvo_triplet})
 set(CMAKE_RC_COMPILER ${palvo_triplet}-windres)
 
 # Clang looks for GCC's libraries where other systems put them; Debian names the folder after the
