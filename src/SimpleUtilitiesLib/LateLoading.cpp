@@ -2,12 +2,12 @@
 
 #include <delayimp.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <initializer_list>
 
-// The linker's name for where the program begins.
-extern "C" IMAGE_DOS_HEADER __ImageBase; // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier, readability-identifier-naming): the linker's name
+extern "C" IMAGE_DOS_HEADER __ImageBase; // where the program begins
 
 namespace
 {
@@ -41,16 +41,16 @@ HMODULE LoadByFullPath(const char* dll) noexcept
 /// no result.
 bool ReturnsResultCode(const char* function) noexcept
 {
-    for (const char* known : {"CoCreateInstance", "CoInitializeEx", "CoInitializeSecurity",
-                              "CoSetProxyBlanket", "InstallPrinterDriverFromPackageW",
-                              "SHGetKnownFolderPath", "VariantChangeType", "VariantClear"})
-    {
-        if (std::strcmp(function, known) == 0)
-        {
-            return true;
-        }
-    }
-    return false;
+    constexpr std::array Known = {"CoCreateInstance",
+                                  "CoInitializeEx",
+                                  "CoInitializeSecurity",
+                                  "CoSetProxyBlanket",
+                                  "InstallPrinterDriverFromPackageW",
+                                  "SHGetKnownFolderPath",
+                                  "VariantChangeType",
+                                  "VariantClear"};
+    return std::ranges::any_of(Known, [function](const char* known)
+                               { return std::strcmp(function, known) == 0; });
 }
 
 // The caller of a 64-bit function takes its arguments off the stack itself, and a result is in the
@@ -76,7 +76,7 @@ template <DWORD Error> FARPROC FailingFunctionFor(const char* function) noexcept
 /// itself. Both hooks are this one.
 FARPROC WINAPI ObserveFirstCall(unsigned stage, DelayLoadInfo* call) noexcept
 {
-    const HMODULE thisProgram = reinterpret_cast<HMODULE>(&__ImageBase);
+    auto* const thisProgram = reinterpret_cast<HMODULE>(&__ImageBase);
     if (stage == dliNotePreLoadLibrary)
     {
         // Null would have the helper look for the DLL in the program's folder. The program itself

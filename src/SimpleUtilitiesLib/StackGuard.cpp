@@ -46,7 +46,7 @@ __attribute__((no_stack_protector)) int MakeStackGuard()
     QueryPerformanceCounter(&counter);
     FILETIME time = {};
     GetSystemTimeAsFileTime(&time);
-    std::uintptr_t value = static_cast<std::uintptr_t>(counter.QuadPart);
+    auto value = static_cast<std::uintptr_t>(counter.QuadPart);
     value = value * 0x9E3779B97F4A7C15U ^ time.dwHighDateTime;
     value = value * 0x9E3779B97F4A7C15U ^ time.dwLowDateTime;
     value = value * 0x9E3779B97F4A7C15U ^ GetCurrentProcessId();
@@ -58,5 +58,5 @@ __attribute__((no_stack_protector)) int MakeStackGuard()
 }
 
 /// The C runtime calls what stands in this section first of all, before any constructor.
-__attribute__((section(".CRT$XIB"), used)) int (*const MakeStackGuardFirst)() = &MakeStackGuard;
+__attribute__((section(".CRT$XIB"), used)) int (*const makeStackGuardFirst)() = &MakeStackGuard;
 } // namespace
