@@ -3,21 +3,18 @@
 #include "Directories.h"
 #include "GlobalObjects.h"
 #include "LogLine.h"
+#include "LogTail.h"
 #include "LogTrim.h"
 #include "ProgramFile.h"
 #include "Text.h"
 
-#include <array>
 #include <cstddef>
-#include <cstring>
 #include <new>
 #include <optional>
-#include <span>
 
 namespace
 {
 constexpr DWORD MutexWaitMilliseconds = 5000;
-constexpr std::size_t ReadBytes = 0x4000;
 
 FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition)
 {
@@ -35,75 +32,10 @@ std::uint64_t FileSize(const std::wstring& path)
     return file && GetFileSizeEx(file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
-/// Reads the next block: empty at the end and on failure.
-std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
-{
-    DWORD length = 0;
-    const BOOL isRead =
-        ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr);
-    return {buffer.data(), isRead ? length : 0};
-}
-
-std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buffer)
-{
-    LogTrim::Scanner scanner(size);
-    for (;;)
-    {
-        const std::string_view block = ReadBlock(file, buffer);
-        const std::optional<std::uint64_t> found =
-            block.empty() ? scanner.Finish() : scanner.Feed(block);
-        if (found || block.empty())
-        {
-            return found.value_or(size);
-        }
-    }
-}
-
 void WriteBytes(HANDLE file, std::string_view bytes)
 {
     DWORD written = 0;
     WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-}
-
-/// How many of the bytes make whole lines; all of them at the end of the file, and those of a line
-/// that fills the whole buffer.
-std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
-{
-    const std::size_t lineEnd = bytes.rfind('\n');
-    if (isEnd || (isFull && lineEnd == std::string_view::npos))
-    {
-        return bytes.size();
-    }
-    return lineEnd + 1;
-}
-
-/// Copies from byte `from` of `size` to the end in whole lines, so that a read that fails or ends
-/// early, or a write that fails, tears none.
-void CopyTail(HANDLE source, std::uint64_t from, std::uint64_t size, HANDLE target,
-              std::span<char> buffer)
-{
-    LARGE_INTEGER position = {};
-    position.QuadPart = static_cast<LONGLONG>(from);
-    if (!SetFilePointerEx(source, position, nullptr, FILE_BEGIN))
-    {
-        return;
-    }
-    std::size_t held = 0;
-    for (;;)
-    {
-        const std::string_view block = ReadBlock(source, buffer.subspan(held));
-        from += block.size();
-        const std::string_view bytes(buffer.data(), held + block.size());
-        const bool isEnd = block.empty() && from >= size;
-        const std::size_t length = WritableLength(bytes, isEnd, bytes.size() == buffer.size());
-        WriteBytes(target, bytes.substr(0, length));
-        if (block.empty())
-        {
-            return;
-        }
-        held = bytes.size() - length;
-        std::memmove(buffer.data(), buffer.data() + length, held);
-    }
 }
 } // namespace
 
@@ -182,10 +114,7 @@ void LogFile::Trim()
                  : FileHandle();
         if (log)
         {
-            // Not on the heap: running out of memory here would lose the log, which is empty now.
-            std::array<char, ReadBytes> buffer;
-            const std::uint64_t firstKept = FirstKeptByte(copy.Get(), size, buffer);
-            CopyTail(copy.Get(), firstKept, size, log.Get(), buffer);
+            CopyLogTail(copy.Get(), size, log.Get());
         }
     }
     DeleteFileW(copyPath.c_str());

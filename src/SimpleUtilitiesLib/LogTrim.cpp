@@ -1,6 +1,9 @@
 #include "LogTrim.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <bit>
 
 namespace
 {
@@ -16,52 +19,114 @@ Scanner::Scanner(std::uint64_t fileSize) : droppedBytes(std::max(fileSize, KeptB
 
 std::optional<std::uint64_t> Scanner::Feed(std::string_view bytes)
 {
-    for (const char byte : bytes)
+    while (!bytes.empty() && !firstKept)
     {
-        if (heldCarriageReturn && byte != '\n')
+        if (heldCarriageReturn && bytes.front() != '\n')
         {
-            AddCharacter('\r', position);
+            AddCharacters(1);
         }
-        heldCarriageReturn = byte == '\r';
-        ++position;
-        if (!heldCarriageReturn)
-        {
-            AddCharacter(byte, position);
-        }
+        heldCarriageReturn = false;
+        bytes.remove_prefix(TakeFromPiece(bytes));
     }
     return firstKept;
+}
+
+/// Takes the piece's next bytes, as many as can be looked through at once. Returns their number.
+std::size_t Scanner::TakeFromPiece(std::string_view bytes)
+{
+    const std::string_view taken = bytes.substr(0, LongestPiece - pieceLength);
+    const std::size_t lineFeed = FindLineFeed(taken);
+    if (lineFeed < taken.size())
+    {
+        const bool hasCarriageReturn = lineFeed > 0 && taken[lineFeed - 1] == '\r';
+        position += lineFeed + 1;
+        pieceLength += lineFeed + (hasCarriageReturn ? 0 : 1);
+        EndPiece();
+        return lineFeed + 1;
+    }
+    // Whether the last carriage return is a character is for the next byte to tell.
+    heldCarriageReturn = taken.back() == '\r';
+    position += taken.size();
+    AddCharacters(taken.size() - (heldCarriageReturn ? 1 : 0));
+    return taken.size();
 }
 
 std::optional<std::uint64_t> Scanner::Finish()
 {
     if (heldCarriageReturn)
     {
-        AddCharacter('\r', position);
+        AddCharacters(1);
     }
     if (pieceLength > 0)
     {
-        EndPiece(position);
+        EndPiece();
     }
     return firstKept;
 }
 
-void Scanner::AddCharacter(char character, std::uint64_t nextPosition)
+void Scanner::AddCharacters(std::size_t characters)
 {
-    ++pieceLength;
-    if (character == '\n' || pieceLength == LongestPiece)
+    pieceLength += characters;
+    if (pieceLength == LongestPiece)
     {
-        EndPiece(nextPosition);
+        EndPiece();
     }
 }
 
-void Scanner::EndPiece(std::uint64_t nextPosition)
+/// Ends the piece at the position that was reached.
+void Scanner::EndPiece()
 {
     count += pieceLength + 1;
     if (!firstKept && count > droppedBytes)
     {
         firstKept = pieceStart;
     }
-    pieceStart = nextPosition;
+    pieceStart = position;
     pieceLength = 0;
+}
+
+std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept
+{
+    char* end = text;
+    while (!bytes.empty())
+    {
+        const std::size_t lineFeed = FindLineFeed(bytes);
+        end = std::copy_n(bytes.data(), lineFeed, end);
+        if (lineFeed == bytes.size())
+        {
+            break;
+        }
+        if (lineFeed == 0 || bytes[lineFeed - 1] != '\r')
+        {
+            *end++ = '\r';
+        }
+        *end++ = '\n';
+        bytes.remove_prefix(lineFeed + 1);
+    }
+    return static_cast<std::size_t>(end - text);
+}
+
+std::size_t FindLineFeed(std::string_view bytes) noexcept
+{
+    // Sixteen bytes at a time, as every 64-bit processor of this family can. The C runtime looks at
+    // one byte after the other, which takes longer than all the rest of a trim.
+    const __m128i lineFeeds = _mm_set1_epi8('\n');
+    std::size_t position = 0;
+    for (; bytes.size() - position >= sizeof(__m128i); position += sizeof(__m128i))
+    {
+        const __m128i block =
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data() + position));
+        const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(block, lineFeeds));
+        if (found != 0)
+        {
+            return position +
+                   static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(found)));
+        }
+    }
+    while (position < bytes.size() && bytes[position] != '\n')
+    {
+        ++position;
+    }
+    return position;
 }
 } // namespace LogTrim

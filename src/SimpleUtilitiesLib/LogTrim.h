@@ -5,8 +5,8 @@
 #include <optional>
 #include <string_view>
 
-// Which part of a log that has grown too large is kept. Works on bytes, so that no byte that the
-// machine's code page does not know can end or change a line.
+// Which part of a log that has grown too large is kept, and with which line ends. Works on bytes,
+// so that no byte that the machine's code page does not know can end or change a line.
 
 namespace LogTrim
 {
@@ -31,8 +31,9 @@ public:
     std::optional<std::uint64_t> Finish();
 
 private:
-    void AddCharacter(char character, std::uint64_t nextPosition);
-    void EndPiece(std::uint64_t nextPosition);
+    std::size_t TakeFromPiece(std::string_view bytes);
+    void AddCharacters(std::size_t characters);
+    void EndPiece();
 
     std::uint64_t droppedBytes;
     std::uint64_t position = 0;
@@ -42,4 +43,12 @@ private:
     bool heldCarriageReturn = false;
     std::optional<std::uint64_t> firstKept;
 };
+
+/// Writes `bytes` to `text`, which has room for twice as many, with a carriage return before every
+/// line feed that stands alone. Returns how many bytes it wrote. The byte before the first is taken
+/// for no carriage return.
+std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept;
+
+/// The position of the first line feed; the number of bytes when there is none.
+std::size_t FindLineFeed(std::string_view bytes) noexcept;
 } // namespace LogTrim

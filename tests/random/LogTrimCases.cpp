@@ -149,6 +149,7 @@ private:
             }
             after.erase(after.rfind('['));
             expected.erase(0, LogTrimModel::FirstKept(before, size).value_or(size));
+            expected = LogTrimModel::Written(expected);
         }
         if (GetFileAttributesW((path + L".plvold").c_str()) != INVALID_FILE_ATTRIBUTES)
         {

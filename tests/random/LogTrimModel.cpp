@@ -41,4 +41,15 @@ std::optional<std::uint64_t> FirstKept(const std::string& bytes, std::uint64_t f
     }
     return std::nullopt;
 }
+
+std::string Written(const std::string& kept)
+{
+    std::string written;
+    for (const char byte : kept)
+    {
+        const bool standsAlone = byte == '\n' && !written.ends_with('\r');
+        written += standsAlone ? "\r\n" : std::string(1, byte);
+    }
+    return written;
+}
 } // namespace LogTrimModel

@@ -20,4 +20,7 @@ std::vector<Piece> PiecesOf(const std::string& bytes);
 /// The first byte that is kept of `bytes`, the beginning of a log of `fileSize` bytes. Nothing when
 /// none of its pieces is kept.
 std::optional<std::uint64_t> FirstKept(const std::string& bytes, std::uint64_t fileSize);
+
+/// Kept lines as they are written: the end of each is a carriage return and a line feed.
+std::string Written(const std::string& kept);
 } // namespace LogTrimModel

@@ -105,20 +105,52 @@ TEST_F(LogFileTrimTest, TrimmedLogIsNotTrimmedAgain)
     ExpectSame(FileBytes(again.Path()), once);
 }
 
-TEST_F(LogFileTrimTest, KeptLinesKeepEveryByte)
+TEST_F(LogFileTrimTest, KeptLinesKeepEveryByteOfTheirText)
 {
     std::string odd;
     for (int byte = 0; byte < 256; ++byte)
     {
-        odd += static_cast<char>(byte);
+        odd += byte == '\n' ? std::string("\r\n") : std::string(1, static_cast<char>(byte));
     }
-    odd += "\n\n\r\r\n\x1A"
+    odd += "\r\n\r\r\n\x1A"
            "after control Z\r\n";
     const std::string lines = NumberedLines(FourMebibytes) + odd;
     const std::string after = WithoutLastLine(After(lines));
     ExpectSame(after, lines.substr(lines.size() - after.size()));
     EXPECT_TRUE(after.ends_with(odd));
     EXPECT_GT(after.size(), 2097152U - 64U);
+}
+
+TEST_F(LogFileTrimTest, KeptLineThatEndsInALineFeedAloneEndsInCarriageReturnAndLineFeedAfterwards)
+{
+    const std::string lines = NumberedLines(FourMebibytes);
+    const std::string after = WithoutLastLine(After(lines + "one\n\ntwo\r\nthree\r\r\nfour\r"));
+    EXPECT_TRUE(after.ends_with("..\r\none\r\n\r\ntwo\r\nthree\r\r\nfour\r"));
+}
+
+TEST_F(LogFileTrimTest, LineEndThatTwoReadsShareIsOneLineEnd)
+{
+    // The carriage return is the last byte that fits when a power of two is read at a time.
+    for (const std::size_t length : {4095U, 8191U, 16383U, 32767U, 65535U, 131071U})
+    {
+        const std::string tail = std::string(length, 'x') + "\r\nnext\r\n";
+        const std::string after = WithoutLastLine(After(NumberedLines(FourMebibytes) + tail));
+        EXPECT_TRUE(after.ends_with(".\r\n" + tail)) << length;
+    }
+}
+
+TEST_F(LogFileTrimTest, LogOfBareLineFeedsMayBeTrimmedOnceMore)
+{
+    const std::string once = After(std::string(FourMebibytes + 64, '\n'));
+    // Every line feed counts two, so the last 2 MiB + 32 of them were kept; now they are two bytes.
+    std::string expected;
+    for (std::size_t i = 0; i < 2097152 + 2097152 / 2 + 32; ++i)
+    {
+        expected += "\r\n";
+    }
+    ExpectSame(WithoutLastLine(once), expected);
+    const LogFile again(folder.Path(), L"Log");
+    EXPECT_LT(FileBytes(again.Path()).size(), 2097152U + 200U);
 }
 
 TEST_F(LogFileTrimTest, LogThatIsOneEndlessLineIsCutAtAPiece)
@@ -363,5 +395,115 @@ TEST_F(LogFileTrimTest, CopyThatCannotBeReadLeavesTheLastLineAlone)
         [](HANDLE, LPVOID, DWORD, LPDWORD, LPOVERLAPPED) { return FALSE; });
     ExpectSame(WithoutLastLine(After(NumberedLines(FourMebibytes + 64))), "");
     EXPECT_FALSE(HasCopy());
+}
+using WriteFileDouble = Replaced<"KERNEL32", "WriteFile", decltype(WriteFile)>;
+
+/// What is left of a log whose write number `failing` of the tail does as `write` does.
+class LogFileTrimWriteTest : public LogFileTrimTest
+{
+protected:
+    using Write = std::function<BOOL(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written)>;
+
+    std::string AfterFailing(int failing, const Write& write, const std::string& before)
+    {
+        int writes = 0;
+        const WriteFileDouble writeFile(
+            [&](HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED overlapped)
+            {
+                const bool isTail =
+                    std::string_view(static_cast<const char*>(bytes), size).find("Log trimmed.") ==
+                    std::string_view::npos;
+                writes += isTail ? 1 : 0;
+                return isTail && writes == failing
+                           ? write(file, bytes, size, written)
+                           : decltype(writeFile)::Original(file, bytes, size, written, overlapped);
+            });
+        folder.WriteFile(L"Log.log", before);
+        const LogFile log(folder.Path(), L"Log");
+        EXPECT_EQ(writes, failing) << "written after the write that failed";
+        return FileBytes(log.Path());
+    }
+
+    /// Takes the first `taken` bytes and says so.
+    static Write Short(DWORD taken)
+    {
+        return [taken](HANDLE file, LPCVOID bytes, DWORD, LPDWORD written)
+        { return WriteFileDouble::Original(file, bytes, taken, written, nullptr); };
+    }
+
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    const std::string kept = lines.substr(2097152 + 64);
+};
+
+TEST_F(LogFileTrimWriteTest, WriteThatFailsLeavesTheLinesBeforeItWithoutAHole)
+{
+    const Write fails = [](HANDLE, LPCVOID, DWORD size, LPDWORD written)
+    {
+        *written = size; // what a failing call leaves there means nothing
+        SetLastError(ERROR_DISK_FULL);
+        return FALSE;
+    };
+    ExpectSame(WithoutLastLine(AfterFailing(1, fails, lines)), "");
+    const std::string after = WithoutLastLine(AfterFailing(3, fails, lines));
+    EXPECT_GT(after.size(), 4096U);
+    EXPECT_LT(after.size(), kept.size() / 2);
+    ExpectSame(after, kept.substr(0, after.size()));
+    EXPECT_TRUE(after.ends_with(".\r\n"));
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimWriteTest, WriteThatFallsShortLeavesWholeLines)
+{
+    ExpectSame(WithoutLastLine(AfterFailing(1, Short(0), lines)), "");
+    ExpectSame(WithoutLastLine(AfterFailing(1, Short(63), lines)), "");
+    ExpectSame(WithoutLastLine(AfterFailing(1, Short(64), lines)), kept.substr(0, 64));
+    ExpectSame(WithoutLastLine(AfterFailing(1, Short(1000), lines)), kept.substr(0, 960));
+    const std::string afterOne = WithoutLastLine(AfterFailing(2, Short(0), lines));
+    const std::string after = WithoutLastLine(AfterFailing(2, Short(1000), lines));
+    ExpectSame(after, kept.substr(0, after.size()));
+    EXPECT_EQ(after.size(), afterOne.size() + 960);
+}
+
+TEST_F(LogFileTrimWriteTest, LineThatTakesSeveralWritesIsCutOffWhole)
+{
+    // One line of 64 bytes is kept, and the long one behind it.
+    const std::string numbered = NumberedLines(2097152 + 192);
+    const std::string log = numbered + std::string(2097152 - 66, 'x') + "\r\n";
+    ExpectSame(WithoutLastLine(AfterFailing(4, Short(1000), log)), numbered.substr(2097152 + 128));
+}
+
+TEST_F(LogFileTrimWriteTest, TornLineStaysWhenItCannotBeCutOff)
+{
+    const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
+        [](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
+        {
+            // The copy is sought in from here on, the log to lines before that.
+            return position.QuadPart < 2097152
+                       ? FALSE
+                       : decltype(seek)::Original(file, position, result, from);
+        });
+    ExpectSame(WithoutLastLine(AfterFailing(1, Short(1000), lines)), kept.substr(0, 1000));
+}
+
+TEST_F(LogFileTrimTest, ReadThatFailsWithinAPieceEndsThePiece)
+{
+    // The piece of which ten bytes are read is the first to count more than the size less 2 MiB.
+    DWORD left = 2097152 + 64 + 10;
+    const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(
+        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
+        {
+            const BOOL isRead =
+                decltype(read)::Original(file, buffer, std::min(size, left), length, overlapped);
+            left -= *length;
+            return isRead && *length != 0;
+        });
+    const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
+        [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
+        {
+            left = MAXDWORD; // the tail can be read
+            return decltype(seek)::Original(file, position, result, from);
+        });
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64));
 }
 } // namespace

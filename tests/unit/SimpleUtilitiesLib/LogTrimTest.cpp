@@ -151,4 +151,72 @@ TEST(LogTrimTest, AnswerStaysThoughThePieceEndsAtACarriageReturnThatWasHeld)
     EXPECT_EQ(scanner.Feed(std::string(4095, 'x') + "\ry"), 0U);
     EXPECT_EQ(scanner.Finish(), 0U);
 }
+TEST(LogTrimTest, LongLineMayEndInACarriageReturnOfItsOwn)
+{
+    const std::string lines = std::string(4095, 'x') + "\ry\r\n" + Line(8);
+    EXPECT_EQ(FirstKept(4096, lines), 0U);
+    EXPECT_EQ(FirstKept(4097, lines), 4096U);
+    EXPECT_EQ(FirstKept(4099, lines), 4096U);
+    EXPECT_EQ(FirstKept(4100, lines), 4099U);
+}
+
+std::string WithLineEnds(const std::string& bytes)
+{
+    std::string text(2 * bytes.size() + 1, '#');
+    const std::size_t length = LogTrim::WriteLineEnds(bytes, text.data());
+    EXPECT_EQ(text[length], '#');
+    return text.substr(0, length);
+}
+
+TEST(LogTrimLineEndTest, LineFeedThatStandsAloneGetsACarriageReturn)
+{
+    EXPECT_EQ(WithLineEnds("a\nbc\n\nd"), "a\r\nbc\r\n\r\nd");
+    EXPECT_EQ(WithLineEnds("\n"), "\r\n");
+}
+
+TEST(LogTrimLineEndTest, LineFeedBehindACarriageReturnStaysAsItIs)
+{
+    EXPECT_EQ(WithLineEnds("a\r\n\r\nb\r\r\nc\n\r\n"), "a\r\n\r\nb\r\r\nc\r\n\r\n");
+}
+
+TEST(LogTrimLineEndTest, NoOtherByteChanges)
+{
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte)
+    {
+        bytes += byte == '\n' ? std::string() : std::string(1, static_cast<char>(byte));
+    }
+    EXPECT_EQ(WithLineEnds(bytes), bytes);
+    EXPECT_EQ(WithLineEnds(""), "");
+}
+
+TEST(LogTrimLineEndTest, OneLineFeedIsFoundAnywhere)
+{
+    for (std::size_t length = 0; length < 70; ++length)
+    {
+        const std::string bytes(length, '\x0B');
+        EXPECT_EQ(LogTrim::FindLineFeed(bytes), length);
+        for (std::size_t place = 0; place < length; ++place)
+        {
+            std::string withOne = bytes;
+            withOne[place] = '\n';
+            EXPECT_EQ(LogTrim::FindLineFeed(withOne), place) << "of " << length;
+        }
+    }
+}
+
+TEST(LogTrimLineEndTest, TheFirstOfSeveralLineFeedsIsFound)
+{
+    EXPECT_EQ(LogTrim::FindLineFeed("\n\n"), 0U);
+    EXPECT_EQ(LogTrim::FindLineFeed(std::string(20, 'x') + "\nxx\nxxxxxxxxxxxxx\n"), 20U);
+}
+
+TEST(LogTrimLineEndTest, LineFeedBehindTheEndIsNotFound)
+{
+    const std::string bytes = std::string(40, 'x') + "\n";
+    for (std::size_t length = 0; length < bytes.size(); ++length)
+    {
+        EXPECT_EQ(LogTrim::FindLineFeed(std::string_view(bytes).substr(0, length)), length);
+    }
+}
 } // namespace

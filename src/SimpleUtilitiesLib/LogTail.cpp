@@ -1,0 +1,133 @@
+#include "LogTail.h"
+
+#include "LogTrim.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace
+{
+constexpr std::size_t BlockBytes = 0x8000;
+
+bool GoTo(HANDLE file, std::uint64_t position)
+{
+    LARGE_INTEGER distance = {};
+    distance.QuadPart = static_cast<LONGLONG>(position);
+    return SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) != FALSE;
+}
+
+/// Reads the next block: empty at the end and on failure.
+std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
+{
+    DWORD length = 0;
+    const BOOL isRead =
+        ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr);
+    return {buffer.data(), isRead ? length : 0};
+}
+
+std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buffer)
+{
+    LogTrim::Scanner scanner(size);
+    for (;;)
+    {
+        const std::string_view block = ReadBlock(file, buffer);
+        const std::optional<std::uint64_t> found =
+            block.empty() ? scanner.Finish() : scanner.Feed(block);
+        if (found || block.empty())
+        {
+            return found.value_or(size);
+        }
+    }
+}
+
+/// How many of the bytes may be written: those of whole lines; all of them at the end of the file,
+/// and those of a line that fills the whole buffer. A carriage return waits for the byte behind it.
+std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
+{
+    const std::size_t lineEnd = bytes.rfind('\n');
+    if (isEnd)
+    {
+        return bytes.size();
+    }
+    if (isFull && lineEnd == std::string_view::npos)
+    {
+        return bytes.size() - (bytes.back() == '\r' ? 1 : 0);
+    }
+    return lineEnd + 1;
+}
+
+/// A file that is filled from its beginning.
+class FilledLog
+{
+public:
+    explicit FilledLog(HANDLE emptyFile) : file(emptyFile) {}
+
+    /// False when not all could be written. What there is of the torn line is cut off again.
+    bool Write(std::string_view bytes)
+    {
+        DWORD written = 0;
+        if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
+        {
+            written = 0;
+        }
+        const std::size_t lineFeed = bytes.substr(0, written).rfind('\n');
+        if (lineFeed != std::string_view::npos)
+        {
+            endOfLines = size + lineFeed + 1;
+        }
+        size += written;
+        if (written == bytes.size())
+        {
+            return true;
+        }
+        if (GoTo(file, endOfLines))
+        {
+            SetEndOfFile(file);
+        }
+        return false;
+    }
+
+private:
+    HANDLE file;
+    std::uint64_t size = 0;
+    std::uint64_t endOfLines = 0; ///< what lies behind belongs to a line that is not complete
+};
+
+/// Copies from byte `from` of `size` to the end in whole lines.
+void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog target,
+              std::span<char> buffer)
+{
+    // A block of nothing but line feeds becomes twice as long.
+    std::array<char, 2 * BlockBytes> text;
+    std::size_t held = 0;
+    for (;;)
+    {
+        const std::string_view block = ReadBlock(source, buffer.subspan(held));
+        from += block.size();
+        const std::string_view bytes(buffer.data(), held + block.size());
+        const bool isEnd = block.empty() && from >= size;
+        const std::size_t length = WritableLength(bytes, isEnd, bytes.size() == buffer.size());
+        const std::size_t textLength = LogTrim::WriteLineEnds(bytes.substr(0, length), text.data());
+        if (!target.Write({text.data(), textLength}) || block.empty())
+        {
+            return;
+        }
+        held = bytes.size() - length;
+        std::memmove(buffer.data(), buffer.data() + length, held);
+    }
+}
+} // namespace
+
+void CopyLogTail(HANDLE copy, std::uint64_t size, HANDLE log) noexcept
+{
+    std::array<char, BlockBytes> buffer;
+    const std::uint64_t firstKept = FirstKeptByte(copy, size, buffer);
+    if (GoTo(copy, firstKept))
+    {
+        CopyFrom(firstKept, size, copy, FilledLog(log), buffer);
+    }
+}
