@@ -145,6 +145,9 @@ void LogFile::Append(std::wstring_view message)
         includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
     const std::wstring line = LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(),
                                           threadId, std::wstring(message));
+    // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
+    // would lose the rest of a line at the first character that its locale lacks.
+    const std::string bytes = WithCarriageReturns(ToCodePage(line));
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())
@@ -152,9 +155,6 @@ void LogFile::Append(std::wstring_view message)
         directory.clear();
         return;
     }
-    // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
-    // would lose the rest of a line at the first character that its locale lacks.
-    const std::string bytes = WithCarriageReturns(ToCodePage(line));
     const FileHandle file =
         Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
     if (file)

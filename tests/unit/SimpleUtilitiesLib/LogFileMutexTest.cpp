@@ -54,7 +54,7 @@ TEST_F(LogFileMutexTest, FileIsTouchedUnderTheMutexAlone)
     EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"close", L"release"}));
 }
 
-TEST_F(LogFileMutexTest, LineIsMadeBeforeTheWaitSoThatItsStampIsThatOfTheCall)
+TEST_F(LogFileMutexTest, LineIsMadeAndConvertedBeforeTheWait)
 {
     Journal journal;
     const Replaced<"KERNEL32", "GetLocalTime", decltype(GetLocalTime)> time(
@@ -69,6 +69,14 @@ TEST_F(LogFileMutexTest, LineIsMadeBeforeTheWaitSoThatItsStampIsThatOfTheCall)
             journal.push_back(L"process");
             return 1;
         });
+    const Replaced<"KERNEL32", "WideCharToMultiByte", decltype(WideCharToMultiByte)> convert(
+        [&](UINT codePage, DWORD flags, LPCWSTR wide, int length, LPSTR narrow, int size,
+            LPCSTR replacement, LPBOOL isReplaced)
+        {
+            journal.push_back(L"conversion");
+            return decltype(convert)::Original(codePage, flags, wide, length, narrow, size,
+                                               replacement, isReplaced);
+        });
     const WaitDouble wait(
         [&](HANDLE handle, DWORD milliseconds)
         {
@@ -76,7 +84,7 @@ TEST_F(LogFileMutexTest, LineIsMadeBeforeTheWaitSoThatItsStampIsThatOfTheCall)
             return decltype(wait)::Original(handle, milliseconds);
         });
     log.Write(L"x");
-    EXPECT_EQ(journal, (Journal{L"time", L"process", L"wait"}));
+    EXPECT_EQ(journal, (Journal{L"time", L"process", L"conversion", L"conversion", L"wait"}));
 }
 
 TEST_F(LogFileMutexTest, LogWithoutAPathNeitherWaitsNorOpensAnything)
