@@ -2,16 +2,42 @@
 
 #include "Sids.h"
 
-AccountName ResolveAccount(const WellKnownAccount& account)
+namespace
 {
-    AccountName resolved;
+/// False when the machine cannot tell.
+bool LookUp(const WellKnownAccount& account, AccountName& found)
+{
     const Sid sid = SidFromText(account.sid);
-    if (!sid || !LookupAccountNameFromSid(sid.Get(), resolved.name, resolved.domain) ||
-        resolved.name.empty())
+    return sid && LookupAccountNameFromSid(sid.Get(), found.name, found.domain) &&
+           !found.name.empty();
+}
+} // namespace
+
+AccountNames& AccountNames::OfThisRun()
+{
+    static AccountNames names;
+    return names;
+}
+
+AccountName AccountNames::Resolve(const WellKnownAccount& account)
+{
+    const auto remembered = known.find(account.sid);
+    if (remembered != known.end())
+    {
+        return remembered->second;
+    }
+    AccountName found;
+    if (!LookUp(account, found))
     {
         return {account.fallbackDomain, account.fallbackName};
     }
-    return resolved;
+    known.emplace(account.sid, found);
+    return found;
+}
+
+AccountName ResolveAccount(const WellKnownAccount& account)
+{
+    return AccountNames::OfThisRun().Resolve(account);
 }
 
 std::wstring TrusteeName(const WellKnownAccount& account)

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <string>
+#include <string_view>
 
 /// An account that is the same on every machine but for its name, which is localised.
 struct WellKnownAccount
@@ -30,6 +32,22 @@ struct AccountName
 {
     std::wstring domain;
     std::wstring name;
+};
+
+/// What this machine calls the well-known accounts. Each is looked up once, since every look-up
+/// goes to another process, or to another machine.
+class AccountNames
+{
+public:
+    /// Those of this run, which ResolveAccount uses.
+    static AccountNames& OfThisRun();
+
+    /// The account's domain and name; the fallback when the machine cannot tell, which is asked
+    /// again then at the next time.
+    AccountName Resolve(const WellKnownAccount& account);
+
+private:
+    std::map<std::wstring_view, AccountName> known; ///< by SID
 };
 
 /// The account's domain and name as this machine calls them; the fallback when it cannot tell.

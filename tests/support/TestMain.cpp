@@ -1,3 +1,4 @@
+#include "WellKnownAccounts.h"
 #include "WindowsHeaders.h"
 
 #include <gtest/gtest.h>
@@ -20,6 +21,12 @@ DWORD WINAPI Watchdog(void*)
     TerminateProcess(GetCurrentProcess(), HungExitCode);
     return 0;
 }
+
+/// Every test is a run of its own: none finds the names that another looked up.
+class FreshRun : public testing::EmptyTestEventListener
+{
+    void OnTestStart(const testing::TestInfo&) override { AccountNames::OfThisRun() = {}; }
+};
 } // namespace
 
 int main(int argumentCount, char** arguments)
@@ -36,5 +43,6 @@ int main(int argumentCount, char** arguments)
     CloseHandle(watchdog);
 
     testing::InitGoogleTest(&argumentCount, arguments);
+    testing::UnitTest::GetInstance()->listeners().Append(new FreshRun);
     return RUN_ALL_TESTS();
 }

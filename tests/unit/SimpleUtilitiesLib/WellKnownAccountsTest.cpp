@@ -1,7 +1,9 @@
 #include "WellKnownAccounts.h"
 
+#include "LogFile.h"
+#include "LogFileAccess.h"
 #include "Replaced.h"
-#include "WindowsHeaders.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -105,5 +107,59 @@ TEST(TrusteeNameTest, SidIsGivenBack)
         });
     static_cast<void>(TrusteeName(LocalService));
     EXPECT_EQ(freed, std::vector<void*>{made});
+}
+
+/// Notes the look-ups, which fail when they are told to.
+class AccountNamesTest : public testing::Test
+{
+protected:
+    std::vector<std::wstring> lookUps;
+    bool fails = false;
+
+private:
+    LookupSidDouble lookup{[this](LPCWSTR machine, PSID sid, LPWSTR name, LPDWORD nameSize,
+                                  LPWSTR domain, LPDWORD domainSize, PSID_NAME_USE use)
+                           {
+                               LocalPointer<wchar_t*> text;
+                               EXPECT_TRUE(ConvertSidToStringSidW(sid, text.Receive()));
+                               lookUps.emplace_back(text.Get());
+                               return fails
+                                          ? FALSE
+                                          : LookupSidDouble::Original(machine, sid, name, nameSize,
+                                                                      domain, domainSize, use);
+                           }};
+};
+
+TEST_F(AccountNamesTest, AccountIsLookedUpOncePerRun)
+{
+    const AccountName first = ResolveAccount(Administrators);
+    const AccountName second = ResolveAccount(Administrators);
+    static_cast<void>(TrusteeName(LocalService));
+    static_cast<void>(TrusteeName(LocalService));
+    EXPECT_EQ(lookUps, (std::vector<std::wstring>{L"S-1-5-32-544", L"S-1-5-19"}));
+    EXPECT_FALSE(first.name.empty());
+    EXPECT_EQ(first.name, second.name);
+    EXPECT_EQ(first.domain, second.domain);
+}
+
+TEST_F(AccountNamesTest, AccountThatCouldNotBeLookedUpIsLookedUpAgain)
+{
+    fails = true;
+    EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+    EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+    EXPECT_EQ(lookUps.size(), 2U);
+    fails = false;
+    EXPECT_NE(TrusteeName(LocalService), L"");
+    static_cast<void>(TrusteeName(LocalService));
+    EXPECT_EQ(lookUps.size(), 3U);
+}
+
+TEST_F(AccountNamesTest, StartLooksUpEveryAccountOnce)
+{
+    const TemporaryFolder folder;
+    const LogFile log(folder.Path(), L"Log");
+    EXPECT_TRUE(GrantLocalServiceAccess(log));
+    EXPECT_TRUE(GrantAuthenticatedUsersAccess(log));
+    EXPECT_EQ(lookUps, (std::vector<std::wstring>{L"S-1-5-19", L"S-1-5-32-544", L"S-1-5-11"}));
 }
 } // namespace

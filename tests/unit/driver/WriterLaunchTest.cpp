@@ -1,6 +1,7 @@
 #include "WriterLaunch.h"
 
 #include "RunFixture.h"
+#include "WellKnownAccounts.h"
 
 namespace
 {
@@ -154,6 +155,7 @@ TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsLocalisedName)
             wcscpy(domain, L"NT-AUTORIT\u00C4T");
             return TRUE;
         });
+    AccountNames::OfThisRun() = {}; // whose start looked them up already
     Launch(refresh, L"");
     EXPECT_EQ(journal[0], L"LogonUserW NT-AUTORIT\u00C4T\\Lokaler Dienst 5 0");
 }
@@ -167,6 +169,7 @@ TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsEnglishNameWhenItCannotBeLook
             SetLastError(ERROR_NONE_MAPPED);
             return FALSE;
         });
+    AccountNames::OfThisRun() = {}; // whose start looked them up already
     Launch(refresh, L"");
     EXPECT_EQ(journal[0], L"LogonUserW NT AUTHORITY\\Local Service 5 0");
 }
