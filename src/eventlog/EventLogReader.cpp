@@ -3,8 +3,6 @@
 #include "Format.h"
 #include "PrintServiceChannel.h"
 
-#include <vector>
-
 namespace
 {
 // The values of an event, in the order in which they are asked for.
@@ -42,13 +40,13 @@ std::wstring PrinterEventQuery(std::uint64_t firstRecordId)
 }
 
 EventLogReader::EventLogReader(std::uint64_t firstRecordId)
-    : queryText(PrinterEventQuery(firstRecordId))
+    : channelPath(PrintServiceChannel), queryText(PrinterEventQuery(firstRecordId))
 {
 }
 
 bool EventLogReader::OpenQuery()
 {
-    query = EventHandle(EvtQuery(nullptr, PrintServiceChannel, queryText.c_str(),
+    query = EventHandle(EvtQuery(nullptr, channelPath, queryText.c_str(),
                                  EvtQueryChannelPath | EvtQueryReverseDirection));
     return query.IsValid();
 }
@@ -69,7 +67,8 @@ bool EventLogReader::MoveNext()
     }
     ++currentIndex;
     ++eventsRead;
-    return true;
+    currentValid = true;
+    return currentValid;
 }
 
 bool EventLogReader::FetchBatch()
@@ -80,8 +79,8 @@ bool EventLogReader::FetchBatch()
     }
     currentIndex = 0;
     returnedCount = 0;
-    std::array<EVT_HANDLE, BatchCapacity> handles = {};
-    if (!EvtNext(query.Get(), BatchCapacity, handles.data(), INFINITE, 0, &returnedCount))
+    std::array<EVT_HANDLE, BatchSize> handles = {};
+    if (!EvtNext(query.Get(), batchCapacity, handles.data(), INFINITE, 0, &returnedCount))
     {
         returnedCount = 0;
     }
@@ -95,42 +94,59 @@ bool EventLogReader::FetchBatch()
 DWORD EventLogReader::ReadNext()
 {
     printerName.clear();
-    std::array<const wchar_t*, RenderedValueCount> paths = {
-        L"Event/System/EventID",
-        L"Event/System/EventID/Qualifier",
-        L"Event/System/EventRecordID",
-        L"Event/UserData/PrinterCreated/Param1",
-        L"Event/UserData/PrinterSet/Param1",
-    };
-    const EventHandle context(
-        EvtCreateRenderContext(RenderedValueCount, paths.data(), EvtRenderContextValues));
-    if (!context)
+    if (!HasContext())
     {
         return FailureCode();
     }
-    EVT_HANDLE event = batch[currentIndex - 1].Get();
     DWORD size = 0;
     DWORD count = 0;
-    if (EvtRender(context.Get(), event, EvtRenderEventValues, 0, nullptr, &size, &count) ||
-        GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+    bool isRendered = Render(size, count);
+    if (!isRendered && GetLastError() == ERROR_INSUFFICIENT_BUFFER)
+    {
+        buffer.resize(size);
+        isRendered = Render(size, count);
+    }
+    if (!isRendered || buffer.empty())
     {
         return FailureCode();
     }
-    std::vector<BYTE> buffer(size);
-    if (!EvtRender(context.Get(), event, EvtRenderEventValues, size, buffer.data(), &size, &count))
-    {
-        return FailureCode();
-    }
-    TakeValues(reinterpret_cast<const EVT_VARIANT*>(buffer.data()), count);
+    TakeValues(count);
     return ERROR_SUCCESS;
 }
 
-void EventLogReader::TakeValues(const EVT_VARIANT* values, DWORD count)
+/// Makes the render context at the first event. One that could not be had is asked for again at the
+/// next.
+bool EventLogReader::HasContext()
+{
+    if (!context)
+    {
+        std::array<const wchar_t*, RenderedValueCount> paths = {
+            L"Event/System/EventID",
+            L"Event/System/EventID/Qualifier",
+            L"Event/System/EventRecordID",
+            L"Event/UserData/PrinterCreated/Param1",
+            L"Event/UserData/PrinterSet/Param1",
+        };
+        context = EventHandle(
+            EvtCreateRenderContext(RenderedValueCount, paths.data(), EvtRenderContextValues));
+    }
+    return context.IsValid();
+}
+
+/// Renders the current event into the buffer. `size` is what it needs.
+bool EventLogReader::Render(DWORD& size, DWORD& count)
+{
+    return EvtRender(context.Get(), batch[currentIndex - 1].Get(), EvtRenderEventValues,
+                     static_cast<DWORD>(buffer.size()), buffer.data(), &size, &count) != FALSE;
+}
+
+void EventLogReader::TakeValues(DWORD count)
 {
     if (count != RenderedValueCount)
     {
         return;
     }
+    const auto* values = reinterpret_cast<const EVT_VARIANT*>(buffer.data());
     recordId = values[RecordIdValue].UInt64Val;
     eventId = values[EventIdValue].UInt16Val;
     if (values[QualifierValue].Type != EvtVarTypeNull)

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// The query for printer events from a record id on. The bound is inclusive on purpose: the event
 /// that was dealt with last is read again and ends the range.
@@ -38,19 +39,29 @@ public:
     [[nodiscard]] std::uint32_t EventsRead() const noexcept { return eventsRead; }
 
 private:
-    static constexpr DWORD BatchCapacity = 10;
+    static constexpr DWORD BatchSize = 10;
 
     bool FetchBatch();
-    void TakeValues(const EVT_VARIANT* values, DWORD count);
+    bool HasContext();
+    bool Render(DWORD& size, DWORD& count);
+    void TakeValues(DWORD count);
 
+    const wchar_t* channelPath;
     std::wstring queryText;
     EventHandle query;
-    std::array<EventHandle, BatchCapacity> batch;
+    DWORD batchCapacity = BatchSize;
+    std::array<EventHandle, BatchSize> batch;
     DWORD returnedCount = 0;
     DWORD currentIndex = 0; ///< counted from 1; 0 before the first batch
     std::uint32_t eventsRead = 0;
     bool endReached = false;
+    bool currentValid = false; ///< set for every event, cleared by nothing
     std::uint64_t recordId = 0;
     std::uint32_t eventId = 0;
+    std::wstring reservedText; ///< only reserves room: never filled
     std::wstring printerName;
+
+    // For all events of the reader: to make them anew for each takes longer than to render it.
+    EventHandle context;
+    std::vector<BYTE> buffer; ///< as large as the largest event needed
 };

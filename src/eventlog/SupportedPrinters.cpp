@@ -11,14 +11,14 @@ bool IsSupportedPlatform(const std::wstring& driverPlatform)
 
 void SupportedPrinters::Examine(const std::wstring& name)
 {
-    if (names.contains(name))
+    if (names.contains(name) || unsupported.contains(name))
     {
         // A burst names one printer many times; the spooler need not be asked again.
         return;
     }
-    if (printer.Open(name) && IsSupported())
+    if (printer.Open(name))
     {
-        names.insert(name);
+        (IsSupported() ? names : unsupported).insert(name);
     }
     printer.Close();
 }

@@ -14,7 +14,8 @@ class SupportedPrinters
 {
 public:
     /// Adds `name` when its printer is supported. A name that differs from another in case alone is
-    /// a name of its own. A printer that cannot be opened or that is not supported is passed over.
+    /// a name of its own. A printer that cannot be opened or that is not supported is passed over;
+    /// one that could not be opened is tried again when it is named again.
     void Examine(const std::wstring& name);
 
     [[nodiscard]] const std::set<std::wstring>& Names() const noexcept { return names; }
@@ -25,4 +26,6 @@ private:
     Printer printer;
     PrintDriver driver;
     std::set<std::wstring> names;
+    std::set<std::wstring>
+        unsupported; ///< printers that were opened, and are not to be examined again
 };

@@ -107,6 +107,7 @@ private:
         {
             spooler.driverError = RPC_S_SERVER_UNAVAILABLE;
         }
+        channel.mostPerFetch = static_cast<DWORD>(tried.batchSize);
         if (tried.failingFetch)
         {
             channel.nextError = RPC_S_INVALID_BOUND;

@@ -29,8 +29,9 @@ std::vector<Event> EventsRead(const Situation& situation)
     std::stable_sort(events.begin(), events.end(),
                      [](const Event& left, const Event& right)
                      { return left.recordId > right.recordId; });
-    const std::size_t fetched =
-        situation.failingFetch ? (*situation.failingFetch - 1U) * std::size_t{10} : events.size();
+    const std::size_t fetched = situation.failingFetch
+                                    ? (*situation.failingFetch - 1U) * situation.batchSize
+                                    : events.size();
     events.resize(std::min({events.size(), fetched, std::size_t{5001}}));
     return events;
 }

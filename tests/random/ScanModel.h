@@ -33,6 +33,7 @@ struct Situation
     bool queryFails = false;
     bool nothingCanBeRead = false;
     bool spoolerFails = false;
+    std::size_t batchSize = 10;           ///< how many events a fetch gives
     std::optional<unsigned> failingFetch; ///< counted from 1
 };
 

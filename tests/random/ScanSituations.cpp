@@ -89,6 +89,7 @@ void AddFailures(Random& random, ScanModel::Situation& tried)
     tried.queryFails = random.OneIn(60);
     tried.nothingCanBeRead = random.OneIn(60);
     tried.spoolerFails = random.OneIn(60);
+    tried.batchSize = random.OneIn(4) ? random.Between(1, 9) : 10;
     if (random.OneIn(30))
     {
         tried.failingFetch = static_cast<unsigned>(random.Between(1, 4));
@@ -193,6 +194,7 @@ std::vector<ScanModel::Situation> SimplerSituations(const ScanModel::Situation& 
     AddPlain(candidates, tried, &Case::queryFails, false);
     AddPlain(candidates, tried, &Case::nothingCanBeRead, false);
     AddPlain(candidates, tried, &Case::spoolerFails, false);
+    AddPlain(candidates, tried, &Case::batchSize, std::size_t{10});
     AddPlain(candidates, tried, &Case::failingFetch, std::nullopt);
     for (const auto& [name, printer] : tried.printers)
     {
@@ -240,6 +242,9 @@ std::string SituationText(const ScanModel::Situation& tried)
     code += tried.queryFails ? "channel.queryError = 15007;\n" : "";
     code += tried.nothingCanBeRead ? "channel.contextError = 8;\n" : "";
     code += tried.spoolerFails ? "spooler.driverError = 1722;\n" : "";
+    code += tried.batchSize == 10
+                ? ""
+                : "channel.mostPerFetch = " + std::to_string(tried.batchSize) + ";\n";
     code += tried.failingFetch ? "channel.nextError = 1734;\nchannel.failingFetch = " +
                                      std::to_string(*tried.failingFetch) + ";\n"
                                : "";

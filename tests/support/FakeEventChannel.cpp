@@ -22,6 +22,7 @@ FakeEventChannel::FakeEventChannel()
           {
               renderedPaths.assign(paths, paths + count);
               contextFlags = flags;
+              ++contexts;
               if (contextError)
               {
                   SetLastError(*contextError);
@@ -103,7 +104,8 @@ BOOL FakeEventChannel::Next(EVT_HANDLE query, DWORD size, EVT_HANDLE* handles, D
     {
         return Fail(*nextError);
     }
-    for (*returned = 0; *returned < size && position < found.size(); ++*returned, ++position)
+    for (*returned = 0; *returned < std::min(size, mostPerFetch) && position < found.size();
+         ++*returned, ++position)
     {
         handles[*returned] = Open(Kind::Event, position);
     }
@@ -114,6 +116,7 @@ BOOL FakeEventChannel::Render(EVT_HANDLE context, EVT_HANDLE event, DWORD flags,
                               void* buffer, DWORD* used, DWORD* count)
 {
     ++renderings;
+    renderedSizes.push_back(size);
     if (!IsOpen(context, Kind::Context) || !IsOpen(event, Kind::Event))
     {
         return Fail(ERROR_INVALID_HANDLE);

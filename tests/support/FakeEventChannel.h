@@ -36,6 +36,7 @@ public:
     std::optional<DWORD> secondRenderError; ///< the render into the buffer fails
     std::optional<DWORD> nextError;         ///< the fetch number `failingFetch` fails
     unsigned failingFetch = 1;
+    DWORD mostPerFetch = MAXDWORD;    ///< fetches give so many events at most
     bool emptyFetches = false;        ///< fetches succeed and say nothing
     bool renderWithoutBuffer = false; ///< the render that asks for the size succeeds
     DWORD renderedValues = 5;         ///< how many values a rendering has
@@ -51,8 +52,10 @@ public:
     std::vector<Query> queries;
     std::vector<std::wstring> renderedPaths; ///< of the last render context
     DWORD contextFlags = 0;
+    unsigned contexts = 0; ///< how often a render context was asked for
     unsigned fetches = 0;
     unsigned renderings = 0;
+    std::vector<DWORD> renderedSizes; ///< of the buffer, rendering by rendering
     std::vector<DWORD> batchSizes;
     std::vector<DWORD> timeouts;
     std::vector<DWORD> nextFlags;

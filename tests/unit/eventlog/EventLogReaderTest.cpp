@@ -1,14 +1,42 @@
 #include "EventLogReader.h"
 
 #include "FakeEventChannel.h"
+#include "PrivateMember.h"
 
 #include <gtest/gtest.h>
 
 #include <type_traits>
 
+/// Lets a test name a private field of the reader.
+#define FIELD(Name, Type, member)                                                                  \
+    struct Name                                                                                    \
+    {                                                                                              \
+        friend Type EventLogReader::*MemberOf(Name);                                               \
+    };                                                                                             \
+    template struct PrivateMember<Name, &EventLogReader::member>
+
+using Batch = std::array<EventHandle, 10>;
+FIELD(ChannelPath, const wchar_t*, channelPath);
+FIELD(QueryText, std::wstring, queryText);
+FIELD(Query, EventHandle, query);
+FIELD(BatchCapacity, DWORD, batchCapacity);
+FIELD(BatchOfEvents, Batch, batch);
+FIELD(ReturnedCount, DWORD, returnedCount);
+FIELD(CurrentIndex, DWORD, currentIndex);
+FIELD(EventsRead, std::uint32_t, eventsRead);
+FIELD(EndReached, bool, endReached);
+FIELD(CurrentValid, bool, currentValid);
+FIELD(RecordId, std::uint64_t, recordId);
+FIELD(EventId, std::uint32_t, eventId);
+FIELD(ReservedText, std::wstring, reservedText);
+FIELD(PrinterName, std::wstring, printerName);
+#undef FIELD
+
 namespace
 {
 static_assert(std::has_virtual_destructor_v<EventLogReader>);
+// An owner is as large as the handle that it owns.
+static_assert(sizeof(EventHandle) == sizeof(EVT_HANDLE));
 
 class EventLogReaderTest : public ::testing::Test
 {
@@ -45,6 +73,76 @@ TEST(PrinterEventQueryTest, HoldsNumbersBeyond32BitsWhole)
     EXPECT_EQ(PrinterEventQuery(18446744073709551615ULL),
               L"Event/System[(EventID=300 or EventID=306) and EventRecordID >= "
               L"18446744073709551615]");
+}
+
+/// How far behind the reader's beginning its fields lie.
+template <class... Fields>
+std::vector<std::ptrdiff_t> Offsets(EventLogReader& reader, Fields... field)
+{
+    const auto* const begin = reinterpret_cast<const char*>(&reader);
+    return {reinterpret_cast<const char*>(&(reader.*MemberOf(field))) - begin...};
+}
+
+TEST_F(EventLogReaderTest, FieldsHaveTheirOrder)
+{
+    constexpr std::ptrdiff_t Text = sizeof(std::wstring);
+    // The table of virtual operations, the channel's path, the query's text and its handle, the
+    // capacity with a gap of 4 bytes, and the handles.
+    constexpr std::ptrdiff_t Counts = 8 + 8 + Text + 8 + 8 + 10 * 8;
+    EXPECT_EQ(
+        Offsets(reader, ChannelPath{}, QueryText{}, Query{}, BatchCapacity{}, BatchOfEvents{}),
+        (std::vector<std::ptrdiff_t>{8, 16, 16 + Text, 24 + Text, 32 + Text}));
+    EXPECT_EQ(
+        Offsets(reader, ReturnedCount{}, CurrentIndex{}, EventsRead{}, EndReached{},
+                CurrentValid{}),
+        (std::vector<std::ptrdiff_t>{Counts, Counts + 4, Counts + 8, Counts + 12, Counts + 13}));
+    EXPECT_EQ(
+        Offsets(reader, RecordId{}, EventId{}, ReservedText{}, PrinterName{}),
+        (std::vector<std::ptrdiff_t>{Counts + 16, Counts + 24, Counts + 32, Counts + 32 + Text}));
+}
+
+TEST_F(EventLogReaderTest, FieldsHaveTheirFirstValues)
+{
+    EXPECT_STREQ(reader.*MemberOf(ChannelPath{}), L"Microsoft-Windows-PrintService/Operational");
+    EXPECT_EQ(reader.*MemberOf(QueryText{}),
+              L"Event/System[(EventID=300 or EventID=306) and EventRecordID >= 0]");
+    EXPECT_EQ((reader.*MemberOf(Query{})).Get(), nullptr);
+    EXPECT_EQ(reader.*MemberOf(BatchCapacity{}), 10U);
+    for (const EventHandle& event : reader.*MemberOf(BatchOfEvents{}))
+    {
+        EXPECT_EQ(event.Get(), nullptr);
+    }
+    EXPECT_EQ(reader.*MemberOf(ReturnedCount{}), 0U);
+    EXPECT_EQ(reader.*MemberOf(CurrentIndex{}), 0U);
+    EXPECT_EQ(reader.*MemberOf(EventsRead{}), 0U);
+    EXPECT_FALSE(reader.*MemberOf(EndReached{}));
+    EXPECT_FALSE(reader.*MemberOf(CurrentValid{}));
+    EXPECT_EQ(reader.*MemberOf(RecordId{}), 0U);
+    EXPECT_EQ(reader.*MemberOf(EventId{}), 0U);
+    EXPECT_EQ(reader.*MemberOf(PrinterName{}), L"");
+}
+
+TEST_F(EventLogReaderTest, FieldsFollowTheReading)
+{
+    FillChannel(12);
+    ASSERT_TRUE(reader.OpenQuery());
+    EXPECT_NE((reader.*MemberOf(Query{})).Get(), nullptr);
+    for (int i = 0; i < 11; ++i)
+    {
+        ASSERT_TRUE(reader.MoveNext());
+        reader.ReadNext();
+        EXPECT_TRUE(reader.*MemberOf(CurrentValid{}));
+    }
+    EXPECT_EQ(reader.*MemberOf(ReturnedCount{}), 2U);
+    EXPECT_EQ(reader.*MemberOf(CurrentIndex{}), 1U);
+    EXPECT_EQ(reader.*MemberOf(EventsRead{}), 11U);
+    EXPECT_FALSE(reader.*MemberOf(EndReached{}));
+    ASSERT_TRUE(reader.MoveNext());
+    reader.ReadNext();
+    ASSERT_FALSE(reader.MoveNext());
+    EXPECT_TRUE(reader.*MemberOf(EndReached{}));
+    EXPECT_EQ(reader.*MemberOf(PrinterName{}), L"Printer 1");
+    EXPECT_EQ(reader.*MemberOf(ReservedText{}), L"");
 }
 
 TEST_F(EventLogReaderTest, OpensThePrintServiceChannelNewestFirst)
@@ -98,6 +196,22 @@ TEST_F(EventLogReaderTest, VisitsEveryEventOnceNewestFirst)
     EXPECT_EQ(reader.EventsRead(), 23U);
 }
 
+TEST_F(EventLogReaderTest, ShortBatchIsNotTheEnd)
+{
+    FillChannel(8);
+    channel.mostPerFetch = 3;
+    ASSERT_TRUE(reader.OpenQuery());
+    for (std::uint64_t id = 8; id >= 1; --id)
+    {
+        ASSERT_TRUE(reader.MoveNext());
+        ASSERT_EQ(reader.ReadNext(), DWORD{ERROR_SUCCESS});
+        ASSERT_EQ(reader.RecordId(), id);
+    }
+    EXPECT_FALSE(reader.MoveNext());
+    EXPECT_EQ(channel.fetches, 4U);
+    EXPECT_EQ(reader.EventsRead(), 8U);
+}
+
 TEST_F(EventLogReaderTest, HoldsNoMoreThanOneBatchOfEvents)
 {
     FillChannel(25);
@@ -105,9 +219,9 @@ TEST_F(EventLogReaderTest, HoldsNoMoreThanOneBatchOfEvents)
     while (reader.MoveNext())
     {
         reader.ReadNext();
-        ASSERT_LE(channel.OpenHandles(), 11U); // the query and a batch
+        ASSERT_LE(channel.OpenHandles(), 12U); // the query, a batch and the render context
     }
-    EXPECT_EQ(channel.OpenHandles(), 1U); // the last batch went back before the last fetch
+    EXPECT_EQ(channel.OpenHandles(), 2U); // the last batch went back before the last fetch
     EXPECT_EQ(channel.refusedCalls, 0U);
 }
 
@@ -170,11 +284,39 @@ TEST_F(EventLogReaderTest, RendersTheFiveValuesInTheirOrder)
     EXPECT_EQ(channel.contextFlags, DWORD{EvtRenderContextValues});
 }
 
-TEST_F(EventLogReaderTest, RenderingGivesItsContextBack)
+TEST_F(EventLogReaderTest, AllEventsShareOneContextAndABufferThatGrows)
 {
-    ReadSingle({1, L"A", std::nullopt});
-    reader.ReadNext();
-    EXPECT_EQ(channel.OpenHandles(), 2U); // the query and the event
+    channel.events = {{4, L"ABCDE", std::nullopt},
+                      {3, L"ABC", std::nullopt},
+                      {2, std::wstring(1000, L'x'), std::nullopt},
+                      {1, L"A", L"B"}};
+    ASSERT_TRUE(reader.OpenQuery());
+    std::vector<std::wstring> names;
+    while (reader.MoveNext())
+    {
+        EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_SUCCESS});
+        names.push_back(reader.PrinterName());
+    }
+    EXPECT_EQ(names, (std::vector<std::wstring>{L"ABCDE", L"ABC", std::wstring(1000, L'x'), L"B"}));
+    EXPECT_EQ(channel.contexts, 1U);
+    // Five values of 16 bytes, and two texts with their zeros: the first without a character.
+    EXPECT_EQ(channel.renderedSizes, (std::vector<DWORD>{0, 94, 94, 94, 2084, 2084}));
+}
+
+TEST_F(EventLogReaderTest, ContextThatCouldNotBeMadeIsAskedForAgainAtTheNextEvent)
+{
+    FillChannel(3);
+    channel.contextError = ERROR_NOT_ENOUGH_MEMORY;
+    ASSERT_TRUE(reader.OpenQuery());
+    ASSERT_TRUE(reader.MoveNext());
+    EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    ASSERT_TRUE(reader.MoveNext());
+    EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    channel.contextError.reset();
+    ASSERT_TRUE(reader.MoveNext());
+    EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(reader.PrinterName(), L"Printer 1");
+    EXPECT_EQ(channel.contexts, 3U);
 }
 
 TEST_F(EventLogReaderTest, ChangedPrinterComesBeforeTheCreatedOne)
@@ -256,7 +398,7 @@ TEST_F(EventLogReaderTest, FailedRenderingIsToldWithItsError)
     EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_EVT_INVALID_EVENT_DATA});
     EXPECT_EQ(channel.renderings, 1U);
     EXPECT_EQ(reader.PrinterName(), L"");
-    EXPECT_EQ(channel.OpenHandles(), 2U);
+    EXPECT_EQ(channel.OpenHandles(), 3U); // the query, the event and the context
 }
 
 TEST_F(EventLogReaderTest, FailedRenderingIntoTheBufferIsToldWithItsError)
@@ -265,7 +407,7 @@ TEST_F(EventLogReaderTest, FailedRenderingIntoTheBufferIsToldWithItsError)
     channel.secondRenderError = ERROR_OUTOFMEMORY;
     EXPECT_EQ(reader.ReadNext(), DWORD{ERROR_OUTOFMEMORY});
     EXPECT_EQ(reader.PrinterName(), L"");
-    EXPECT_EQ(channel.OpenHandles(), 2U);
+    EXPECT_EQ(channel.OpenHandles(), 3U); // the query, the event and the context
 }
 
 TEST_F(EventLogReaderTest, RenderingThatNeedsNoBufferGivesNoValues)

@@ -274,19 +274,35 @@ TEST_F(PrinterEventScanTest, FiveThousandEventsAreCounted)
 TEST_F(PrinterEventScanTest, OneMoreThanFiveThousandEventsEndTheScan)
 {
     AddSupportedPrinter(L"P");
-    for (std::uint64_t id = 1; id <= 5002; ++id)
+    for (std::uint64_t id = 1; id <= 5001; ++id)
     {
         Event(id, L"P");
     }
     EXPECT_FALSE(Scan());
     ExpectFlags(false, false, L"");
-    EXPECT_EQ(found.newestRecordId, 5002U);
+    EXPECT_EQ(found.newestRecordId, 5001U);
     ExpectMessage(
         L"Found more than 5000 unprocessed '300' and '306' events. Will stop counting and "
         L"process all printers.");
     EXPECT_EQ(channel.fetches, 501U);
     EXPECT_EQ(channel.OpenHandles(), 0U);
     EXPECT_EQ(spooler.OpenPrinters(), 0U);
+}
+
+TEST_F(PrinterEventScanTest, EventsBehindAShortBatchCount)
+{
+    AddSupportedPrinter(L"P");
+    AddSupportedPrinter(L"Q");
+    channel.mostPerFetch = 4;
+    Event(1, L"x");
+    Event(2, L"P");
+    for (std::uint64_t id = 3; id <= 9; ++id)
+    {
+        Event(id, L"Q");
+    }
+    EXPECT_TRUE(Scan());
+    ExpectFlags(false, false, L"");
+    ExpectMessage(L"Found 8 '300/306' events with IDs from 2 to 9.");
 }
 
 TEST_F(PrinterEventScanTest, EverythingIsGivenBackAtTheEnd)

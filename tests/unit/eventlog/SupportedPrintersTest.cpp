@@ -159,6 +159,25 @@ TEST_F(SupportedPrintersTest, SupportedPrinterIsOpenedOnceHoweverOftenItIsNamed)
     EXPECT_EQ(spooler.openedNames, std::vector<std::wstring>{L"P"});
 }
 
+TEST_F(SupportedPrintersTest, UnsupportedPrinterIsOpenedOnceHoweverOftenItIsNamed)
+{
+    spooler.printers[L"Old"] = {3, std::nullopt};
+    printers.Examine(L"Old");
+    printers.Examine(L"Old");
+    printers.Examine(L"OLD");
+    EXPECT_EQ(spooler.calls, (Journal{L"open Old", L"close Old", L"open OLD"}));
+    EXPECT_TRUE(printers.Names().empty());
+}
+
+TEST_F(SupportedPrintersTest, PrinterThatCouldNotBeOpenedIsTriedAgain)
+{
+    printers.Examine(L"P");
+    AddPrinter(L"P", Manifest);
+    printers.Examine(L"P");
+    EXPECT_EQ(spooler.openedNames, (std::vector<std::wstring>{L"P", L"P"}));
+    EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
+}
+
 TEST_F(SupportedPrintersTest, NamesThatDifferInCaseAreTwoNames)
 {
     AddPrinter(L"Printer", Manifest);
