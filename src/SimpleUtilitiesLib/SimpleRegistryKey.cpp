@@ -4,6 +4,8 @@
 #include "LegacyPlvException.h"
 #include "SystemMessage.h"
 
+#include <algorithm>
+
 namespace
 {
 constexpr wchar_t SourceFile[] = L"src\\SimpleUtilitiesLib\\SimpleRegistryKey";
@@ -148,16 +150,10 @@ std::wstring RegistryKey::GetString(const std::wstring& name, const std::wstring
     {
         return defaultText;
     }
-    std::wstring text;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
-    {
-        const auto character = static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8);
-        if (character == L'\0')
-        {
-            break;
-        }
-        text += character;
-    }
+    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
+    std::copy_n(bytes.data(), text.size() * sizeof(wchar_t),
+                reinterpret_cast<std::uint8_t*>(text.data()));
+    text.resize(std::min(text.find(L'\0'), text.size()));
     return text;
 }
 

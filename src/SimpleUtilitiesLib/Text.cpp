@@ -132,22 +132,6 @@ bool IsEmptyOrBlank(std::wstring_view text)
     return text.find_first_not_of(L' ') == std::wstring_view::npos;
 }
 
-std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator)
-{
-    std::vector<std::wstring> pieces;
-    std::size_t start = 0;
-    for (;;)
-    {
-        const std::size_t end = text.find(separator, start);
-        pieces.emplace_back(text.substr(start, end - start));
-        if (end == std::wstring_view::npos)
-        {
-            return pieces;
-        }
-        start = end + 1;
-    }
-}
-
 std::wstring FileNameOf(const std::wstring& path)
 {
     return path.substr(path.rfind(L'\\') + 1); // without one, npos + 1 is 0

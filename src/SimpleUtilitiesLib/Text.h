@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // Text inside the program is UTF-16. Letters are folded from A to Z alone, so that the outcome does
 // not depend on the machine's language.
@@ -29,9 +28,6 @@ std::wstring ReplaceCharacter(std::wstring text, wchar_t from, wchar_t to);
 
 /// True for text that is empty or holds only blanks (U+0020).
 bool IsEmptyOrBlank(std::wstring_view text);
-
-/// The pieces of `text` between the separators; empty pieces count. Never empty itself.
-std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
 
 /// The part of a path after its last '\', the whole text when there is none.
 std::wstring FileNameOf(const std::wstring& path);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cwctype>
+#include <string_view>
 
 namespace
 {
@@ -11,10 +12,33 @@ constexpr wchar_t EntrySeparator = L'*';
 constexpr wchar_t KeySeparator = L':';
 
 /// Exactly a key and a list, and the key is this version's to the letter.
-bool IsOwnEntry(const std::wstring& entry)
+bool IsOwnEntry(std::wstring_view entry)
 {
-    const std::vector<std::wstring> parts = Split(entry, KeySeparator);
-    return parts.size() == 2 && parts[0] == DesktopAppEntries::VersionKey;
+    const std::size_t keyEnd = entry.find(KeySeparator);
+    return keyEnd != std::wstring_view::npos &&
+           entry.find(KeySeparator, keyEnd + 1) == std::wstring_view::npos &&
+           entry.substr(0, keyEnd) == DesktopAppEntries::VersionKey;
+}
+
+/// The entry that begins at `start`. The next one begins behind the separator that follows it.
+std::wstring_view EntryAt(std::wstring_view value, std::size_t start)
+{
+    return value.substr(start, value.find(EntrySeparator, start) - start);
+}
+
+/// This version's first entry in `value`; empty when there is none.
+std::wstring_view FindOwnEntry(std::wstring_view value)
+{
+    for (std::size_t start = 0; start <= value.size();)
+    {
+        const std::wstring_view entry = EntryAt(value, start);
+        if (IsOwnEntry(entry))
+        {
+            return entry;
+        }
+        start += entry.size() + 1;
+    }
+    return {};
 }
 
 std::wstring Trimmed(const std::wstring& text)
@@ -30,54 +54,38 @@ namespace DesktopAppEntries
 {
 std::wstring Update(const std::wstring& value, const std::wstring& guids)
 {
-    std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
+    const std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
     if (IsEmptyOrBlank(value))
     {
         return ownEntry;
     }
-    std::vector<std::wstring> entries = Split(value, EntrySeparator);
-    const auto own = std::find_if(entries.begin(), entries.end(), IsOwnEntry);
-    if (own == entries.end())
+    const std::wstring_view old = FindOwnEntry(value);
+    if (old.empty())
     {
-        entries.push_back(ownEntry);
+        return value + EntrySeparator + ownEntry;
     }
-    else
-    {
-        *own = ownEntry;
-    }
-    std::wstring text;
-    for (std::size_t i = 0; i < entries.size(); ++i)
-    {
-        if (i > 0)
-        {
-            text += EntrySeparator;
-        }
-        text += entries[i];
-    }
-    return text;
+    const auto start = static_cast<std::size_t>(old.data() - value.data());
+    return std::wstring(value).replace(start, old.size(), ownEntry);
 }
 
 std::optional<std::wstring> Remove(const std::wstring& value)
 {
-    std::vector<std::wstring> entries = Split(value, EntrySeparator);
-    const auto own = std::find_if(entries.begin(), entries.end(), IsOwnEntry);
-    if (own == entries.end())
+    const std::wstring_view own = FindOwnEntry(value);
+    if (own.empty())
     {
         return std::nullopt;
     }
-    own->clear();
     std::wstring text;
-    for (std::size_t i = 0; i < entries.size(); ++i)
+    text.reserve(value.size());
+    for (std::size_t start = 0; start <= value.size();)
     {
-        if (IsEmptyOrBlank(entries[i]))
+        const std::wstring_view entry = EntryAt(value, start);
+        if (entry.data() != own.data() && !IsEmptyOrBlank(entry))
         {
-            continue;
+            // With the separator behind it, which the last entry has not.
+            text.append(value, start, entry.size() + 1);
         }
-        text += entries[i];
-        if (i + 1 < entries.size())
-        {
-            text += EntrySeparator;
-        }
+        start += entry.size() + 1;
     }
     return Trimmed(text);
 }

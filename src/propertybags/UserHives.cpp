@@ -1,5 +1,7 @@
 #include "UserHives.h"
 
+#include <algorithm>
+
 std::vector<std::wstring> UserHivesLastToFirst()
 {
     std::vector<std::wstring> hives;
@@ -8,7 +10,8 @@ std::vector<std::wstring> UserHivesLastToFirst()
     {
         return {};
     }
-    return {hives.rbegin(), hives.rend()};
+    std::reverse(hives.begin(), hives.end());
+    return hives;
 }
 
 std::wstring PropertyBagPath(const std::wstring& hive)

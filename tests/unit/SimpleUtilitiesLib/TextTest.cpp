@@ -218,18 +218,6 @@ TEST(IsEmptyOrBlankTest, BlanksAloneCount)
     EXPECT_FALSE(IsEmptyOrBlank(L"\x00A0"));
 }
 
-TEST(SplitTest, EmptyPiecesCount)
-{
-    const std::vector<std::wstring> pieces = {L"", L"a", L"", L"b", L""};
-    EXPECT_EQ(Split(L"*a**b*", L'*'), pieces);
-}
-
-TEST(SplitTest, TextWithoutASeparatorIsOnePiece)
-{
-    EXPECT_EQ(Split(L"abc", L'*'), std::vector<std::wstring>{L"abc"});
-    EXPECT_EQ(Split(L"", L'*'), std::vector<std::wstring>{L""});
-}
-
 TEST(FileNameOfTest, IsWhatFollowsTheLastBackslash)
 {
     EXPECT_EQ(FileNameOf(L"C:\\a.b\\c.d.exe"), L"c.d.exe");

@@ -1,5 +1,7 @@
 #include "DesktopAppEntries.h"
 
+#include "ScarceMemory.h"
+
 #include <gtest/gtest.h>
 
 namespace
@@ -79,10 +81,31 @@ TEST(DesktopAppEntriesUpdateTest, ForeignEntriesAreDataWhateverTheyHold)
     EXPECT_EQ(Update(odd, L"G"), odd + L"*7.0:G");
 }
 
-TEST(DesktopAppEntriesUpdateTest, HugeValueIsHandled)
+TEST(DesktopAppEntriesUpdateTest, TenMillionEntriesNeedNoMemoryOfTheirOwn)
 {
-    const std::wstring huge(524288, L'*');
-    EXPECT_EQ(Update(huge, L"G"), huge + L"*7.0:G");
+    const std::wstring huge(10'000'000, L'*');
+    const std::wstring guids(100, L'G');
+    const ScarceMemory memory;
+    ScarceMemory::Allow(5);
+    const std::wstring updated = Update(huge, guids);
+    ScarceMemory::End();
+    EXPECT_TRUE(updated == huge + L"*7.0:" + guids);
+
+    ScarceMemory::Allow(5);
+    const std::wstring unchanged = Update(updated, guids);
+    ScarceMemory::End();
+    EXPECT_TRUE(unchanged == updated);
+}
+
+TEST(DesktopAppEntriesRemoveTest, TenMillionEntriesNeedNoMemoryOfTheirOwn)
+{
+    const std::wstring huge = std::wstring(10'000'000, L'*') + L"7.0:" + std::wstring(100, L'G');
+    const ScarceMemory memory;
+    ScarceMemory::Allow(2);
+    const std::optional<std::wstring> removed = Remove(huge);
+    ScarceMemory::End();
+    EXPECT_EQ(removed, L"");
+    EXPECT_EQ(Remove(std::wstring(10'000'000, L'*') + L"8.0:A*7.0:G"), L"8.0:A*");
 }
 
 TEST(DesktopAppEntriesRemoveTest, EmptyOrBlankValueIsNotWritten)
