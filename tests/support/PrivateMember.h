@@ -5,8 +5,16 @@
 ///     struct Flag { friend bool Class::*MemberOf(Flag); };
 ///     template struct PrivateMember<Flag, &Class::flag>;
 ///     object.*MemberOf(Flag{}) = true;
-/// An explicit instantiation may name a private member.
+/// An explicit instantiation may name a private member. PRIVATE_FIELD writes the first two lines.
 template <class Tag, auto Member> struct PrivateMember
 {
     friend decltype(Member) MemberOf(Tag) { return Member; }
 };
+
+/// `object.*MemberOf(Tag{})` is the private field `Name` of a `Class`, of the type `Type`.
+#define PRIVATE_FIELD(Tag, Class, Type, Name)                                                      \
+    struct Tag                                                                                     \
+    {                                                                                              \
+        friend Type Class::*MemberOf(Tag);                                                         \
+    };                                                                                             \
+    template struct PrivateMember<Tag, &Class::Name>

@@ -1,5 +1,7 @@
 #include "LegacyPlvException.h"
 
+#include "FieldOffsets.h"
+#include "PrivateMember.h"
 #include "Replaced.h"
 #include "ScarceMemory.h"
 #include "VirtualSlot.h"
@@ -7,9 +9,17 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
+
+PRIVATE_FIELD(ThrownDetails, LegacyPlvException, std::wstring, details);
+PRIVATE_FIELD(ThrownLine, LegacyPlvException, std::uint32_t, line);
+PRIVATE_FIELD(ThrownMethod, LegacyPlvException, std::wstring, method);
+PRIVATE_FIELD(ThrownFile, LegacyPlvException, std::wstring, file);
+PRIVATE_FIELD(WhatBuffer, LegacyPlvException, std::unique_ptr<char[]>, whatBuffer);
 
 namespace
 {
@@ -58,6 +68,52 @@ TEST(LegacyPlvExceptionTest, WhatGivesTheSameBufferAgain)
     const char* first = e.what();
     EXPECT_EQ(e.what(), first);
     EXPECT_STREQ(first, SampleText);
+}
+
+TEST(LegacyPlvExceptionTest, FieldsStandInTheirOrder)
+{
+    EXPECT_EQ(OffsetsOf<LegacyPlvException>(Sample(), MemberOf(ThrownDetails{}),
+                                            MemberOf(ThrownLine{}), MemberOf(ThrownMethod{}),
+                                            MemberOf(ThrownFile{}), MemberOf(WhatBuffer{})),
+              (std::vector<std::size_t>{8, 40, 48, 80, 112}));
+    static_assert(sizeof(LegacyPlvException) == 120);
+}
+
+TEST(LegacyPlvExceptionTest, BufferOf2048BytesIsAllocatedByTheFirstCallOfWhat)
+{
+    const ExceptionRegistryRequest e = Sample();
+    const std::unique_ptr<char[]>& buffer = e.*MemberOf(WhatBuffer{});
+    EXPECT_EQ(buffer, nullptr);
+    const char* what = e.what();
+    EXPECT_EQ(buffer.get(), what);
+    EXPECT_EQ(_msize(buffer.get()), 2048U);
+}
+
+TEST(LegacyPlvExceptionTest, CopyHasNoBufferYet)
+{
+    const ExceptionRegistryRequest e = Sample();
+    static_cast<void>(e.what());
+    const ExceptionRegistryRequest copy = e;
+    EXPECT_EQ(copy.*MemberOf(WhatBuffer{}), nullptr);
+}
+
+TEST(LegacyPlvExceptionTest, BufferIsFreedWithTheException)
+{
+    void* buffer = nullptr;
+    int freed = 0;
+    const Replaced<"msvcrt", "free", void(void*)> free(
+        [&](void* memory)
+        {
+            freed += memory != nullptr && memory == buffer ? 1 : 0;
+            decltype(free)::Original(memory);
+        });
+    {
+        const ExceptionRegistryRequest e = Sample();
+        static_cast<void>(e.what());
+        buffer = (e.*MemberOf(WhatBuffer{})).get();
+        EXPECT_EQ(freed, 0);
+    }
+    EXPECT_EQ(freed, 1);
 }
 
 TEST(LegacyPlvExceptionTest, CopyHasABufferOfItsOwn)
