@@ -10,7 +10,7 @@ std::wstring SystemMessage(DWORD code, DWORD flags)
     const DWORD length =
         FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                        reinterpret_cast<wchar_t*>(buffer.Receive()), 0, nullptr);
-    if (length == 0 || !buffer)
+    if (!buffer.KeepIf(length != 0))
     {
         return {};
     }
@@ -24,6 +24,9 @@ std::wstring Win32ErrorText(DWORD code)
         SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM);
     if (text.empty())
     {
+        // Not the reason why there is no text, but the code that was asked about, counts from here
+        // to the end, where the caller's value is put back.
+        SetLastError(code);
         text = L"Unknown value";
     }
     // The text carries the separator of a label, "GetLastError()", that is itself not printed:

@@ -96,6 +96,51 @@ TEST(Win32ErrorTextTest, LeavesTheLastErrorAlone)
     EXPECT_EQ(GetLastError(), 0xABCDEU);
 }
 
+using SetLastErrorDouble = Replaced<"KERNEL32", "SetLastError", decltype(SetLastError)>;
+
+TEST(Win32ErrorTextTest, CodeWithoutATextIsTheLastErrorUntilTheCallersIsPutBack)
+{
+    std::vector<DWORD> values;
+    const SetLastErrorDouble setLastError(
+        [&](DWORD value)
+        {
+            values.push_back(value);
+            SetLastErrorDouble::Original(value);
+        });
+    SetLastErrorDouble::Original(0xABCDE);
+    static_cast<void>(Win32ErrorText(0x2FFFFFFF));
+    EXPECT_EQ(values, (std::vector<DWORD>{0x2FFFFFFF, 0xABCDE}));
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST(Win32ErrorTextTest, CodeWithATextIsNotTheLastError)
+{
+    std::vector<DWORD> values;
+    const SetLastErrorDouble setLastError([&](DWORD value) { values.push_back(value); });
+    static_cast<void>(Win32ErrorText(2));
+    EXPECT_EQ(std::count(values.begin(), values.end(), 2U), 0);
+}
+
+TEST(Win32ErrorTextTest, WhatAFailedCallLeavesIsNeitherATextNorGivenBack)
+{
+    int garbage = 0;
+    const FormatMessageDouble formatMessage(
+        [&](DWORD, LPCVOID, DWORD, DWORD, LPWSTR buffer, DWORD, char**)
+        {
+            *reinterpret_cast<void**>(buffer) = &garbage;
+            return 0;
+        });
+    int freed = 0;
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
+        [&](HLOCAL memory) -> HLOCAL
+        {
+            ++freed;
+            return memory;
+        });
+    EXPECT_EQ(Win32ErrorText(2), L" = 2/0x2: Unknown value");
+    EXPECT_EQ(freed, 0);
+}
+
 TEST(Win32ErrorTextTest, GivesTheSystemsMemoryBack)
 {
     void* given = nullptr;
