@@ -58,4 +58,5 @@ private:
 
     HKEY handle;
     bool ownsHandle;
+    [[maybe_unused]] void* reserved = nullptr; ///< only reserves room; always null
 };

@@ -1,13 +1,30 @@
 #include "SimpleRegistryKey.h"
 
+#include "FieldOffsets.h"
+#include "PrivateMember.h"
 #include "RegistryKeyFixture.h"
 #include "Replaced.h"
 #include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
 
+PRIVATE_FIELD(KeyHandle, RegistryKey, HKEY, handle);
+PRIVATE_FIELD(KeyIsOwned, RegistryKey, bool, ownsHandle);
+PRIVATE_FIELD(KeyReserve, RegistryKey, void*, reserved);
+
 namespace
 {
+TEST(RegistryKeyFieldsTest, StandInTheirOrderAndTheReserveIsNull)
+{
+    const RegistryKey key(HKEY_USERS, false);
+    EXPECT_EQ(OffsetsOf(key, MemberOf(KeyHandle{}), MemberOf(KeyIsOwned{}), MemberOf(KeyReserve{})),
+              (std::vector<std::size_t>{0, 8, 16}));
+    static_assert(sizeof(RegistryKey) == 24);
+    EXPECT_EQ(key.*MemberOf(KeyHandle{}), HKEY_USERS);
+    EXPECT_FALSE(key.*MemberOf(KeyIsOwned{}));
+    EXPECT_EQ(key.*MemberOf(KeyReserve{}), nullptr);
+}
+
 using OpenDouble = Replaced<"ADVAPI32", "RegOpenKeyExW", decltype(RegOpenKeyExW)>;
 using CreateDouble = Replaced<"ADVAPI32", "RegCreateKeyExW", decltype(RegCreateKeyExW)>;
 using CloseDouble = Replaced<"ADVAPI32", "RegCloseKey", decltype(RegCloseKey)>;
