@@ -2,9 +2,10 @@
 
 #include <utility>
 
-NamedEvent::NamedEvent(std::wstring eventName, bool initialState)
-    : handle(CreateEventW(nullptr, FALSE, initialState, eventName.c_str())),
-      name(std::move(eventName))
+NamedEvent::NamedEvent(std::wstring eventName, bool isSignalledAtFirst)
+    : handle(CreateEventW(nullptr, FALSE, isSignalledAtFirst, eventName.c_str())),
+      name(std::move(eventName)),
+      initialState(isSignalledAtFirst)
 {
 }
 

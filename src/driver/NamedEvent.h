@@ -2,14 +2,15 @@
 
 #include "Owners.h"
 
+#include <cstdint>
 #include <string>
 
 /// A named auto-reset event. One that could not be created is never signalled.
 class NamedEvent
 {
 public:
-    /// Creates or opens the event; `initialState` counts only when this call creates it.
-    NamedEvent(std::wstring eventName, bool initialState);
+    /// Creates or opens the event; `isSignalledAtFirst` counts only when this call creates it.
+    NamedEvent(std::wstring eventName, bool isSignalledAtFirst);
 
     void Set() noexcept;
 
@@ -21,4 +22,6 @@ public:
 private:
     KernelHandle handle;
     std::wstring name;
+    [[maybe_unused]] std::uint32_t reserved = 0; ///< only reserves room
+    [[maybe_unused]] bool initialState;          ///< as it was asked for; read by nothing yet
 };

@@ -41,7 +41,10 @@ XProcess::XProcess()
     startupInformation.cb = sizeof(startupInformation);
 }
 
-XProcess::~XProcess() = default;
+XProcess::~XProcess()
+{
+    CloseChild();
+}
 
 DWORD XProcess::RunAsCurrentUser(const std::wstring& commandLine)
 {
@@ -79,15 +82,23 @@ DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
     return Own(created, information) ? WaitForExitCode() : 0;
 }
 
-bool XProcess::Own(BOOL created, const PROCESS_INFORMATION& information)
+bool XProcess::Own(BOOL created, const PROCESS_INFORMATION& information) noexcept
 {
     if (!created)
     {
+        // What the call left in the record is nobody's.
         return false;
     }
-    process = KernelHandle(information.hProcess);
-    thread = KernelHandle(information.hThread);
+    CloseChild();
+    processInformation = information;
     return true;
+}
+
+void XProcess::CloseChild() noexcept
+{
+    const KernelHandle process(processInformation.hProcess);
+    const KernelHandle thread(processInformation.hThread);
+    processInformation = {};
 }
 
 DWORD XProcess::WaitForExitCode() const
@@ -95,10 +106,10 @@ DWORD XProcess::WaitForExitCode() const
     for (;;)
     {
         DWORD exitCode = 0;
-        switch (WaitForSingleObject(process.Get(), PollMilliseconds))
+        switch (WaitForSingleObject(processInformation.hProcess, PollMilliseconds))
         {
         case WAIT_OBJECT_0:
-            return GetExitCodeProcess(process.Get(), &exitCode) ? exitCode : 0;
+            return GetExitCodeProcess(processInformation.hProcess, &exitCode) ? exitCode : 0;
         case WAIT_TIMEOUT:
             PumpMessages();
             break;

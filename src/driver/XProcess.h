@@ -30,10 +30,13 @@ public:
     bool Start(const std::wstring& commandLine);
 
 private:
-    bool Own(BOOL created, const PROCESS_INFORMATION& information);
+    bool Own(BOOL created, const PROCESS_INFORMATION& information) noexcept;
+    void CloseChild() noexcept;
     [[nodiscard]] DWORD WaitForExitCode() const;
 
     STARTUPINFOW startupInformation = {};
-    KernelHandle process;
-    KernelHandle thread;
+    /// The last child that was started; this object owns its two handles.
+    PROCESS_INFORMATION processInformation = {};
+    /// Only reserves room: closed at the end if anything is put there, which nothing does.
+    [[maybe_unused]] FileHandle reserved;
 };

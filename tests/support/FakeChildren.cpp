@@ -24,7 +24,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
               const bool defaults = process == nullptr && thread == nullptr && !inherit &&
                                     environment == nullptr && directory == nullptr && flags == 0x20;
               return failing.contains(L"CreateProcessW")
-                         ? (journal.push_back(std::wstring(L"cannot start ") + commandLine), FALSE)
+                         ? Refuse(commandLine, information)
                          : Start(L"start", application, commandLine, defaults, flags, startup,
                                  information);
           }),
@@ -131,8 +131,7 @@ BOOL FakeChildren::StartAsUser(HANDLE token, LPCWSTR application, LPWSTR command
 {
     if (failing.contains(L"CreateProcessAsUserW"))
     {
-        journal.push_back(std::wstring(L"cannot start ") + commandLine);
-        return FALSE;
+        return Refuse(commandLine, information);
     }
     const bool ownEnvironment = environment == &environmentBlock;
     return Start(L"start as " + NameOf(token) +
@@ -140,6 +139,14 @@ BOOL FakeChildren::StartAsUser(HANDLE token, LPCWSTR application, LPWSTR command
                       : environment == nullptr ? L""
                                                : L" BAD ENVIRONMENT"),
                  application, commandLine, defaults && flags == 0x420, flags, startup, information);
+}
+
+BOOL FakeChildren::Refuse(LPCWSTR commandLine, PROCESS_INFORMATION* information)
+{
+    journal.push_back(std::wstring(L"cannot start ") + commandLine);
+    information->hProcess = FakeKernelObjects::Garbage();
+    information->hThread = FakeKernelObjects::Garbage();
+    return FALSE;
 }
 
 BOOL FakeChildren::Start(const std::wstring& how, LPCWSTR application, LPWSTR commandLine,
@@ -175,6 +182,8 @@ BOOL FakeChildren::Start(const std::wstring& how, LPCWSTR application, LPWSTR co
             return result;
         },
         [this] { Note(L"CloseHandle process"); });
+    information->dwProcessId = 0x1234;
+    information->dwThreadId = 0x5678;
     exitCodes[information->hProcess] = run(text);
     return TRUE;
 }

@@ -31,6 +31,7 @@ public:
     HANDLE Token(const std::wstring& name);
 
 private:
+    BOOL Refuse(LPCWSTR commandLine, PROCESS_INFORMATION* information);
     BOOL Start(const std::wstring& how, LPCWSTR application, LPWSTR commandLine, bool defaults,
                DWORD flags, const STARTUPINFOW* startup, PROCESS_INFORMATION* information);
     BOOL StartAsUser(HANDLE token, LPCWSTR application, LPWSTR commandLine, bool defaults,

@@ -1,8 +1,15 @@
 #include "NamedEvent.h"
 
 #include "FakeKernelObjects.h"
+#include "FieldOffsets.h"
+#include "PrivateMember.h"
 
 #include <gtest/gtest.h>
+
+PRIVATE_FIELD(EventHandle, NamedEvent, KernelHandle, handle);
+PRIVATE_FIELD(EventName, NamedEvent, std::wstring, name);
+PRIVATE_FIELD(EventReserve, NamedEvent, std::uint32_t, reserved);
+PRIVATE_FIELD(EventInitialState, NamedEvent, bool, initialState);
 
 namespace
 {
@@ -11,6 +18,26 @@ std::wstring UniqueName()
     static int count = 0;
     return L"Global\\NamedEventTest-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
            std::to_wstring(++count);
+}
+
+TEST(NamedEventTest, FieldsStandInTheirOrder)
+{
+    EXPECT_EQ(OffsetsOf(NamedEvent(UniqueName(), false), MemberOf(EventHandle{}),
+                        MemberOf(EventName{}), MemberOf(EventReserve{}),
+                        MemberOf(EventInitialState{})),
+              (std::vector<std::size_t>{0, 8, 40, 44}));
+    static_assert(sizeof(NamedEvent) == 48);
+}
+
+TEST(NamedEventTest, KeepsWhatItWasMadeOf)
+{
+    const std::wstring name = UniqueName();
+    const NamedEvent signalled(name, true);
+    EXPECT_NE((signalled.*MemberOf(EventHandle{})).Get(), nullptr);
+    EXPECT_EQ(signalled.Name(), name);
+    EXPECT_EQ(signalled.*MemberOf(EventReserve{}), 0U);
+    EXPECT_TRUE(signalled.*MemberOf(EventInitialState{}));
+    EXPECT_FALSE(NamedEvent(UniqueName(), false).*MemberOf(EventInitialState{}));
 }
 
 TEST(NamedEventTest, CreatedSignalledWhenAskedFor)
@@ -58,12 +85,6 @@ TEST(NamedEventTest, SignalReachesEveryHolderOfTheName)
     one.Set();
     EXPECT_TRUE(other.Consume());
     EXPECT_FALSE(one.Consume());
-}
-
-TEST(NamedEventTest, KeepsItsName)
-{
-    const std::wstring name = UniqueName();
-    EXPECT_EQ(NamedEvent(name, false).Name(), name);
 }
 
 TEST(NamedEventTest, CreatedWithoutAttributesAndAutoResetAndClosedAtTheEnd)

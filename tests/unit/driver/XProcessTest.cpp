@@ -1,11 +1,19 @@
 #include "XProcess.h"
 
 #include "FakeChildren.h"
+#include "FieldOffsets.h"
+#include "PrivateMember.h"
+#include "TestLog.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <type_traits>
+
+PRIVATE_FIELD(Startup, XProcess, STARTUPINFOW, startupInformation);
+PRIVATE_FIELD(Child, XProcess, PROCESS_INFORMATION, processInformation);
+PRIVATE_FIELD(ProcessReserve, XProcess, FileHandle, reserved);
 
 namespace
 {
@@ -36,6 +44,7 @@ protected:
     Journal journal;
     FakeKernelObjects objects{journal};
     FakeChildren children{journal, objects};
+    LogJournal logJournal{journal}; ///< no journal holds a line of it: failures are silent
 
     /// The messages that wait; 0 stands for a request to quit, -1 for one that cannot be had.
     std::deque<int> messages;
@@ -71,6 +80,62 @@ protected:
                           messages.push_back(0);
                       }};
 };
+
+TEST_F(XProcessTest, FieldsStandInTheirOrderBehindTheVirtualOperations)
+{
+    EXPECT_EQ(
+        OffsetsOf(XProcess(), MemberOf(Startup{}), MemberOf(Child{}), MemberOf(ProcessReserve{})),
+        (std::vector<std::size_t>{8, 112, 136}));
+    static_assert(sizeof(XProcess) == 144);
+}
+
+TEST_F(XProcessTest, NewOneHasNoChild)
+{
+    const XProcess process;
+    const PROCESS_INFORMATION none = {};
+    EXPECT_EQ(std::memcmp(&(process.*MemberOf(Child{})), &none, sizeof(none)), 0);
+    EXPECT_EQ((process.*MemberOf(ProcessReserve{})).Get(), INVALID_HANDLE_VALUE);
+}
+
+TEST_F(XProcessTest, KeepsTheInformationOfItsChild)
+{
+    XProcess process;
+    EXPECT_TRUE(process.Start(L"x"));
+    const PROCESS_INFORMATION& child = process.*MemberOf(Child{});
+    EXPECT_NE(child.hProcess, nullptr);
+    EXPECT_NE(child.hThread, nullptr);
+    EXPECT_EQ(child.dwProcessId, 0x1234U);
+    EXPECT_EQ(child.dwThreadId, 0x5678U);
+}
+
+TEST_F(XProcessTest, NextChildTakesThePlaceOfTheLast)
+{
+    XProcess process;
+    process.Start(L"x");
+    process.Start(L"y");
+    EXPECT_EQ(journal,
+              (Journal{L"start: x", L"start: y", L"CloseHandle thread", L"CloseHandle process"}));
+    EXPECT_EQ(objects.OpenHandles(), 2U);
+}
+
+TEST_F(XProcessTest, ChildThatCannotBeStartedLeavesTheLastOne)
+{
+    XProcess process;
+    process.Start(L"x");
+    children.failing = {L"CreateProcessW"};
+    EXPECT_FALSE(process.Start(L"y"));
+    EXPECT_EQ(journal, (Journal{L"start: x", L"cannot start y"}));
+    EXPECT_EQ((process.*MemberOf(Child{})).dwProcessId, 0x1234U);
+}
+
+TEST_F(XProcessTest, ReservedHandleIsClosedAtTheEndWhenItIsValid)
+{
+    {
+        XProcess process;
+        process.*MemberOf(ProcessReserve{}) = FileHandle(children.Token(L"reserve"));
+    }
+    EXPECT_EQ(journal, Journal{L"CloseHandle reserve"});
+}
 
 TEST_F(XProcessTest, RunsAsTheCurrentUserAndGivesTheExitCode)
 {
