@@ -1,22 +1,10 @@
 #include "ImpersonateMainSessionUserWrapper.h"
 
-#include "Owners.h"
-
 #include <userenv.h>
 
 ImpersonateMainSessionUserWrapper::~ImpersonateMainSessionUserWrapper()
 {
-    if (token == nullptr)
-    {
-        return;
-    }
-    const KernelHandle closer(token);
-    const LastErrorKeeper keeper;
-    if (profileLoaded)
-    {
-        UnloadUserProfile(token, profile);
-    }
-    Revert();
+    Leave();
 }
 
 bool ImpersonateMainSessionUserWrapper::Impersonate(HANDLE sessionToken)
@@ -28,16 +16,20 @@ bool ImpersonateMainSessionUserWrapper::Impersonate(HANDLE sessionToken)
     {
         return false;
     }
-    Revert();
-    const KernelHandle previous(token);
-    token = duplicate.Release();
+    Leave();
+    token = std::move(duplicate);
     return ImpersonateAgain();
 }
 
 bool ImpersonateMainSessionUserWrapper::ImpersonateAgain()
 {
-    impersonating = token != nullptr && ImpersonateLoggedOnUser(token) != FALSE;
-    return impersonating;
+    if (!token || !ImpersonateLoggedOnUser(token.Get()))
+    {
+        // The flag stays: a thread that impersonated before still does.
+        return false;
+    }
+    impersonating = true;
+    return true;
 }
 
 void ImpersonateMainSessionUserWrapper::Revert()
@@ -47,4 +39,22 @@ void ImpersonateMainSessionUserWrapper::Revert()
         ExitProcess(1);
     }
     impersonating = false;
+}
+
+/// Leaves the user: the profile goes with the token that it was loaded with.
+void ImpersonateMainSessionUserWrapper::Leave() noexcept
+{
+    if (!token)
+    {
+        return;
+    }
+    const LastErrorKeeper keeper;
+    if (profileLoaded)
+    {
+        UnloadUserProfile(token.Get(), profile);
+        profileLoaded = false;
+        profile = nullptr;
+    }
+    Revert();
+    token.Reset();
 }

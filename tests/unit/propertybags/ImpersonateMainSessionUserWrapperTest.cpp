@@ -1,5 +1,6 @@
 #include "ImpersonateMainSessionUserWrapper.h"
 
+#include "FieldOffsets.h"
 #include "Journal.h"
 #include "Owners.h"
 #include "PrivateMember.h"
@@ -11,17 +12,10 @@
 
 #include <optional>
 
-struct ProfileLoaded
-{
-    friend bool ImpersonateMainSessionUserWrapper::*MemberOf(ProfileLoaded);
-};
-template struct PrivateMember<ProfileLoaded, &ImpersonateMainSessionUserWrapper::profileLoaded>;
-
-struct Profile
-{
-    friend HANDLE ImpersonateMainSessionUserWrapper::*MemberOf(Profile);
-};
-template struct PrivateMember<Profile, &ImpersonateMainSessionUserWrapper::profile>;
+PRIVATE_FIELD(Impersonating, ImpersonateMainSessionUserWrapper, bool, impersonating);
+PRIVATE_FIELD(UserToken, ImpersonateMainSessionUserWrapper, KernelHandle, token);
+PRIVATE_FIELD(ProfileLoaded, ImpersonateMainSessionUserWrapper, bool, profileLoaded);
+PRIVATE_FIELD(Profile, ImpersonateMainSessionUserWrapper, HANDLE, profile);
 
 namespace
 {
@@ -109,6 +103,14 @@ private:
 
 static_assert(std::has_virtual_destructor_v<ImpersonateMainSessionUserWrapper>);
 
+TEST_F(ImpersonationTest, FieldsStandInTheirOrderBehindTheVirtualOperations)
+{
+    EXPECT_EQ(OffsetsOf(*wrapper, MemberOf(Impersonating{}), MemberOf(UserToken{}),
+                        MemberOf(ProfileLoaded{}), MemberOf(Profile{})),
+              (std::vector<std::size_t>{8, 16, 24, 32}));
+    static_assert(sizeof(ImpersonateMainSessionUserWrapper) == 40);
+}
+
 TEST_F(ImpersonationTest, ImpersonatesADuplicateOfTheToken)
 {
     EXPECT_TRUE(wrapper->Impersonate(SessionToken));
@@ -195,6 +197,16 @@ TEST_F(ImpersonationTest, ImpersonatingAgainMayFail)
     EXPECT_EQ(journal, Journal{L"close 256"});
 }
 
+TEST_F(ImpersonationTest, FailingToImpersonateAgainForgetsNotThatItDoes)
+{
+    wrapper->Impersonate(SessionToken);
+    impersonated = FALSE;
+    EXPECT_FALSE(wrapper->ImpersonateAgain());
+    journal.clear();
+    wrapper.reset();
+    EXPECT_EQ(journal, (Journal{L"revert", L"close 256"}));
+}
+
 TEST_F(ImpersonationTest, NobodyIsImpersonatedAgainWhoNeverWas)
 {
     EXPECT_FALSE(wrapper->ImpersonateAgain());
@@ -207,10 +219,31 @@ TEST_F(ImpersonationTest, NextUserTakesThePlaceOfTheFirst)
     journal.clear();
     EXPECT_TRUE(wrapper->Impersonate(SessionToken));
     wrapper.reset();
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), L"close 256"), 1);
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), L"close 257"), 1);
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), L"revert"), 2);
-    EXPECT_EQ(journal.back(), L"close 257");
+    EXPECT_EQ(journal, (Journal{L"duplicate", L"revert", L"close 256", L"impersonate 257",
+                                L"revert", L"close 257"}));
+}
+
+TEST_F(ImpersonationTest, ProfileIsUnloadedWithTheTokenOfItsOwnUserWhenTheNextOneComes)
+{
+    wrapper->Impersonate(SessionToken);
+    (*wrapper).*MemberOf(ProfileLoaded{}) = true;
+    (*wrapper).*MemberOf(Profile{}) = reinterpret_cast<HANDLE>(0x77);
+    journal.clear();
+    EXPECT_TRUE(wrapper->Impersonate(SessionToken));
+    wrapper.reset();
+    EXPECT_EQ(journal, (Journal{L"duplicate", L"unload 256 119", L"revert", L"close 256",
+                                L"impersonate 257", L"revert", L"close 257"}));
+}
+
+TEST_F(ImpersonationTest, NextUserWhoCannotBeImpersonatedLeavesTheThreadItself)
+{
+    wrapper->Impersonate(SessionToken);
+    impersonated = FALSE;
+    journal.clear();
+    EXPECT_FALSE(wrapper->Impersonate(SessionToken));
+    wrapper.reset();
+    EXPECT_EQ(journal,
+              (Journal{L"duplicate", L"revert", L"close 256", L"impersonate 257", L"close 257"}));
 }
 
 TEST_F(ImpersonationTest, NextUserWhoCannotBeHadLeavesTheFirst)
