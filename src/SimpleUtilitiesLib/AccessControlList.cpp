@@ -6,25 +6,35 @@
 
 namespace
 {
-/// The entry when it is an allowing one of the object's own for `sid`, null otherwise.
-///
-/// An entry without inheritance flags counts as one with them: a file, below which nothing lies,
-/// stores its entries without the flags that they were granted with. Otherwise every run of the
-/// program would find no entry of its own and add another, and the file's list would grow for ever.
-const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, PSID sid, DWORD inheritance)
+/// A grant that an entry may be the same as.
+struct Grant
 {
-    if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE ||
-        (entry->AceFlags != inheritance && entry->AceFlags != 0))
+    PSID sid;
+    DWORD inheritance;
+    ObjectKind kind;
+};
+
+/// The entry when it is an allowing one of the object's own for the same account, null otherwise.
+///
+/// On a leaf, an entry without inheritance flags counts as one with them: a file stores its entries
+/// without the flags that they were granted with. Otherwise every run of the program would find no
+/// entry of its own and add another, and the file's list would grow for ever. On a folder such an
+/// entry is for the folder alone, and what lies below it must not inherit its rights.
+const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, const Grant& grant)
+{
+    const bool inheritsTheSame = entry->AceFlags == grant.inheritance ||
+                                 (entry->AceFlags == 0 && grant.kind == ObjectKind::Leaf);
+    if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE || !inheritsTheSame)
     {
         return nullptr;
     }
     const auto* allowed = reinterpret_cast<const ACCESS_ALLOWED_ACE*>(entry);
-    return EqualSid(const_cast<DWORD*>(&allowed->SidStart), sid) ? allowed : nullptr;
+    return EqualSid(const_cast<DWORD*>(&allowed->SidStart), grant.sid) ? allowed : nullptr;
 }
 
-/// Copies `oldAcl` without the grants for `sid`, whose rights are added to `rights`. Null when the
-/// list cannot be read.
-Acl CopyWithoutGrantsFor(PSID sid, PACL oldAcl, DWORD inheritance, DWORD& rights)
+/// Copies `oldAcl` without the entries that are the same as `grant`, whose rights are added to
+/// `rights`. Null when a step fails.
+Acl CopyWithoutTheSame(const Grant& grant, PACL oldAcl, DWORD& rights)
 {
     ACL_SIZE_INFORMATION information = {};
     if (!GetAclInformation(oldAcl, &information, sizeof(information), AclSizeInformation))
@@ -46,7 +56,7 @@ Acl CopyWithoutGrantsFor(PSID sid, PACL oldAcl, DWORD inheritance, DWORD& rights
             return {};
         }
         const auto* header = static_cast<const ACE_HEADER*>(entry);
-        if (const ACCESS_ALLOWED_ACE* same = AsSameGrant(header, sid, inheritance))
+        if (const ACCESS_ALLOWED_ACE* same = AsSameGrant(header, grant))
         {
             gathered |= same->Mask;
         }
@@ -58,38 +68,60 @@ Acl CopyWithoutGrantsFor(PSID sid, PACL oldAcl, DWORD inheritance, DWORD& rights
     rights |= gathered;
     return copy;
 }
-} // namespace
 
-bool AddExplicitAccessToAcl(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, Acl& newAcl)
+/// The list with the entry merged into it; null when a step fails.
+Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
 {
     Acl others;
-    std::vector<BYTE> sid;
     // Only a grant may take over the rights of the entries that it replaces: of a denial or of a
     // new set of rights something else would become.
     if (oldAcl != nullptr && explicitAccess.grfAccessMode == GRANT_ACCESS &&
-        explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME &&
-        LookupSidFromAccountName(explicitAccess.Trustee.ptstrName, sid))
+        explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME)
     {
-        others = CopyWithoutGrantsFor(sid.data(), oldAcl, explicitAccess.grfInheritance,
-                                      explicitAccess.grfAccessPermissions);
+        std::vector<BYTE> sid;
+        if (LookupSidFromAccountName(explicitAccess.Trustee.ptstrName, sid))
+        {
+            others = CopyWithoutTheSame({sid.data(), explicitAccess.grfInheritance, kind}, oldAcl,
+                                        explicitAccess.grfAccessPermissions);
+            if (!others)
+            {
+                return {};
+            }
+            oldAcl = others.Get();
+        }
+        else if (GetLastError() != ERROR_NONE_MAPPED)
+        {
+            return {};
+        }
+        // A name that no account has may still be one that the system knows.
     }
-    // When the account or the list cannot be read, the system decides what it makes of the two.
-    PACL base = others ? others.Get() : oldAcl;
     Acl merged;
-    if (SetEntriesInAclW(1, &explicitAccess, base, merged.Receive()) != ERROR_SUCCESS)
+    merged.KeepIf(SetEntriesInAclW(1, &explicitAccess, oldAcl, merged.Receive()) == ERROR_SUCCESS);
+    return merged;
+}
+} // namespace
+
+bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
+                            Acl& newAcl) noexcept
+{
+    try
     {
-        newAcl.Reset();
-        return false;
+        newAcl = Merge(explicitAccess, oldAcl, kind);
     }
-    newAcl = std::move(merged);
+    catch (...)
+    {
+        // Out of memory.
+        newAcl.Reset();
+    }
     return newAcl.IsValid();
 }
 
-bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, Acl& newAcl)
+bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, ObjectKind kind,
+                   Acl& newAcl) noexcept
 {
-    std::wstring name = trusteeName;
     EXPLICIT_ACCESS_W explicitAccess = {};
-    BuildExplicitAccessWithNameW(&explicitAccess, name.data(), rights, GRANT_ACCESS,
-                                 SUB_CONTAINERS_AND_OBJECTS_INHERIT);
-    return AddExplicitAccessToAcl(explicitAccess, oldAcl, newAcl);
+    // The name is only pointed to.
+    BuildExplicitAccessWithNameW(&explicitAccess, const_cast<wchar_t*>(trusteeName.c_str()), rights,
+                                 GRANT_ACCESS, SUB_CONTAINERS_AND_OBJECTS_INHERIT);
+    return AddExplicitAccessToAcl(explicitAccess, oldAcl, kind, newAcl);
 }

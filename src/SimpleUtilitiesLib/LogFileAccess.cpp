@@ -16,7 +16,7 @@ bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account) noexcep
     try
     {
         FileAccessControl file(log.Path());
-        return GrantAccess(file, TrusteeName(account));
+        return file.Open() != INVALID_HANDLE_VALUE && GrantAccess(file, TrusteeName(account));
     }
     catch (...)
     {

@@ -4,6 +4,7 @@
 
 #include <sddl.h>
 
+#include <new>
 #include <utility>
 
 namespace
@@ -18,15 +19,18 @@ struct CurrentSecurity
     LocalPointer<PSID> group;
 };
 
-/// Memory for a part of a descriptor; none when the descriptor has no such part. False when there
-/// is none to be had.
-template <class Part> bool Allocate(DWORD size, Part& part)
+/// Memory for a part of a descriptor; none when the descriptor has no such part. Throws
+/// std::bad_alloc when there is none to be had.
+template <class Part> void Allocate(DWORD size, Part& part)
 {
     part = Part(size == 0 ? nullptr : static_cast<typename Part::Value>(LocalAlloc(LPTR, size)));
-    return size == 0 || part;
+    if (size != 0 && !part)
+    {
+        throw std::bad_alloc();
+    }
 }
 
-/// Takes a self-relative descriptor apart (MakeAbsoluteSD).
+/// Takes a self-relative descriptor apart (MakeAbsoluteSD). False when it cannot be.
 bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
 {
     DWORD size = 0;
@@ -36,33 +40,64 @@ bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
     DWORD groupSize = 0;
     MakeAbsoluteSD(relative, nullptr, &size, nullptr, &daclSize, nullptr, &saclSize, nullptr,
                    &ownerSize, nullptr, &groupSize);
-    return Allocate(size, absolute.descriptor) && Allocate(daclSize, absolute.dacl) &&
-           Allocate(saclSize, absolute.sacl) && Allocate(ownerSize, absolute.owner) &&
-           Allocate(groupSize, absolute.group) &&
-           MakeAbsoluteSD(relative, absolute.descriptor.Get(), &size, absolute.dacl.Get(),
+    Allocate(size, absolute.descriptor);
+    Allocate(daclSize, absolute.dacl);
+    Allocate(saclSize, absolute.sacl);
+    Allocate(ownerSize, absolute.owner);
+    Allocate(groupSize, absolute.group);
+    return MakeAbsoluteSD(relative, absolute.descriptor.Get(), &size, absolute.dacl.Get(),
                           &daclSize, absolute.sacl.Get(), &saclSize, absolute.owner.Get(),
-                          &ownerSize, absolute.group.Get(), &groupSize);
+                          &ownerSize, absolute.group.Get(), &groupSize) != FALSE;
 }
 
 /// What the object has now. An object whose descriptor cannot be read or taken apart starts from an
-/// empty DACL.
-bool ReadCurrentSecurity(HANDLE handle, SE_OBJECT_TYPE objectType, CurrentSecurity& current)
+/// empty DACL. False when not even that can be had.
+bool ReadCurrentSecurity(const ResourceAccessControl& resource, CurrentSecurity& current)
 {
     LocalPointer<PSECURITY_DESCRIPTOR> relative;
-    if (GetSecurityInfo(handle, objectType, DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION,
-                        nullptr, nullptr, nullptr, nullptr, relative.Receive()) == ERROR_SUCCESS &&
-        relative && MakeAbsolute(relative.Get(), current))
+    if (relative.KeepIf(GetSecurityInfo(resource.Handle(), resource.ObjectType(),
+                                        DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION,
+                                        nullptr, nullptr, nullptr, nullptr,
+                                        relative.Receive()) == ERROR_SUCCESS) &&
+        MakeAbsolute(relative.Get(), current))
     {
         return true;
     }
     current = {};
-    return ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:", SDDL_REVISION_1,
-                                                                relative.Receive(), nullptr) &&
+    return relative.KeepIf(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+               L"D:", SDDL_REVISION_1, relative.Receive(), nullptr)) &&
            MakeAbsolute(relative.Get(), current);
+}
+
+/// An object of which this cannot be told counts as a folder, on which nothing is merged that other
+/// objects would inherit.
+ObjectKind KindOf(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION information = {};
+    const bool isLeaf = GetFileInformationByHandle(handle, &information) &&
+                        (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    return isLeaf ? ObjectKind::Leaf : ObjectKind::Folder;
+}
+
+bool Widen(ResourceAccessControl& resource, const std::wstring& trusteeName)
+{
+    CurrentSecurity current;
+    if (!ReadCurrentSecurity(resource, current) || !current.dacl)
+    {
+        return false;
+    }
+    resource.CarryOver(std::move(current.sacl));
+    Acl dacl;
+    SECURITY_DESCRIPTOR descriptor = {};
+    return AddGrantToAcl(trusteeName, GENERIC_READ | GENERIC_WRITE | DELETE, current.dacl.Get(),
+                         KindOf(resource.Handle()), dacl) &&
+           BuildSecurityDescriptor(dacl.Get(), resource.Sacl(), descriptor) &&
+           SetSecurityInfo(resource.Handle(), resource.ObjectType(), DACL_SECURITY_INFORMATION,
+                           nullptr, nullptr, dacl.Get(), resource.Sacl()) == ERROR_SUCCESS;
 }
 } // namespace
 
-ResourceAccessControl::ResourceAccessControl(SE_OBJECT_TYPE type, std::wstring objectName)
+ResourceAccessControl::ResourceAccessControl(SE_OBJECT_TYPE type, std::wstring objectName) noexcept
     : objectType(type), name(std::move(objectName))
 {
 }
@@ -71,38 +106,35 @@ ResourceAccessControl::~ResourceAccessControl() = default;
 
 void ResourceAccessControl::Reserved() const noexcept {}
 
-FileAccessControl::FileAccessControl(std::wstring path)
+void ResourceAccessControl::CarryOver(Acl newSacl) noexcept
+{
+    sacl = std::move(newSacl);
+}
+
+void ResourceAccessControl::Own(FileHandle opened) noexcept
+{
+    handle = std::move(opened);
+}
+
+FileAccessControl::FileAccessControl(std::wstring path) noexcept
     : ResourceAccessControl(SE_FILE_OBJECT, std::move(path))
 {
 }
 
-HANDLE FileAccessControl::Open()
+HANDLE FileAccessControl::Open() noexcept
 {
     // Backup semantics let directories open too.
-    handle = FileHandle(CreateFileW(Name().c_str(), READ_CONTROL | WRITE_DAC | WRITE_OWNER | DELETE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    return handle.Get();
+    Own(FileHandle(CreateFileW(Name().c_str(), READ_CONTROL | WRITE_DAC | WRITE_OWNER | DELETE,
+                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)));
+    return Handle();
 }
 
 bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName) noexcept
 {
     try
     {
-        HANDLE handle = resource.Open();
-        if (handle == INVALID_HANDLE_VALUE)
-        {
-            return false;
-        }
-        CurrentSecurity current;
-        Acl dacl;
-        SECURITY_DESCRIPTOR descriptor = {};
-        return ReadCurrentSecurity(handle, resource.ObjectType(), current) &&
-               AddGrantToAcl(trusteeName, GENERIC_READ | GENERIC_WRITE | DELETE, current.dacl.Get(),
-                             dacl) &&
-               BuildSecurityDescriptor(dacl.Get(), current.sacl.Get(), descriptor) &&
-               SetSecurityInfo(handle, resource.ObjectType(), DACL_SECURITY_INFORMATION, nullptr,
-                               nullptr, dacl.Get(), current.sacl.Get()) == ERROR_SUCCESS;
+        return resource.Handle() != INVALID_HANDLE_VALUE && Widen(resource, trusteeName);
     }
     catch (...)
     {

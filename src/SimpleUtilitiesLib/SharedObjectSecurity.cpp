@@ -2,7 +2,23 @@
 
 #include "WellKnownAccounts.h"
 
-bool BuildSecurityDescriptor(PACL dacl, PACL sacl, SECURITY_DESCRIPTOR& descriptor)
+namespace
+{
+bool AddFullAccess(const WellKnownAccount& account, PACL dacl, Acl& merged) noexcept
+{
+    try
+    {
+        return AddGrantToAcl(TrusteeName(account), GENERIC_ALL, dacl, ObjectKind::Leaf, merged);
+    }
+    catch (...)
+    {
+        // No memory for the account's name.
+        return false;
+    }
+}
+} // namespace
+
+bool BuildSecurityDescriptor(PACL dacl, PACL sacl, SECURITY_DESCRIPTOR& descriptor) noexcept
 {
     return InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) &&
            SetSecurityDescriptorDacl(&descriptor, TRUE, dacl, FALSE) &&
@@ -10,13 +26,13 @@ bool BuildSecurityDescriptor(PACL dacl, PACL sacl, SECURITY_DESCRIPTOR& descript
            IsValidSecurityDescriptor(&descriptor);
 }
 
-SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor()
+SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor() noexcept
 {
     SharedObjectSecurityDescriptor shared;
     for (const WellKnownAccount& account : WellKnownAccounts::All)
     {
         Acl merged;
-        if (!AddGrantToAcl(TrusteeName(account), GENERIC_ALL, shared.dacl.Get(), merged))
+        if (!AddFullAccess(account, shared.dacl.Get(), merged))
         {
             return shared;
         }

@@ -2,23 +2,14 @@
 
 #include <sddl.h>
 
+#include <utility>
+
 namespace
 {
 /// The length of a name with its terminating zero that is tried before the system is asked.
 constexpr DWORD FirstNameCharacters = 32;
-} // namespace
 
-Sid SidFromText(const std::wstring& text)
-{
-    Sid sid;
-    if (!ConvertStringSidToSidW(text.c_str(), sid.Receive()))
-    {
-        return {};
-    }
-    return sid;
-}
-
-bool LookupAccountNameFromSid(PSID sid, std::wstring& name, std::wstring& domain)
+bool FindAccountOfSid(PSID sid, std::wstring& name, std::wstring& domain)
 {
     DWORD nameLength = FirstNameCharacters;
     DWORD domainLength = FirstNameCharacters;
@@ -30,8 +21,9 @@ bool LookupAccountNameFromSid(PSID sid, std::wstring& name, std::wstring& domain
         if (LookupAccountSidW(nullptr, sid, nameBuffer.data(), &nameLength, domainBuffer.data(),
                               &domainLength, &use))
         {
-            name = nameBuffer.data();
+            std::wstring foundName = nameBuffer.data();
             domain = domainBuffer.data();
+            name = std::move(foundName);
             return true;
         }
         if (GetLastError() != ERROR_INSUFFICIENT_BUFFER)
@@ -42,7 +34,7 @@ bool LookupAccountNameFromSid(PSID sid, std::wstring& name, std::wstring& domain
     return false;
 }
 
-bool LookupSidFromAccountName(const std::wstring& account, std::vector<BYTE>& sid)
+bool FindSidOfAccount(const std::wstring& account, std::vector<BYTE>& sid)
 {
     sid.assign(SECURITY_MAX_SID_SIZE, 0);
     auto sidSize = static_cast<DWORD>(sid.size());
@@ -62,13 +54,11 @@ bool LookupSidFromAccountName(const std::wstring& account, std::vector<BYTE>& si
         }
         sid.resize(sidSize);
     }
-    sid.clear();
     return false;
 }
 
-bool GetTokenUserSidString(HANDLE token, std::wstring& sidString)
+bool FindUserOfToken(HANDLE token, std::wstring& sidString)
 {
-    sidString.clear();
     DWORD size = 0;
     GetTokenInformation(token, TokenUser, nullptr, 0, &size);
     if (size < sizeof(TOKEN_USER))
@@ -81,10 +71,53 @@ bool GetTokenUserSidString(HANDLE token, std::wstring& sidString)
         return false;
     }
     LocalPointer<wchar_t*> text;
-    if (ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid,
-                               text.Receive()))
+    if (text.KeepIf(ConvertSidToStringSidW(
+            reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid, text.Receive())))
     {
         sidString = text.Get();
     }
     return !sidString.empty();
+}
+
+/// Runs `work`; false, with the reason as the last error, when there is no memory for it.
+template <class Work> bool WithoutThrowing(Work work) noexcept
+{
+    try
+    {
+        return work();
+    }
+    catch (...)
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+}
+} // namespace
+
+Sid SidFromText(const std::wstring& text) noexcept
+{
+    Sid sid;
+    sid.KeepIf(ConvertStringSidToSidW(text.c_str(), sid.Receive()));
+    return sid;
+}
+
+bool LookupAccountNameFromSid(PSID sid, std::wstring& name, std::wstring& domain) noexcept
+{
+    return WithoutThrowing([&] { return FindAccountOfSid(sid, name, domain); });
+}
+
+bool LookupSidFromAccountName(const std::wstring& account, std::vector<BYTE>& sid) noexcept
+{
+    const bool found = WithoutThrowing([&] { return FindSidOfAccount(account, sid); });
+    if (!found)
+    {
+        sid.clear();
+    }
+    return found;
+}
+
+bool GetTokenUserSidString(HANDLE token, std::wstring& sidString) noexcept
+{
+    sidString.clear();
+    return WithoutThrowing([&] { return FindUserOfToken(token, sidString); });
 }

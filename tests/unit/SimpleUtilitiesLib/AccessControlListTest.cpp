@@ -1,6 +1,7 @@
 #include "AccessControlList.h"
 
 #include "Replaced.h"
+#include "ScarceMemory.h"
 #include "SecurityText.h"
 #include "WellKnownAccounts.h"
 
@@ -24,25 +25,35 @@ protected:
     Entries Granted(const std::wstring& before, DWORD rights)
     {
         const ListFromText list(before);
-        EXPECT_TRUE(AddGrantToAcl(localService, rights, list.List(), acl));
+        EXPECT_TRUE(AddGrantToAcl(localService, rights, list.List(), kind, acl));
         EXPECT_EQ(EntriesOf(SecurityText(list.Descriptor())), Normal(before)) << "it was changed";
         return EntriesOf(SecurityText(acl.Get()));
     }
 
-    /// Grants while a step of the copying fails: the system is given the list as it was.
-    void ExpectTheSystemToMerge()
+    /// Grants to an account that cannot be looked up for this reason.
+    bool GrantToAnAccount(DWORD thatFailsWith, const ListFromText& list)
+    {
+        const Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)> lookup(
+            [=](LPCWSTR, LPCWSTR, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+            {
+                SetLastError(thatFailsWith);
+                return FALSE;
+            });
+        return AddGrantToAcl(localService, GENERIC_WRITE, list.List(), kind, acl);
+    }
+
+    /// Grants while a step of the copying fails: the system is not asked, and there is no list.
+    void ExpectNoList()
     {
         const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
-        PACL given = nullptr;
         const SetEntriesDouble setEntries(
-            [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+            [&](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
             {
-                given = old;
-                return decltype(setEntries)::Original(count, entries, old, merged);
+                ADD_FAILURE() << "the system was asked";
+                return ERROR_INVALID_ACL;
             });
-        EXPECT_TRUE(AddGrantToAcl(localService, GENERIC_WRITE, list.List(), acl));
-        EXPECT_EQ(given, list.List());
-        EXPECT_TRUE(acl.IsValid());
+        EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_WRITE, list.List(), kind, acl));
+        EXPECT_FALSE(acl.IsValid());
     }
 
     /// Adds an entry of another mode to a list with a grant that would be taken over: the system is
@@ -62,17 +73,18 @@ protected:
                 EXPECT_EQ(entries->grfAccessPermissions, 0x40000000U);
                 return decltype(setEntries)::Original(count, entries, old, merged);
             });
-        EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), acl));
+        EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), kind, acl));
         EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Normal(expected));
     }
 
     const std::wstring localService = TrusteeName(WellKnownAccounts::LocalService);
+    ObjectKind kind = ObjectKind::Leaf;
     Acl acl;
 };
 
 TEST_F(AccessControlListTest, NoListBecomesOneEntryThatIsInherited)
 {
-    EXPECT_TRUE(AddGrantToAcl(localService, 0x10000000, nullptr, acl));
+    EXPECT_TRUE(AddGrantToAcl(localService, 0x10000000, nullptr, kind, acl));
     EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Entries{L"(A;OICI;GA;;;LS)"});
 }
 
@@ -90,7 +102,7 @@ TEST_F(AccessControlListTest, GrantIsAskedForByName)
                 EXPECT_EQ(inheritance, 3U);
                 decltype(build)::Original(entry, trustee, rights, mode, inheritance);
             });
-    EXPECT_TRUE(AddGrantToAcl(localService, 0xC0010000, nullptr, acl));
+    EXPECT_TRUE(AddGrantToAcl(localService, 0xC0010000, nullptr, kind, acl));
 }
 
 TEST_F(AccessControlListTest, OtherEntriesStay)
@@ -115,9 +127,22 @@ TEST_F(AccessControlListTest, EntryOfTheSameAccountTakesTheRightsOfBoth)
     EXPECT_EQ(Granted(L"D:(A;OICI;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;OICI;GRGW;;;LS)"));
 }
 
-TEST_F(AccessControlListTest, EntryWithoutInheritanceIsTheSameToo)
+TEST_F(AccessControlListTest, EntryWithoutInheritanceIsTheSameTooOnALeaf)
 {
     EXPECT_EQ(Granted(L"D:(A;;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;OICI;GRGW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, EntryWithoutInheritanceStaysAFoldersOwn)
+{
+    kind = ObjectKind::Folder;
+    EXPECT_EQ(Granted(L"D:(A;;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;;GR;;;LS)(A;OICI;GW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, EntryWithTheSameInheritanceIsTheSameOnAFolder)
+{
+    kind = ObjectKind::Folder;
+    EXPECT_EQ(Granted(L"D:(A;OICI;GR;;;LS)(A;OI;SD;;;LS)", GENERIC_WRITE),
+              Normal(L"D:(A;OI;SD;;;LS)(A;OICI;GRGW;;;LS)"));
 }
 
 TEST_F(AccessControlListTest, SeveralEntriesOfTheSameAccountBecomeOne)
@@ -141,14 +166,20 @@ TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
 TEST_F(AccessControlListTest, GrantThatTheSystemRefusesGivesNoList)
 {
     acl = Acl(static_cast<PACL>(LocalAlloc(LPTR, 8)));
+    int garbage = 0;
     const SetEntriesDouble setEntries(
-        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL* merged) -> DWORD
+        [&](ULONG, PEXPLICIT_ACCESSW, PACL, PACL* merged) -> DWORD
         {
-            // What a failing call leaves there is no list.
-            *merged = static_cast<PACL>(LocalAlloc(LPTR, 8));
+            *merged = reinterpret_cast<PACL>(&garbage);
             return ERROR_INVALID_ACL;
         });
-    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, acl));
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
+        [&](HLOCAL memory) -> HLOCAL
+        {
+            EXPECT_NE(memory, &garbage) << "what a failing call leaves there is nobody's";
+            return memory == &garbage ? nullptr : decltype(localFree)::Original(memory);
+        });
+    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, kind, acl));
     EXPECT_FALSE(acl.IsValid());
 }
 
@@ -156,7 +187,7 @@ TEST_F(AccessControlListTest, GrantWithoutAListIsRefused)
 {
     const SetEntriesDouble setEntries([](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
                                       { return ERROR_SUCCESS; });
-    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, acl));
+    EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, kind, acl));
 }
 
 TEST_F(AccessControlListTest, EntryIsMergedOnce)
@@ -183,7 +214,7 @@ TEST_F(AccessControlListTest, TrusteeThatIsNoNameIsLeftToTheSystem)
     entry.grfAccessPermissions = GENERIC_READ;
     entry.grfAccessMode = GRANT_ACCESS;
     BuildTrusteeWithSidW(&entry.Trustee, sid);
-    EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), acl));
+    EXPECT_TRUE(AddExplicitAccessToAcl(entry, list.List(), kind, acl));
     EXPECT_EQ(EntriesOf(SecurityText(acl.Get())), Normal(L"D:(A;;GA;;;BA)(A;;GR;;;LS)"));
 }
 
@@ -197,49 +228,96 @@ TEST_F(AccessControlListTest, NewSetOfRightsIsLeftToTheSystemAndTakesNoGrantOver
     ExpectTheSystemToAdd(SET_ACCESS, L"D:(A;OICI;GW;;;LS)(A;;GA;;;BA)");
 }
 
-TEST_F(AccessControlListTest, UnknownAccountIsLeftToTheSystem)
+TEST_F(AccessControlListTest, NameThatNoAccountHasIsLeftToTheSystem)
 {
-    const Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)> lookup(
-        [](LPCWSTR, LPCWSTR, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+    const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+    PACL given = nullptr;
+    const SetEntriesDouble setEntries(
+        [&](ULONG, PEXPLICIT_ACCESSW, PACL old, PACL* merged) -> DWORD
         {
-            SetLastError(ERROR_NONE_MAPPED);
-            return FALSE;
+            given = old;
+            *merged = static_cast<PACL>(LocalAlloc(LPTR, 8));
+            return ERROR_SUCCESS;
         });
-    ExpectTheSystemToMerge();
+    EXPECT_TRUE(GrantToAnAccount(ERROR_NONE_MAPPED, list));
+    EXPECT_EQ(given, list.List());
 }
 
-TEST_F(AccessControlListTest, ListThatCannotBeReadIsLeftToTheSystem)
+TEST_F(AccessControlListTest, AccountThatCannotBeLookedUpIsAFailure)
+{
+    const SetEntriesDouble setEntries(
+        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
+        {
+            ADD_FAILURE() << "the system was asked";
+            return ERROR_INVALID_ACL;
+        });
+    const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+    EXPECT_FALSE(GrantToAnAccount(ERROR_NOT_ENOUGH_MEMORY, list));
+    EXPECT_FALSE(acl.IsValid());
+}
+
+TEST_F(AccessControlListTest, ListThatCannotBeReadIsAFailure)
 {
     const Replaced<"ADVAPI32", "GetAclInformation", decltype(GetAclInformation)> information(
         [](PACL, LPVOID, DWORD, ACL_INFORMATION_CLASS) { return FALSE; });
-    ExpectTheSystemToMerge();
+    ExpectNoList();
 }
 
-TEST_F(AccessControlListTest, CopyWithoutMemoryIsLeftToTheSystem)
+TEST_F(AccessControlListTest, CopyWithoutMemoryIsAFailure)
 {
     const Replaced<"KERNEL32", "LocalAlloc", decltype(LocalAlloc)> localAlloc(
         [](UINT, SIZE_T) -> HLOCAL { return nullptr; });
-    ExpectTheSystemToMerge();
+    ExpectNoList();
 }
 
-TEST_F(AccessControlListTest, CopyThatCannotBeMadeIsLeftToTheSystem)
+TEST_F(AccessControlListTest, CopyThatCannotBeMadeIsAFailure)
 {
     const Replaced<"ADVAPI32", "InitializeAcl", decltype(InitializeAcl)> initialize(
         [](PACL, DWORD, DWORD) { return FALSE; });
-    ExpectTheSystemToMerge();
+    ExpectNoList();
 }
 
-TEST_F(AccessControlListTest, EntryThatCannotBeReadIsLeftToTheSystem)
+TEST_F(AccessControlListTest, EntryThatCannotBeReadIsAFailure)
 {
     const Replaced<"ADVAPI32", "GetAce", decltype(GetAce)> getAce([](PACL, DWORD, LPVOID*)
                                                                   { return FALSE; });
-    ExpectTheSystemToMerge();
+    ExpectNoList();
 }
 
-TEST_F(AccessControlListTest, EntryThatCannotBeCopiedIsLeftToTheSystem)
+TEST_F(AccessControlListTest, EntryThatCannotBeCopiedIsAFailure)
 {
     const Replaced<"ADVAPI32", "AddAce", decltype(AddAce)> addAce(
         [](PACL, DWORD, DWORD, LPVOID, DWORD) { return FALSE; });
-    ExpectTheSystemToMerge();
+    ExpectNoList();
+}
+
+TEST_F(AccessControlListTest, MergingWithoutMemoryIsAFailureAndDoesNotThrow)
+{
+    const ScarceMemory memory;
+    const ListFromText list(L"D:(A;OICI;GR;;;LS)(A;;GA;;;BA)");
+    int asked = 0;
+    const SetEntriesDouble setEntries(
+        [&](ULONG, PEXPLICIT_ACCESSW, PACL, PACL* merged) -> DWORD
+        {
+            ++asked;
+            *merged = static_cast<PACL>(LocalAlloc(LPTR, 8));
+            return ERROR_SUCCESS;
+        });
+    bool merged = false;
+    int refusals = 0;
+    ScarceMemory::ForEveryFailure(
+        [&]
+        {
+            asked = 0;
+            merged = AddGrantToAcl(localService, GENERIC_WRITE, list.List(), kind, acl);
+        },
+        [&]
+        {
+            EXPECT_EQ(asked, merged ? 1 : 0);
+            EXPECT_EQ(acl.IsValid(), merged);
+            refusals += merged ? 0 : 1;
+        });
+    EXPECT_TRUE(merged);
+    EXPECT_GT(refusals, 0);
 }
 } // namespace

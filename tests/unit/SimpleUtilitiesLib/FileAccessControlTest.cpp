@@ -1,5 +1,7 @@
 #include "ResourceAccessControl.h"
 
+#include "FieldOffsets.h"
+#include "PrivateMember.h"
 #include "Replaced.h"
 #include "TemporaryFolder.h"
 #include "VirtualSlot.h"
@@ -7,6 +9,11 @@
 #include <gtest/gtest.h>
 
 #include <type_traits>
+
+PRIVATE_FIELD(ResourceType, ResourceAccessControl, SE_OBJECT_TYPE, objectType);
+PRIVATE_FIELD(ResourceName, ResourceAccessControl, std::wstring, name);
+PRIVATE_FIELD(ResourceHandle, ResourceAccessControl, FileHandle, handle);
+PRIVATE_FIELD(ResourceSacl, ResourceAccessControl, Acl, sacl);
 
 namespace
 {
@@ -18,6 +25,36 @@ TEST(ResourceAccessControlTest, VirtualOperationsStandInTheirSlots)
     static_assert(std::has_virtual_destructor_v<ResourceAccessControl>);
     EXPECT_EQ(VirtualSlot(&ResourceAccessControl::Reserved), FirstSlotAfterDestructor);
     EXPECT_EQ(VirtualSlot(&ResourceAccessControl::Open), FirstSlotAfterDestructor + 1);
+}
+
+TEST(ResourceAccessControlTest, FieldsStandInTheirOrder)
+{
+    const FileAccessControl file(L"C:\\x");
+    EXPECT_EQ(OffsetsOf<ResourceAccessControl>(file, MemberOf(ResourceType{}),
+                                               MemberOf(ResourceName{}), MemberOf(ResourceHandle{}),
+                                               MemberOf(ResourceSacl{})),
+              (std::vector<std::size_t>{8, 16, 48, 56}));
+    static_assert(sizeof(FileAccessControl) == 64);
+}
+
+TEST(ResourceAccessControlTest, HoldsNoSaclUntilThereIsOneToCarryOver)
+{
+    FileAccessControl file(L"C:\\x");
+    EXPECT_EQ(file.Sacl(), nullptr);
+    auto* sacl = static_cast<PACL>(LocalAlloc(LPTR, sizeof(ACL)));
+    int freed = 0;
+    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree(
+        [&](HLOCAL memory)
+        {
+            freed += memory == sacl ? 1 : 0;
+            return decltype(localFree)::Original(memory);
+        });
+    file.CarryOver(Acl(sacl));
+    EXPECT_EQ(file.Sacl(), sacl);
+    EXPECT_EQ(freed, 0);
+    file.CarryOver(Acl());
+    EXPECT_EQ(file.Sacl(), nullptr);
+    EXPECT_EQ(freed, 1);
 }
 
 TEST(FileAccessControlTest, OpensForTheDaclOwnerAndDeletionAndDeniesNothing)
@@ -53,8 +90,10 @@ TEST(FileAccessControlTest, ClosesItsHandle)
     HANDLE handle = nullptr;
     {
         FileAccessControl file(folder.Path());
+        EXPECT_EQ(file.Handle(), INVALID_HANDLE_VALUE);
         handle = file.Open();
         ASSERT_NE(handle, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(file.Handle(), handle);
     }
     DWORD flags = 0;
     EXPECT_FALSE(GetHandleInformation(handle, &flags));

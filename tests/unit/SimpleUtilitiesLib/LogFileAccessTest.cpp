@@ -10,6 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sddl.h>
+
+#include <set>
+
 struct PathOfGrantedLog
 {
     friend std::wstring LogFile::*MemberOf(PathOfGrantedLog);
@@ -96,6 +100,51 @@ TEST_F(LogFileAccessTest, FileIsOpenedUnderTheMutexAndClosedBeforeItIsGivenBack)
     EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"close", L"release"}));
 }
 
+TEST_F(LogFileAccessTest, FileIsOpenedBeforeTheAccountsNameIsLookedUp)
+{
+    Journal journal;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            journal.push_back(L"open");
+            return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                  flags, other);
+        });
+    using ConvertDouble =
+        Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)>;
+    const ConvertDouble convert(
+        [&](LPCWSTR text, PSID* sid)
+        {
+            journal.push_back(text);
+            return decltype(convert)::Original(text, sid);
+        });
+    using GetSecurityDouble = Replaced<"ADVAPI32", "GetSecurityInfo", decltype(GetSecurityInfo)>;
+    const GetSecurityDouble getSecurity(
+        [&](HANDLE handle, SE_OBJECT_TYPE type, SECURITY_INFORMATION wanted, PSID* owner,
+            PSID* group, PACL* dacl, PACL* sacl, PSECURITY_DESCRIPTOR* descriptor)
+        {
+            journal.push_back(L"read");
+            return decltype(getSecurity)::Original(handle, type, wanted, owner, group, dacl, sacl,
+                                                   descriptor);
+        });
+    EXPECT_TRUE(GrantLocalServiceAccess(log));
+    EXPECT_TRUE(GrantAuthenticatedUsersAccess(log));
+    EXPECT_EQ(journal, (Journal{L"open", L"S-1-5-19", L"read", L"open", L"S-1-5-11", L"read"}));
+}
+
+TEST_F(LogFileAccessTest, AccountOfAFileThatCannotBeOpenedIsNotLookedUp)
+{
+    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
+    const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
+        [&](LPCWSTR, PSID*)
+        {
+            ADD_FAILURE() << "it was looked up";
+            return FALSE;
+        });
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+}
+
 TEST_F(LogFileAccessTest, TimeOutLeavesTheFileAlone)
 {
     const Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)> wait(
@@ -108,6 +157,33 @@ TEST_F(LogFileAccessTest, TimeOutLeavesTheFileAlone)
         });
     EXPECT_FALSE(GrantLocalServiceAccess(log));
     EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+}
+
+TEST_F(LogFileAccessTest, AnySingleAllocationThatFailsChangesNoDacl)
+{
+    const ScarceMemory memory;
+    int applied = 0;
+    const SetSecurityDouble setSecurity(
+        [&](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL, PACL) -> DWORD
+        {
+            ++applied;
+            return ERROR_SUCCESS;
+        });
+    bool granted = false;
+    std::set<bool> outcomes;
+    ScarceMemory::ForEveryFailure(
+        [&]
+        {
+            applied = 0;
+            granted = GrantLocalServiceAccess(log);
+        },
+        [&]
+        {
+            EXPECT_EQ(applied, granted ? 1 : 0);
+            outcomes.insert(granted);
+        });
+    EXPECT_TRUE(granted);
+    EXPECT_EQ(outcomes, (std::set<bool>{false, true}));
 }
 
 TEST_F(LogFileAccessTest, LogThatIsOffGrantsNothing)

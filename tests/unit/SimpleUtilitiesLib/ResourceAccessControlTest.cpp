@@ -35,6 +35,19 @@ PACL SaclOf(PSECURITY_DESCRIPTOR descriptor)
     return present ? list : nullptr;
 }
 
+/// A self-relative descriptor whose DACL is null. The caller frees it with LocalFree.
+PSECURITY_DESCRIPTOR WithoutADacl()
+{
+    SECURITY_DESCRIPTOR absolute = {};
+    InitializeSecurityDescriptor(&absolute, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&absolute, TRUE, nullptr, FALSE);
+    DWORD size = 0;
+    MakeSelfRelativeSD(&absolute, nullptr, &size);
+    PSECURITY_DESCRIPTOR relative = LocalAlloc(LPTR, size);
+    MakeSelfRelativeSD(&absolute, relative, &size);
+    return relative;
+}
+
 /// Grants Local Service access to a file whose descriptor the test chooses.
 class GrantAccessTest : public testing::Test
 {
@@ -42,7 +55,10 @@ protected:
     bool GrantTo(const std::wstring& path)
     {
         FileAccessControl file(path);
-        return GrantAccess(file, TrusteeName(WellKnownAccounts::LocalService));
+        file.Open();
+        const bool granted = GrantAccess(file, TrusteeName(WellKnownAccounts::LocalService));
+        heldSacl = BytesOf(file.Sacl());
+        return granted;
     }
     bool GrantTo() { return GrantTo(folder.WriteFile(L"file", "x")); }
 
@@ -57,9 +73,13 @@ protected:
 
     int applied = 0;
     Entries dacl;
-    /// The integrity label that was applied, and that of the descriptor that was checked.
+    /// The integrity label that was applied, that of the descriptor that was checked, and the one
+    /// that the object's class holds afterwards.
     std::string appliedSacl;
     std::string checkedSacl;
+    std::string heldSacl;
+    /// Where a call that fails leaves an address; nobody's.
+    int garbage = 0;
 
 private:
     Replaced<"ADVAPI32", "GetSecurityInfo", decltype(GetSecurityInfo)> getSecurity{
@@ -70,11 +90,25 @@ private:
             EXPECT_EQ(type, 1);
             EXPECT_EQ(wanted, 0x14U);
             EXPECT_TRUE(owner == nullptr && group == nullptr && list == nullptr && sacl == nullptr);
-            if (readResult == ERROR_SUCCESS && !current.empty())
+            if (readResult != ERROR_SUCCESS)
+            {
+                *descriptor = &garbage;
+            }
+            else if (current == L"NULL DACL")
+            {
+                *descriptor = WithoutADacl();
+            }
+            else if (!current.empty())
             {
                 *descriptor = ListFromText(current).Release();
             }
             return readResult;
+        }};
+    Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree{
+        [this](HLOCAL memory) -> HLOCAL
+        {
+            EXPECT_NE(memory, &garbage) << "what a failing call left was given back";
+            return memory == &garbage ? nullptr : decltype(localFree)::Original(memory);
         }};
     Replaced<"ADVAPI32", "SetSecurityInfo", decltype(SetSecurityInfo)> setSecurity{
         [this](HANDLE handle, SE_OBJECT_TYPE type, SECURITY_INFORMATION changed, PSID owner,
@@ -114,6 +148,7 @@ TEST_F(GrantAccessTest, IntegrityLabelIsCarriedOver)
     EXPECT_TRUE(GrantTo());
     EXPECT_EQ(checkedSacl, bytes);
     EXPECT_EQ(appliedSacl, bytes);
+    EXPECT_EQ(heldSacl, bytes);
 }
 
 TEST_F(GrantAccessTest, ObjectWithoutAnIntegrityLabelGetsNone)
@@ -121,6 +156,44 @@ TEST_F(GrantAccessTest, ObjectWithoutAnIntegrityLabelGetsNone)
     EXPECT_TRUE(GrantTo());
     EXPECT_EQ(checkedSacl, "");
     EXPECT_EQ(appliedSacl, "");
+    EXPECT_EQ(heldSacl, "");
+}
+
+TEST_F(GrantAccessTest, ObjectWithoutADaclIsLeftOpenToEverybody)
+{
+    current = L"NULL DACL";
+    EXPECT_FALSE(GrantTo());
+    EXPECT_EQ(applied, 0);
+}
+
+TEST_F(GrantAccessTest, FilesOwnEntryTakesTheRightsOfTheGrant)
+{
+    current = L"D:(A;;SD;;;LS)";
+    EXPECT_TRUE(GrantTo());
+    EXPECT_EQ(dacl, Normal(L"D:" + Grant));
+}
+
+TEST_F(GrantAccessTest, FoldersOwnEntryStaysBesideTheOneThatIsInherited)
+{
+    current = L"D:(A;;GA;;;LS)";
+    EXPECT_TRUE(GrantTo(folder.Path()));
+    EXPECT_EQ(dacl, Normal(L"D:(A;;GA;;;LS)" + Grant));
+}
+
+TEST_F(GrantAccessTest, ObjectThatCannotTellWhatItIsCountsAsAFolder)
+{
+    const Replaced<"KERNEL32", "GetFileInformationByHandle", decltype(GetFileInformationByHandle)>
+        information([](HANDLE, LPBY_HANDLE_FILE_INFORMATION) { return FALSE; });
+    current = L"D:(A;;GA;;;LS)";
+    EXPECT_TRUE(GrantTo());
+    EXPECT_EQ(dacl, Normal(L"D:(A;;GA;;;LS)" + Grant));
+}
+
+TEST_F(GrantAccessTest, ObjectThatIsNotOpenIsLeftAlone)
+{
+    FileAccessControl file(folder.WriteFile(L"file", "x"));
+    EXPECT_FALSE(GrantAccess(file, TrusteeName(WellKnownAccounts::LocalService)));
+    EXPECT_EQ(applied, 0);
 }
 
 TEST_F(GrantAccessTest, OwnerAndGroupDoNotMatter)
@@ -177,8 +250,12 @@ TEST_F(GrantAccessTest, EmptyDaclComesFromTheTextD)
 TEST_F(GrantAccessTest, NoDescriptorAtAllLeavesTheObjectAlone)
 {
     readResult = ERROR_ACCESS_DENIED;
-    const ConvertDouble convert([](LPCWSTR, DWORD, PSECURITY_DESCRIPTOR*, PULONG)
-                                { return FALSE; });
+    const ConvertDouble convert(
+        [this](LPCWSTR, DWORD, PSECURITY_DESCRIPTOR* descriptor, PULONG)
+        {
+            *descriptor = &garbage;
+            return FALSE;
+        });
     EXPECT_FALSE(GrantTo());
     EXPECT_EQ(applied, 0);
 }
@@ -186,7 +263,11 @@ TEST_F(GrantAccessTest, NoDescriptorAtAllLeavesTheObjectAlone)
 TEST_F(GrantAccessTest, EntryThatCannotBeAddedLeavesTheObjectAlone)
 {
     const Replaced<"ADVAPI32", "SetEntriesInAclW", decltype(SetEntriesInAclW)> setEntries(
-        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD { return ERROR_INVALID_ACL; });
+        [this](ULONG, PEXPLICIT_ACCESSW, PACL, PACL* merged) -> DWORD
+        {
+            *merged = reinterpret_cast<PACL>(&garbage);
+            return ERROR_INVALID_ACL;
+        });
     EXPECT_FALSE(GrantTo());
     EXPECT_EQ(applied, 0);
 }

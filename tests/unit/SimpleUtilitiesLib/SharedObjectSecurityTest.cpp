@@ -1,6 +1,7 @@
 #include "SharedObjectSecurity.h"
 
 #include "Replaced.h"
+#include "ScarceMemory.h"
 #include "SecurityText.h"
 #include "WellKnownAccounts.h"
 
@@ -78,6 +79,18 @@ TEST(SharedObjectSecurityTest, AnyAccountThatCannotBeAddedSpoilsIt)
         EXPECT_FALSE(BuildSharedObjectSecurityDescriptor().isValid) << "call " << failing;
         EXPECT_EQ(calls, failing);
     }
+}
+
+TEST(SharedObjectSecurityTest,
+     EachAccountThatCannotBeAddedForWantOfMemorySpoilsItAndNothingIsThrown)
+{
+    const ScarceMemory memory;
+    bool isValid = false;
+    int spoilt = 0;
+    ScarceMemory::ForEveryRoom([&] { isValid = BuildSharedObjectSecurityDescriptor().isValid; },
+                               [&] { spoilt += isValid ? 0 : 1; });
+    EXPECT_TRUE(isValid);
+    EXPECT_GT(spoilt, 0);
 }
 
 TEST(SharedObjectSecurityTest, DescriptorThatTheSystemFindsInvalidIsInvalid)

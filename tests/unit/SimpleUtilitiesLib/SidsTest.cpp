@@ -1,6 +1,7 @@
 #include "Sids.h"
 
 #include "Replaced.h"
+#include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,24 @@ using TokenInformationDouble =
     Replaced<"ADVAPI32", "GetTokenInformation", decltype(GetTokenInformation)>;
 using SidToTextDouble =
     Replaced<"ADVAPI32", "ConvertSidToStringSidW", decltype(ConvertSidToStringSidW)>;
+
+/// Where a call that fails leaves an address; nobody's.
+int garbage = 0;
+
+/// Notes what is given back with LocalFree while it lives, and gives it back.
+class FreedMemory
+{
+public:
+    std::vector<void*> memory;
+
+private:
+    Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree{
+        [this](HLOCAL freed) -> HLOCAL
+        {
+            memory.push_back(freed);
+            return freed == &garbage ? nullptr : decltype(localFree)::Original(freed);
+        }};
+};
 
 std::wstring TextOf(PSID sid)
 {
@@ -44,17 +63,30 @@ TEST_F(SidsTest, TextThatIsNoSidBecomesNothing)
     EXPECT_FALSE(SidFromText(L"S-1-x").IsValid());
 }
 
-TEST_F(SidsTest, FailedConversionOwnsNothing)
+TEST_F(SidsTest, WhatAFailedConversionLeavesIsNeitherASidNorGivenBack)
 {
     const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
         [](LPCWSTR, PSID* sid)
         {
-            *sid = reinterpret_cast<PSID>(0x10);
+            *sid = &garbage;
             return FALSE;
         });
-    const Replaced<"KERNEL32", "LocalFree", decltype(LocalFree)> localFree([](HLOCAL) -> HLOCAL
-                                                                           { return nullptr; });
+    const FreedMemory freed;
     EXPECT_FALSE(SidFromText(L"S-1-5-18").IsValid());
+    EXPECT_EQ(freed.memory, std::vector<void*>{});
+}
+
+TEST_F(SidsTest, SidIsGivenBackAtTheEndOfItsLife)
+{
+    void* sid = nullptr;
+    const FreedMemory freed;
+    {
+        const Sid owner = SidFromText(L"S-1-5-18");
+        sid = owner.Get();
+        ASSERT_NE(sid, nullptr);
+        EXPECT_EQ(freed.memory, std::vector<void*>{});
+    }
+    EXPECT_EQ(freed.memory, std::vector<void*>{sid});
 }
 
 TEST_F(SidsTest, AccountOfASidIsLookedUpOnTheLocalMachine)
@@ -287,9 +319,79 @@ TEST_F(TokenUserTest, TokenThatGivesNothingHasNone)
 
 TEST_F(TokenUserTest, SidWithoutATextHasNone)
 {
-    const SidToTextDouble convert([](PSID, LPWSTR*) { return FALSE; });
+    const SidToTextDouble convert(
+        [](PSID, LPWSTR* result)
+        {
+            *result = reinterpret_cast<LPWSTR>(&garbage);
+            return FALSE;
+        });
+    const FreedMemory freed;
     EXPECT_FALSE(GetTokenUserSidString(token.Get(), text));
     EXPECT_EQ(text, L"");
+    EXPECT_EQ(freed.memory, std::vector<void*>{});
+}
+
+TEST_F(TokenUserTest, TextIsGivenBackToTheSystem)
+{
+    void* given = nullptr;
+    const SidToTextDouble convert(
+        [&](PSID sid, LPWSTR* result)
+        {
+            const BOOL converted = decltype(convert)::Original(sid, result);
+            given = *result;
+            return converted;
+        });
+    const FreedMemory freed;
+    EXPECT_TRUE(GetTokenUserSidString(token.Get(), text));
+    EXPECT_EQ(freed.memory, std::vector<void*>{given});
+}
+
+TEST_F(TokenUserTest, LookUpsWithoutMemoryFailAndDoNotThrow)
+{
+    const ScarceMemory memory;
+    const Sid system = SidFromText(L"S-1-5-18");
+    std::wstring name = L"an old name that is longer than its object";
+    std::wstring domain = L"an old domain that is longer than its object";
+    std::vector<BYTE> bytes;
+    const std::wstring account = L"NT AUTHORITY\\SYSTEM";
+    bool found = false;
+    int failures = 0;
+    ScarceMemory::ForEveryRoom(
+        [&] { found = LookupAccountNameFromSid(system.Get(), name, domain); },
+        [&]
+        {
+            failures += found ? 0 : 1;
+            EXPECT_EQ(name, found ? L"SYSTEM" : L"an old name that is longer than its object");
+        });
+    EXPECT_TRUE(found);
+    ScarceMemory::ForEveryRoom([&] { found = LookupSidFromAccountName(account, bytes); },
+                               [&]
+                               {
+                                   failures += found ? 0 : 1;
+                                   EXPECT_EQ(bytes.empty(), !found);
+                               });
+    EXPECT_TRUE(found);
+    ScarceMemory::ForEveryRoom([&] { found = GetTokenUserSidString(token.Get(), text); },
+                               [&]
+                               {
+                                   failures += found ? 0 : 1;
+                                   EXPECT_EQ(text.empty(), !found);
+                               });
+    EXPECT_TRUE(found);
+    EXPECT_GT(failures, 4);
+}
+
+TEST_F(SidsTest, LackOfMemoryIsTheLastErrorOfALookUp)
+{
+    const ScarceMemory memory;
+    const std::wstring account = L"NT AUTHORITY\\SYSTEM";
+    ScarceMemory::Allow(0);
+    SetLastError(0);
+    const bool found = LookupSidFromAccountName(account, bytes);
+    const DWORD error = GetLastError();
+    ScarceMemory::End();
+    EXPECT_FALSE(found);
+    EXPECT_EQ(error, 8U);
 }
 
 TEST_F(TokenUserTest, EmptyTextIsNone)
