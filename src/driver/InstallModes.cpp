@@ -42,6 +42,12 @@ int ConfigureChannel(bool enable)
     return static_cast<int>(ConfigurePrintServiceChannel(enable));
 }
 
+int Install(const InstalledTask& task, const std::wstring& programPath)
+{
+    // A task that could only start something else is worse than none, or than an older one.
+    return programPath.empty() ? 1 : InstallTask(programPath, task.arguments, task.kind);
+}
+
 int DeleteConfigurationTasks(LogFile& log)
 {
     int result = 0;
@@ -79,7 +85,7 @@ int InstallScheduledTasks(const Run& run)
     }
     for (const InstalledTask& task : InstalledTasks)
     {
-        const int result = InstallTask(run.paths.configuration, task.arguments, task.kind);
+        const int result = Install(task, run.paths.configuration);
         if (result != 0)
         {
             run.log.Write(task.failure);

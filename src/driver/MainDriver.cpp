@@ -36,7 +36,7 @@ int RunProgram(int argumentCount, const wchar_t* const* arguments)
     LogFile& log = OpenLog();
     Run run = {log, {}, {}, {}};
     run.options = ParseCommandLine(argumentCount, arguments, log, run.invoker);
-    run.paths = ProgramPathsIn(DirectoryOf(ProgramPath()));
+    run.paths = ProgramPathsIn(ProgramDirectory());
 
     const bool promptOffered = RunNgenWarmupStep(run);
     if (PreScanFindsNothingToDo(run))

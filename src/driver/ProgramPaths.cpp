@@ -15,6 +15,10 @@ using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 
 ProgramPaths ProgramPathsIn(const std::wstring& directory)
 {
+    if (directory.empty())
+    {
+        return {};
+    }
     return {directory + L"\\PalvoPrinterConfiguration.exe", directory + L"\\PalvoPrinterQuery.exe",
             directory + L"\\PalvoPrinterConfigurationWriter.exe"};
 }

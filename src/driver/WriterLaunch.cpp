@@ -17,27 +17,40 @@ KernelHandle LogOnLocalService()
     return token;
 }
 
-DWORD RunQuery(const std::wstring& commandLine)
+// Without a path there is nothing to start: the command line would begin with the arguments.
+
+DWORD RunQuery(const std::wstring& path, const std::wstring& arguments)
 {
+    if (path.empty())
+    {
+        return 0;
+    }
+    const std::wstring commandLine = ChildCommandLine(path, arguments);
     XProcess query;
     const KernelHandle localService = LogOnLocalService();
     return localService ? query.RunAsUser(localService.Get(), commandLine)
                         : query.RunAsCurrentUser(commandLine);
 }
 
-DWORD RunWriter(const std::wstring& commandLine)
+DWORD RunWriter(const std::wstring& path, const std::wstring& arguments)
 {
     XProcess writer;
-    return writer.RunAsCurrentUser(commandLine);
+    return path.empty() ? 0 : writer.RunAsCurrentUser(ChildCommandLine(path, arguments));
+}
+
+bool StartWriter(const std::wstring& path, const std::wstring& arguments)
+{
+    XProcess writer;
+    return !path.empty() && writer.Start(ChildCommandLine(path, arguments));
 }
 } // namespace
 
 std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::wstring& invoker,
                                      const ProgramPaths& paths, LogFile& log)
 {
-    const DWORD queryCode = RunQuery(ChildCommandLine(paths.query, QueryArguments(request)));
-    const DWORD writerCode = RunWriter(ChildCommandLine(
-        paths.writer, InvokerTag(WriterArguments(request), invoker, GetCurrentProcessId())));
+    const DWORD queryCode = RunQuery(paths.query, QueryArguments(request));
+    const DWORD writerCode = RunWriter(
+        paths.writer, InvokerTag(WriterArguments(request), invoker, GetCurrentProcessId()));
     UpdateUserPropertyBags(log);
     return std::max(queryCode, writerCode);
 }
@@ -45,9 +58,5 @@ std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::ws
 int LaunchWriterInBackground(const std::wstring& invoker, const std::wstring& writerPath,
                              const std::wstring& arguments)
 {
-    XProcess writer;
-    return writer.Start(
-               ChildCommandLine(writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())))
-               ? 0
-               : 1;
+    return StartWriter(writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())) ? 0 : 1;
 }

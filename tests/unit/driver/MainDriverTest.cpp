@@ -126,6 +126,19 @@ TEST_F(MainDriverTest, RefreshesRun)
 }
 
 TEST_F(MainDriverTest, DeletedLogHoldsTheLastLineAlone)
+TEST_F(MainDriverTest, RunWithoutItsOwnPathStartsNothingAndGoesOn)
+{
+    const Replaced<"KERNEL32", "GetModuleFileNameW", decltype(GetModuleFileNameW)> noPath(
+        [](HMODULE, LPWSTR, DWORD) { return 0; });
+    EXPECT_EQ(Program({L"-r", L"-IN"}), 0);
+    EXPECT_EQ(Program({L"-c", L"-i", L"UserLogonTask"}), 0);
+    EXPECT_EQ(Program({L"-w"}), 1);
+    EXPECT_EQ(std::count_if(journal.begin(), journal.end(),
+                            [](const std::wstring& line) { return line.starts_with(L"start"); }),
+              0);
+    EXPECT_EQ(Count(L"users' values"), 2);
+}
+
 {
     EXPECT_EQ(Program({L"-DL"}), 0);
     EXPECT_EQ(Messages(),

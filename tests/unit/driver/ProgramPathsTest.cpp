@@ -32,6 +32,19 @@ TEST(ProgramPathsTest, SiblingsLieInTheProgramsDirectory)
     EXPECT_EQ(paths.writer, L"C:\\Program Files\\Palvo\\PalvoPrinterConfigurationWriter.exe");
 }
 
+TEST(ProgramPathsTest, WithoutADirectoryThereAreNoPaths)
+{
+    const ProgramPaths paths = ProgramPathsIn(L"");
+    EXPECT_EQ(paths.configuration, L"");
+    EXPECT_EQ(paths.query, L"");
+    EXPECT_EQ(paths.writer, L"");
+}
+
+TEST(ProgramPathsTest, ProgramMayLieInADrivesRoot)
+{
+    EXPECT_EQ(ProgramPathsIn(L"C:").writer, L"C:\\PalvoPrinterConfigurationWriter.exe");
+}
+
 TEST(LogDirectoryTest, LiesBelowProgramData)
 {
     const KnownFolder folder(

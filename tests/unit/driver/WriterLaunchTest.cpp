@@ -191,3 +191,17 @@ TEST_F(WriterLaunchTest, BackgroundLaunchThatFailsIsOne)
     EXPECT_EQ(LaunchWriterInBackground(L"", run.paths.writer, L" -UN"), 1);
 }
 } // namespace
+TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedAndTheUsersValuesAreWritten)
+{
+    run.paths = {};
+    EndWith(9, 9);
+    EXPECT_EQ(Launch(allPrinters, L"X"), 0U);
+    EXPECT_EQ(journal, Journal{L"users' values"});
+}
+
+TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedInTheBackground)
+{
+    EXPECT_EQ(LaunchWriterInBackground(L"X", L"", L" -IN"), 1);
+    EXPECT_EQ(journal, Journal{});
+}
+

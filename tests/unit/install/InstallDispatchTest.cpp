@@ -60,3 +60,22 @@ TEST(InstallDispatchTest, PositionThatTheInstallationCannotStoreReachesTheCaller
     EXPECT_THROW(run.Program(L"-IT"), ExceptionRegistryRequest);
     EXPECT_TRUE(Switchings(run).empty());
 }
+
+TEST(InstallDispatchTest, PathThatCannotBeHadOrHadToBeCutRegistersNothing)
+{
+    for (const DWORD length : {0U, 260U})
+    {
+        using ModuleName =
+            Replaced<"KERNEL32", "GetModuleFileNameW", decltype(::GetModuleFileNameW)>;
+        const ModuleName moduleName(
+            [=](HMODULE, LPWSTR buffer, DWORD size)
+            {
+                const std::wstring path = L"C:\\" + std::wstring(size - 4, L'd');
+                std::copy_n(path.c_str(), size, buffer);
+                return length;
+            });
+        InstallRun run;
+        EXPECT_EQ(run.Program(L"-IT"), 1) << length;
+        EXPECT_EQ(run.TaskNames(), std::vector<std::wstring>{}) << length;
+    }
+}

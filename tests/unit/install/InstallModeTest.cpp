@@ -216,3 +216,17 @@ TEST(InstallModeTest, InstallingAgainRepairsWhatAFailureLeftAndKeepsThreeTasks)
     EXPECT_EQ(run.Install(), 0);
     EXPECT_EQ(run.TaskNames(), (std::vector{NewOrChangedTask, RefreshTask, LogonTask}));
 }
+
+TEST(InstallModeTest, WithoutAPathNothingIsRegisteredAndWhatIsThereStays)
+{
+    InstallRun run;
+    ASSERT_EQ(run.Install(), 0);
+    const auto tasks = run.scheduler.ledger.tasks;
+    run.ForgetPaths();
+    run.journal.clear();
+    EXPECT_EQ(run.Install(), 1);
+    EXPECT_EQ(run.Messages(), (std::vector{NewOrChangedError, RefreshError, LogonError, Done}));
+    EXPECT_EQ(run.Lines({L"Co", L"ITask"}), Journal{});
+    EXPECT_EQ(run.scheduler.ledger.tasks, tasks);
+    EXPECT_EQ(run.output, "Channel properties updated.\n");
+}

@@ -63,6 +63,9 @@ public:
         return Do([&] { return RunProgram(2, arguments); });
     }
 
+    /// From now on the program's own path cannot be had.
+    void ForgetPaths() { run.paths = {}; }
+
     /// Begins anew with no tasks, no saved channel and no planned failures.
     void Reset()
     {
