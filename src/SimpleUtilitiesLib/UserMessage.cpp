@@ -110,7 +110,8 @@ std::vector<DWORD> ActiveSessions()
 {
     WtsMemory<WTS_SESSION_INFOW*> sessions;
     DWORD length = 0;
-    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &length))
+    if (!sessions.KeepIf(
+            WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &length)))
     {
         return {};
     }

@@ -11,15 +11,17 @@ namespace
 ComPointer<IWbemServices> Connect()
 {
     ComPointer<IWbemLocator> locator;
-    if (FAILED(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
-                                reinterpret_cast<void**>(locator.Receive()))))
+    if (!locator.KeepIf(SUCCEEDED(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER,
+                                                   IID_IWbemLocator,
+                                                   reinterpret_cast<void**>(locator.Receive())))))
     {
         return {};
     }
     ComPointer<IWbemServices> services;
     const BStr path(SysAllocString(L"ROOT\\CIMV2"));
-    if (!path || FAILED(locator->ConnectServer(path.Get(), nullptr, nullptr, nullptr, 0, nullptr,
-                                               nullptr, services.Receive())))
+    if (!path ||
+        !services.KeepIf(SUCCEEDED(locator->ConnectServer(path.Get(), nullptr, nullptr, nullptr, 0,
+                                                          nullptr, nullptr, services.Receive()))))
     {
         return {};
     }
@@ -38,12 +40,11 @@ ComPointer<IEnumWbemClassObject> Query(IWbemServices& services)
     const BStr language(SysAllocString(L"WQL"));
     const BStr query(SysAllocString(L"SELECT * FROM "
                                     L"Win32_ComputerSystemProduct"));
-    if (!language || !query ||
-        FAILED(services.ExecQuery(language.Get(), query.Get(),
-                                  WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
-                                  objects.Receive())))
+    if (language && query)
     {
-        return {};
+        objects.KeepIf(SUCCEEDED(services.ExecQuery(
+            language.Get(), query.Get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+            nullptr, objects.Receive())));
     }
     return objects;
 }
@@ -100,9 +101,8 @@ ComputerSystemProduct QueryComputerSystemProduct()
     {
         ComPointer<IWbemClassObject> object;
         ULONG returned = 0;
-        if (objects->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.Receive(), &returned) !=
-                WBEM_S_NO_ERROR ||
-            !object)
+        if (!object.KeepIf(objects->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.Receive(),
+                                         &returned) == WBEM_S_NO_ERROR))
         {
             break;
         }

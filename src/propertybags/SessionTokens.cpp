@@ -16,7 +16,8 @@ std::vector<KernelHandle> CollectSessionTokens()
     std::vector<KernelHandle> tokens;
     WtsMemory<WTS_SESSION_INFOW*> sessions;
     DWORD count = 0;
-    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &count))
+    if (!sessions.KeepIf(
+            WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Receive(), &count)))
     {
         return tokens;
     }

@@ -36,11 +36,11 @@ ComPointer<TriggerInterface> CreateTrigger(ITriggerCollection& triggers, TASK_TR
                                            WideFormat<HRESULT> creationFailure)
 {
     ComPointer<ITrigger> trigger;
-    Require(triggers.Create(type, trigger.Receive()), creationFailure);
+    Require(triggers.Create(type, trigger.Receive()), trigger, creationFailure);
     ComPointer<TriggerInterface> specific;
     // The sentence names the event trigger for every type.
     Require(trigger->QueryInterface(interfaceId, reinterpret_cast<void**>(specific.Receive())),
-            L"\nQueryInterface call on IEventTrigger failed: %x");
+            specific, L"\nQueryInterface call on IEventTrigger failed: %x");
     return specific;
 }
 
@@ -60,7 +60,7 @@ void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, 
     // A refresh that still runs serves the new start too. The sentence is the first trigger's.
     constexpr WideFormat<HRESULT> InstancesFailure = L"\nCannot create the first trigger: %x";
     ComPointer<ITaskSettings> settings;
-    Require(definition.get_Settings(settings.Receive()), InstancesFailure);
+    Require(definition.get_Settings(settings.Receive()), settings, InstancesFailure);
     Require(settings->put_MultipleInstances(TASK_INSTANCES_IGNORE_NEW), InstancesFailure);
     const auto trigger = CreateTrigger<IDailyTrigger>(
         triggers, TASK_TRIGGER_DAILY, IID_IDailyTrigger, L"\nCannot create the second trigger: %x");
@@ -71,7 +71,7 @@ void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, 
     Require(trigger->put_ExecutionTimeLimit(timeLimit), Failure);
     Require(trigger->put_StartBoundary(ComText(TaskTriggers::StartBoundary(seed)).Get()), Failure);
     ComPointer<IRepetitionPattern> repetition;
-    Require(trigger->get_Repetition(repetition.Receive()),
+    Require(trigger->get_Repetition(repetition.Receive()), repetition,
             L"\nQueryInterface call on IRepetitionPattern failed: %x");
     Require(repetition->put_Interval(ComText(L"PT4H").Get()),
             L"\nCannot put the repetition interval: %x");
@@ -81,7 +81,7 @@ void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, 
 void SetRegistrationInfo(ITaskDefinition& definition)
 {
     ComPointer<IRegistrationInfo> information;
-    Require(definition.get_RegistrationInfo(information.Receive()),
+    Require(definition.get_RegistrationInfo(information.Receive()), information,
             L"\nCannot get identification pointer: %x");
     Require(information->put_Author(ComText(L"Palvo Corporation").Get()),
             L"\nCannot put identification info: %x");
@@ -90,14 +90,16 @@ void SetRegistrationInfo(ITaskDefinition& definition)
 void SetPrincipal(ITaskDefinition& definition)
 {
     ComPointer<IPrincipal> principal;
-    Require(definition.get_Principal(principal.Receive()), L"\nCannot get principal pointer: %x");
+    Require(definition.get_Principal(principal.Receive()), principal,
+            L"\nCannot get principal pointer: %x");
     Require(principal->put_RunLevel(TASK_RUNLEVEL_HIGHEST), L"\nCannot put runlevel: %x");
 }
 
 void SetSettings(ITaskDefinition& definition, BSTR timeLimit)
 {
     ComPointer<ITaskSettings> settings;
-    Require(definition.get_Settings(settings.Receive()), L"\nCannot get settings pointer: %x");
+    Require(definition.get_Settings(settings.Receive()), settings,
+            L"\nCannot get settings pointer: %x");
     for (const Setting set : Settings)
     {
         Require(set(*settings.Get(), timeLimit), L"\nCannot put settings info: %x");
@@ -107,7 +109,8 @@ void SetSettings(ITaskDefinition& definition, BSTR timeLimit)
 void AddTrigger(ITaskDefinition& definition, unsigned kind, BSTR timeLimit)
 {
     ComPointer<ITriggerCollection> triggers;
-    Require(definition.get_Triggers(triggers.Receive()), L"\nCannot get trigger collection: %x");
+    Require(definition.get_Triggers(triggers.Receive()), triggers,
+            L"\nCannot get trigger collection: %x");
     // Only an explicit start runs a task of another kind.
     if (kind == TaskKind::NewOrChanged)
     {
@@ -131,14 +134,14 @@ void AddTrigger(ITaskDefinition& definition, unsigned kind, BSTR timeLimit)
 void AddAction(ITaskDefinition& definition, const TaskRequest& request)
 {
     ComPointer<IActionCollection> actions;
-    Require(definition.get_Actions(actions.Receive()),
+    Require(definition.get_Actions(actions.Receive()), actions,
             L"\nCannot get action collection pointer: %x");
     ComPointer<IAction> action;
-    Require(actions->Create(TASK_ACTION_EXEC, action.Receive()),
+    Require(actions->Create(TASK_ACTION_EXEC, action.Receive()), action,
             L"\nCannot create an exec action: %x");
     ComPointer<IExecAction> program;
     Require(action->QueryInterface(IID_IExecAction, reinterpret_cast<void**>(program.Receive())),
-            L"\nQueryInterface call failed for IExecAction: %x");
+            program, L"\nQueryInterface call failed for IExecAction: %x");
     Require(program->put_Path(ComText(request.programPath).Get()),
             L"\nCannot put path information: %x");
     Require(program->put_Arguments(ComText(request.arguments).Get()),

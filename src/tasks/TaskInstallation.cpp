@@ -27,7 +27,7 @@ void Register(ITaskFolder& folder, BSTR name, ITaskDefinition& definition)
                 name, &definition, TASK_CREATE_OR_UPDATE, TextVariant(user.Get()), noPassword,
                 TASK_LOGON_SERVICE_ACCOUNT, TextVariant(securityDescriptor.Get()),
                 registered.Receive()),
-            L"\nError saving the Task : %x");
+            registered, L"\nError saving the Task : %x");
 }
 
 void InstallSequence(const TaskRequest& task, BSTR timeLimit)
@@ -38,7 +38,7 @@ void InstallSequence(const TaskRequest& task, BSTR timeLimit)
     root.folder->DeleteTask(name.Get(), 0);
 
     ComPointer<ITaskDefinition> definition;
-    Require(root.service->NewTask(0, definition.Receive()),
+    Require(root.service->NewTask(0, definition.Receive()), definition,
             L"Failed to create an instance of the task: %x");
     SetRegistrationInfo(*definition.Get());
     SetPrincipal(*definition.Get());

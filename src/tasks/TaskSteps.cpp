@@ -35,12 +35,12 @@ TaskRoot OpenTaskRoot()
     TaskRoot root;
     Require(CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER, IID_ITaskService,
                              reinterpret_cast<void**>(root.service.Receive())),
-            L"Failed to CoCreate an instance of the TaskService class: %x");
+            root.service, L"Failed to CoCreate an instance of the TaskService class: %x");
     const VARIANT thisMachineAndUser = {};
     Require(root.service->Connect(thisMachineAndUser, thisMachineAndUser, thisMachineAndUser,
                                   thisMachineAndUser),
             L"ITaskService::Connect failed: %x");
-    Require(root.service->GetFolder(ComText(L"\\").Get(), root.folder.Receive()),
+    Require(root.service->GetFolder(ComText(L"\\").Get(), root.folder.Receive()), root.folder,
             L"Cannot get Root Folder pointer: %x");
     return root;
 }

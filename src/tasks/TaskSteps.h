@@ -15,6 +15,15 @@ struct TaskStepFailed
 /// TaskStepFailed.
 void Require(HRESULT result, WideFormat<HRESULT> sentence);
 
+/// The same for a step that puts an object into `object`. What a step that failed left there is
+/// nobody's, and is forgotten.
+template <class Interface>
+void Require(HRESULT result, ComPointer<Interface>& object, WideFormat<HRESULT> sentence)
+{
+    object.KeepIf(SUCCEEDED(result));
+    Require(result, sentence);
+}
+
 /// Requires COM and initialises its security for this process.
 void RequireComSecurity(const ComApartment& apartment);
 

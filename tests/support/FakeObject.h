@@ -41,6 +41,7 @@ public:
         const HRESULT result = Call(L"QueryInterface", Shown(id));
         if (FAILED(result))
         {
+            ledger.nobodys.LeaveAt(object);
             return result;
         }
         for (const std::wstring& identifier : identifiers)
@@ -89,12 +90,13 @@ protected:
     HRESULT HandOut(const wchar_t* method, const std::wstring& arguments, Result** object,
                     Make make)
     {
-        *object = nullptr;
         const HRESULT result = Call(method, arguments);
-        if (SUCCEEDED(result))
+        if (FAILED(result))
         {
-            *object = ledger.Keep(make());
+            ledger.nobodys.LeaveAt(object);
+            return result;
         }
+        *object = ledger.Keep(make());
         return result;
     }
 

@@ -41,6 +41,12 @@ FakeSessions::FakeSessions(Journal& target)
       freeMemory(
           [this](PVOID memory)
           {
+              if (memory == LeftByFailure)
+              {
+                  journal.push_back(L"WTSFreeMemory BAD");
+                  ++refusedCalls;
+                  return;
+              }
               --lists;
               delete[] static_cast<WTS_SESSION_INFOW*>(memory);
           }),
@@ -146,6 +152,8 @@ bool FakeSessions::Enumerate(HANDLE server, DWORD reserved, DWORD version, PWTS_
     }
     if (Fails(L"WTSEnumerateSessionsW"))
     {
+        *list = static_cast<PWTS_SESSION_INFOW>(LeftByFailure);
+        *count = 1;
         return false;
     }
     *list = new WTS_SESSION_INFOW[sessions.size() + 1]();
@@ -227,6 +235,7 @@ bool FakeSessions::Information(HANDLE token, TOKEN_INFORMATION_CLASS kind, void*
         journal.push_back(L"TokenLinkedToken " + found->name);
         if (Fails(L"TokenLinkedToken"))
         {
+            std::memcpy(buffer, &LeftByFailure, sizeof(LeftByFailure));
             return false;
         }
         FakeToken full = *found;

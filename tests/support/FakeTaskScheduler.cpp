@@ -53,7 +53,7 @@ HRESULT FakeTaskScheduler::Initialize(LPVOID reserved, DWORD model)
 HRESULT FakeTaskScheduler::Create(REFCLSID classId, LPUNKNOWN outer, DWORD context,
                                   REFIID interfaceId, LPVOID* object)
 {
-    *object = nullptr;
+    ledger.nobodys.LeaveAt(object);
     const HRESULT result =
         ledger.Call(L"CoCreateInstance",
                     Shown(classId) + L", " + Shown(static_cast<const void*>(outer)) + L", " +
@@ -92,6 +92,10 @@ std::wstring FakeTaskScheduler::Faults() const
     for (const std::wstring& misuse : ledger.misuses)
     {
         faults += misuse + L"\n";
+    }
+    if (ledger.nobodys.releases != 0)
+    {
+        faults += L"what a failing call left was given back\n";
     }
     if (referencesAtTheEnd != 0)
     {

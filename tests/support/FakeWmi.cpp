@@ -63,6 +63,7 @@ public:
         const HRESULT result = wmi.Step(L"Next");
         if (FAILED(result))
         {
+            wmi.nobodys.LeaveAt(objects);
             return result;
         }
         if (wmi.nextGivesNoObject || wmi.nextCountsNone)
@@ -72,6 +73,7 @@ public:
         }
         if (position == wmi.objects.size())
         {
+            wmi.nobodys.LeaveAt(objects);
             return WBEM_S_FALSE;
         }
         *objects = new Object(wmi, wmi.objects[position++]);
@@ -96,10 +98,12 @@ public:
         const HRESULT result = wmi.Step(L"ExecQuery");
         wmi.journal.back() += L" " + Text(language) + L" " + Text(query) + L" " +
                               std::to_wstring(flags) + (context == nullptr ? L"" : L" CONTEXT");
-        if (SUCCEEDED(result))
+        if (FAILED(result))
         {
-            *objects = new Enumerator(wmi);
+            wmi.nobodys.LeaveAt(objects);
+            return result;
         }
+        *objects = new Enumerator(wmi);
         return result;
     }
 
@@ -124,10 +128,13 @@ public:
         {
             return E_INVALIDARG;
         }
-        if (SUCCEEDED(result))
+        if (FAILED(result))
         {
-            *services = new Services(wmi);
+            wmi.nobodys.LeaveAt(services);
+            return result;
         }
+        *services = new Services(wmi);
+        wmi.services = *services;
         return result;
     }
 
@@ -164,6 +171,7 @@ FakeWmi::FakeWmi(Journal& target)
               const HRESULT result = Step(L"CoCreateInstance");
               if (FAILED(result))
               {
+                  nobodys.LeaveAt(object);
                   return result;
               }
               if (type != CLSID_WbemLocator || outer != nullptr ||
@@ -175,12 +183,13 @@ FakeWmi::FakeWmi(Journal& target)
               return S_OK;
           }),
       setBlanket(
-          [this](IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal,
+          [this](IUnknown* proxy, DWORD authentication, DWORD authorization, OLECHAR* principal,
                  DWORD level, DWORD impersonation, RPC_AUTH_IDENTITY_HANDLE identity,
                  DWORD capabilities)
           {
               const HRESULT result = Step(L"CoSetProxyBlanket");
-              journal.back() += L" " + std::to_wstring(authentication) + L" " +
+              journal.back() += (proxy == services ? L" " : L" ANOTHER PROXY ") +
+                                std::to_wstring(authentication) + L" " +
                                 std::to_wstring(authorization) + L" " + Text(principal) + L" " +
                                 std::to_wstring(level) + L" " + std::to_wstring(impersonation) +
                                 (identity == nullptr ? L" null " : L" IDENTITY ") +
@@ -259,6 +268,7 @@ std::wstring FakeWmi::NotGivenBack() const
     std::wstring left;
     left += interfaces == 0 ? L"" : std::to_wstring(interfaces) + L" interfaces left\n";
     left += texts.empty() ? L"" : std::to_wstring(texts.size()) + L" texts left\n";
+    left += nobodys.releases == 0 ? L"" : L"what a failing call left was given back\n";
     left += variants.empty() ? L"" : std::to_wstring(variants.size()) + L" values left\n";
     return left;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Journal.h"
+#include "NobodysObject.h"
 #include "Replaced.h"
 
 #include <combaseapi.h>
@@ -46,6 +47,8 @@ public:
     /// Notes a VARIANT that the double has put a value into.
     void Fill(const VARIANT* variant);
     Journal& journal;
+    NobodysObject nobodys;              ///< what the calls that fail leave
+    const IUnknown* services = nullptr; ///< the proxy that ConnectServer gave
 
 private:
     [[nodiscard]] std::wstring NotGivenBack() const;

@@ -58,6 +58,7 @@ void SchedulerLedger::Reset()
 {
     journal.clear();
     misuses.clear();
+    nobodys.releases = 0;
     references = 0;
     texts.clear();
     allocatedTexts = 0;

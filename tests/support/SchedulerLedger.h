@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Journal.h"
+#include "NobodysObject.h"
 
 #include <windows.h>
 
@@ -58,6 +59,7 @@ public:
     }
 
     Journal& journal;
+    NobodysObject nobodys; ///< what the calls that fail leave
     std::vector<std::wstring> misuses;
     long references = 0;  ///< interface references that are not given back
     std::set<BSTR> texts; ///< texts that are not given back

@@ -46,6 +46,8 @@ protected:
 
 private:
     template <class Answer> static Answer Next(std::vector<Answer>& answers)
+    WTS_SESSION_INFOW garbage = {};
+
     {
         const Answer answer = answers.front();
         if (answers.size() > 1)
@@ -89,7 +91,8 @@ private:
             EXPECT_EQ(reserved, 0U);
             EXPECT_EQ(version, 1U);
             SetLastError(1);
-            *count = 1; // what a failing call leaves there means nothing
+            *count = 1; // what a failing call leaves there is nobody's
+            *list = reinterpret_cast<PWTS_SESSION_INFOW>(&garbage);
             if (enumerated)
             {
                 ++lists;

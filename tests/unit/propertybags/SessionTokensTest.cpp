@@ -101,6 +101,8 @@ TEST_F(SessionTokensTest, FailedEnumerationGivesNoTokens)
     AddSession(1, WTSActive);
     sessions.failing[L"WTSEnumerateSessionsW"] = ERROR_ACCESS_DENIED;
     EXPECT_TRUE(CollectSessionTokens().empty());
+    EXPECT_EQ(journal, Journal{L"WTSEnumerateSessionsW"});
+    EXPECT_EQ(sessions.refusedCalls, 0U);
 }
 
 TEST_F(SessionTokensTest, AsksTheCurrentServerAtVersionOneAndGivesTheListBack)
