@@ -43,11 +43,12 @@ protected:
     std::wstring text;
     DWORD style = 0;
     int lists = 0;
+    int listsAtTheLastBox = -1; ///< not given back then; -1 before the first box
 
 private:
-    template <class Answer> static Answer Next(std::vector<Answer>& answers)
     WTS_SESSION_INFOW garbage = {};
 
+    template <class Answer> static Answer Next(std::vector<Answer>& answers)
     {
         const Answer answer = answers.front();
         if (answers.size() > 1)
@@ -129,6 +130,7 @@ private:
             text = message;
             style = boxStyle;
             journal.push_back(L"box");
+            listsAtTheLastBox = lists;
             SetLastError(3);
             return Next(boxAnswers);
         }};

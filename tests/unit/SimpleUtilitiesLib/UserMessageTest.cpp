@@ -219,6 +219,16 @@ TEST_F(UserMessageTest, SessionsThatCannotBeListedShowTheBox)
     EXPECT_EQ(lists, 0);
 }
 
+TEST_F(UserMessageTest, LastBoxIsShownAfterTheSessionsWereGivenBack)
+{
+    AddSession(5);
+    ownSession = 0;
+    sendAnswers = {FALSE};
+    Show();
+    EXPECT_EQ(journal.back(), L"box");
+    EXPECT_EQ(listsAtTheLastBox, 0);
+}
+
 TEST_F(UserMessageTest, FailureOfTheLastBoxIsNotReported)
 {
     boxAnswers = {0};

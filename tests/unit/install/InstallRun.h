@@ -118,6 +118,22 @@ public:
 private:
     std::size_t messagesBefore = 0;
 
+    // An installation starts no other program.
+    Replaced<"KERNEL32", "CreateProcessW", decltype(CreateProcessW)> createProcess{
+        [](LPCWSTR, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD,
+           LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION)
+        {
+            ADD_FAILURE() << "started: " << testing::PrintToString(std::wstring(commandLine));
+            return FALSE;
+        }};
+    Replaced<"ADVAPI32", "CreateProcessAsUserW", decltype(CreateProcessAsUserW)> createAsUser{
+        [](HANDLE, LPCWSTR, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
+           DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION)
+        {
+            ADD_FAILURE() << "started: " << testing::PrintToString(std::wstring(commandLine));
+            return FALSE;
+        }};
+
     template <class Work> int Do(Work work)
     {
         const LogJournal logJournal(journal);

@@ -65,6 +65,16 @@ TEST_F(ComputerSystemProductTest, TwoObjectsGiveNothing)
     ExpectNothing();
 }
 
+TEST_F(ComputerSystemProductTest, TwoHalvesOfAnObjectAreTakenForOne)
+{
+    wmi.objects = {{{L"UUID", {VT_BSTR, L"first"}}},
+                   {{L"IdentifyingNumber", {VT_BSTR, L"second"}}}};
+    const ComputerSystemProduct product = QueryComputerSystemProduct();
+    EXPECT_TRUE(product.ok);
+    EXPECT_EQ(product.uuid, L"first");
+    EXPECT_EQ(product.identifyingNumber, L"second");
+}
+
 TEST_F(ComputerSystemProductTest, NoObjectGivesNothing)
 {
     wmi.objects.clear();

@@ -138,6 +138,7 @@ TEST(HashToGuidTextTest, HashedAnewOnEveryCallWithoutAContainer)
     int released = 0;
     DWORD releaseFlags = 0;
     DWORD hashFlags = 0;
+    std::vector<DWORD> hashSizes;
     using Acquire = Replaced<"ADVAPI32", "CryptAcquireContextW", decltype(CryptAcquireContextW)>;
     const Acquire acquire(
         [&](HCRYPTPROV* provider, LPCWSTR container, LPCWSTR name, DWORD wantedType,
@@ -161,10 +162,12 @@ TEST(HashToGuidTextTest, HashedAnewOnEveryCallWithoutAContainer)
         [&](HCRYPTHASH object, const BYTE* data, DWORD size, DWORD wantedFlags)
         {
             hashFlags |= wantedFlags;
+            hashSizes.push_back(size);
             return Hash::Original(object, data, size, wantedFlags);
         });
     HashToGuidText(L"a");
-    HashToGuidText(L"a");
+    HashToGuidText(std::wstring(5000, L'\u00C4'));
+    EXPECT_EQ(hashSizes, (std::vector<DWORD>{1, 10000})) << "one call a hash";
     EXPECT_EQ(releaseFlags, 0U);
     EXPECT_EQ(hashFlags, 0U);
     EXPECT_EQ(type, 24U);

@@ -199,6 +199,28 @@ TEST_F(TaskInstallationTest, TheClockChoosesAmongExactlyTwentyFourStartTimes)
     EXPECT_EQ(seen, StartTimes());
 }
 
+TEST_F(TaskInstallationTest, AClockThatStandsStillGivesTheSameStartAgain)
+{
+    long long now = 1'700'000'000;
+    const Replaced<"msvcrt", "_time64", __time64_t(__time64_t*)> clock(
+        [&](__time64_t* target)
+        {
+            if (target != nullptr)
+            {
+                *target = now;
+            }
+            return now;
+        });
+    for (int i = 0; i < 10; ++i)
+    {
+        now += 1 + i;
+        ASSERT_EQ(run.Install(0), 0);
+        const std::wstring start = run.TextPut(L"IDailyTrigger::put_StartBoundary");
+        ASSERT_EQ(run.Install(0), 0);
+        EXPECT_EQ(run.TextPut(L"IDailyTrigger::put_StartBoundary"), start);
+    }
+}
+
 TEST_F(TaskInstallationTest, ComStartsAndEndsOnceForEveryTask)
 {
     run.Install(1);
