@@ -67,6 +67,21 @@ TEST_F(MainDriverTest, NativeImagesOrWarmupAloneStartTheWriterAndAreOne)
     }
 }
 
+TEST_F(MainDriverTest, WriterThatCannotBeStartedLeavesNoLine)
+{
+    children.failing.insert(L"CreateProcessW");
+    EXPECT_EQ(Program({L"-UN"}), 1);
+    EXPECT_EQ(Messages(),
+              (std::vector<std::wstring>{
+                  L"# Called with 1 argument(s): -UN",
+                  L"#\tResolved Args: UninstallNgen, NoWarmup, NoCmdLineOption, "
+                  L"NotNewOrChangedEvent, -i ",
+                  L"# Will removing NGEN-generated Native Images of the Desktop Orvela and related "
+                  L"apps (-UN)",
+                  L"# Spawn PalvoPrinterConfigurationWriter in the background with the arg(s): "
+                  L"-UN"}));
+}
+
 TEST_F(MainDriverTest, WarmupIsDroppedFromTheWriterWithTheRemoval)
 {
     EXPECT_EQ(Program({L"-UN", L"-w"}), 1);
@@ -111,6 +126,19 @@ TEST_F(MainDriverTest, RedundantCopiesAreOne)
     EXPECT_EQ(Program({}), 1);
 }
 
+TEST_F(MainDriverTest, RunWithoutItsOwnPathStartsNothingAndGoesOn)
+{
+    const Replaced<"KERNEL32", "GetModuleFileNameW", decltype(GetModuleFileNameW)> noPath(
+        [](HMODULE, LPWSTR, DWORD) { return 0; });
+    EXPECT_EQ(Program({L"-r", L"-IN"}), 0);
+    EXPECT_EQ(Program({L"-c", L"-i", L"UserLogonTask"}), 0);
+    EXPECT_EQ(Program({L"-w"}), 1);
+    EXPECT_EQ(std::count_if(journal.begin(), journal.end(),
+                            [](const std::wstring& line) { return line.starts_with(L"start"); }),
+              0);
+    EXPECT_EQ(Count(L"users' values"), 2);
+}
+
 TEST_F(MainDriverTest, SchemesDoNotExcludeEachOther)
 {
     objects.mutexWaits = {{L"NewOrChangedInstanceMutex", WAIT_TIMEOUT}};
@@ -126,19 +154,6 @@ TEST_F(MainDriverTest, RefreshesRun)
 }
 
 TEST_F(MainDriverTest, DeletedLogHoldsTheLastLineAlone)
-TEST_F(MainDriverTest, RunWithoutItsOwnPathStartsNothingAndGoesOn)
-{
-    const Replaced<"KERNEL32", "GetModuleFileNameW", decltype(GetModuleFileNameW)> noPath(
-        [](HMODULE, LPWSTR, DWORD) { return 0; });
-    EXPECT_EQ(Program({L"-r", L"-IN"}), 0);
-    EXPECT_EQ(Program({L"-c", L"-i", L"UserLogonTask"}), 0);
-    EXPECT_EQ(Program({L"-w"}), 1);
-    EXPECT_EQ(std::count_if(journal.begin(), journal.end(),
-                            [](const std::wstring& line) { return line.starts_with(L"start"); }),
-              0);
-    EXPECT_EQ(Count(L"users' values"), 2);
-}
-
 {
     EXPECT_EQ(Program({L"-DL"}), 0);
     EXPECT_EQ(Messages(),

@@ -63,6 +63,22 @@ TEST_F(NewOrChangedSchemeTest, EmptyChannelStoresZeroAndProcessesAll)
          Ending()});
 }
 
+TEST_F(NewOrChangedSchemeTest, SiblingsThatCannotBeStartedArePassedOverWithoutAWord)
+{
+    AddOnePrinter();
+    children.failing.insert(L"CreateProcessW");
+    EXPECT_EQ(RunTask(), 0);
+    Expect({task,
+            Poll(true, false),
+            FirstPassForOnePrinter(),
+            {L"cannot start C:\\P\\PalvoPrinterQuery.exe -e \"Sales Room\"",
+             L"cannot start C:\\P\\PalvoPrinterConfigurationWriter.exe -e -i "
+             L"\"PalvoPrinterConfiguration(NewOrChangedTask PID: 4711)\"",
+             L"users' values"},
+            Poll(false, false),
+            Ending()});
+}
+
 TEST_F(NewOrChangedSchemeTest, QueuedRequestForAProcessedPrinterIsSkipped)
 {
     AddOnePrinter();

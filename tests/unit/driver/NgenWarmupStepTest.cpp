@@ -147,9 +147,15 @@ TEST_F(NgenWarmupStepTest, PromptComesBeforeTheWriterStarts)
                  Writer(L" -UN")}));
 }
 
-TEST_F(NgenWarmupStepTest, WriterThatCannotBeStartedIsPassedOver)
+TEST_F(NgenWarmupStepTest, WriterThatCannotBeStartedIsPassedOverWithoutAWord)
 {
     children.failing.insert(L"CreateProcessW");
     EXPECT_TRUE(Step(NgenOptionEnum::InstallNgen, WarmupOptionEnum::NoWarmup));
+    EXPECT_EQ(journal,
+              (Journal{L"log: # Will execute NGEN of Desktop Orvela and related apps (-IN)",
+                       L"log: # Spawn PalvoPrinterConfigurationWriter in the background with the "
+                       L"arg(s): -IN",
+                       L"cannot start C:\\P\\PalvoPrinterConfigurationWriter.exe  -IN -i "
+                       L"\"PalvoPrinterConfiguration(X PID: 4711)\""}));
 }
 } // namespace

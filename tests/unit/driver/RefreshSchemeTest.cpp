@@ -139,6 +139,20 @@ TEST_F(RefreshSchemeTest, ExitCodesOfTheSiblingsAreIgnored)
     EXPECT_EQ(Refresh(), 0);
 }
 
+TEST_F(RefreshSchemeTest, SiblingsThatCannotBeStartedArePassedOverWithoutAWord)
+{
+    children.failing.insert(L"CreateProcessW");
+    EXPECT_EQ(Refresh(), 0);
+    Expect(opening,
+           {L"log: # Processing a periodic refresh event: PeriodicRefreshTask",
+            L"poll RefreshRequestEvent 0: yes", L"cannot start C:\\P\\PalvoPrinterQuery.exe ",
+            L"cannot start C:\\P\\PalvoPrinterConfigurationWriter.exe  -i "
+            L"\"PalvoPrinterConfiguration(PeriodicRefreshTask PID: 4711)\"",
+            L"users' values", L"poll RefreshRequestEvent 0: no", UpdateLine, L"bags",
+            L"log: Refresh event done...exiting.", L"CloseHandle RefreshInstanceMutex",
+            L"CloseHandle RefreshRequestEvent"});
+}
+
 TEST_F(RefreshSchemeTest, InvokerIsDataAndNoFormat)
 {
     objects.mutexWaits[L"RefreshInstanceMutex"] = WAIT_TIMEOUT;

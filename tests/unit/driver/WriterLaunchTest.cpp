@@ -40,6 +40,19 @@ protected:
         return starts;
     }
 
+    /// The journal of a refresh whose query program leaves these lines.
+    static Journal Whole(Journal query)
+    {
+        for (const wchar_t* line :
+             {L"start: C:\\P\\PalvoPrinterConfigurationWriter.exe  -i "
+              L"\"PalvoPrinterConfiguration(4711)\"",
+              L"exit code 0", L"CloseHandle thread", L"CloseHandle process", L"users' values"})
+        {
+            query.push_back(line);
+        }
+        return query;
+    }
+
     const WriterRequest onePrinter{CmdLineOptionsEnum::NewOrChangedEvent, true, L"Sales Room"};
     const WriterRequest allPrinters{CmdLineOptionsEnum::NewOrChangedEvent, false, L""};
     const WriterRequest refresh{CmdLineOptionsEnum::PeriodicRefreshEvent, false, L""};
@@ -104,7 +117,36 @@ TEST_F(WriterLaunchTest, WhatAFailedLogonLeavesIsNotClosed)
 {
     children.failing = {L"LogonUserW"};
     Launch(allPrinters, L"X");
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), L"CloseHandle BAD"), 0);
+    EXPECT_EQ(journal, (Journal{L"LogonUserW NT AUTHORITY\\LOCAL SERVICE 5 0",
+                                L"start: C:\\P\\PalvoPrinterQuery.exe -c", L"exit code 0",
+                                L"CloseHandle thread", L"CloseHandle process",
+                                L"start: C:\\P\\PalvoPrinterConfigurationWriter.exe -c -i "
+                                L"\"PalvoPrinterConfiguration(X PID: 4711)\"",
+                                L"exit code 0", L"CloseHandle thread", L"CloseHandle process",
+                                L"users' values"}));
+}
+
+TEST_F(WriterLaunchTest, TokenThatCannotBeDuplicatedIsUsedWithoutAWord)
+{
+    children.failing = {L"DuplicateTokenEx"};
+    Launch(refresh, L"");
+    EXPECT_EQ(journal,
+              Whole({L"LogonUserW NT AUTHORITY\\LOCAL SERVICE 5 0", L"DuplicateTokenEx service",
+                     L"CreateEnvironmentBlock service",
+                     L"start as service with its environment: C:\\P\\PalvoPrinterQuery.exe ",
+                     L"DestroyEnvironmentBlock", L"exit code 0", L"CloseHandle service",
+                     L"CloseHandle thread", L"CloseHandle process"}));
+}
+
+TEST_F(WriterLaunchTest, EnvironmentThatCannotBeHadIsDoneWithoutAndWithoutAWord)
+{
+    children.failing = {L"CreateEnvironmentBlock"};
+    Launch(refresh, L"");
+    EXPECT_EQ(journal, Whole({L"LogonUserW NT AUTHORITY\\LOCAL SERVICE 5 0",
+                              L"DuplicateTokenEx service", L"CreateEnvironmentBlock service/copy",
+                              L"start as service/copy: C:\\P\\PalvoPrinterQuery.exe ",
+                              L"CloseHandle service/copy", L"exit code 0", L"CloseHandle service",
+                              L"CloseHandle thread", L"CloseHandle process"}));
 }
 
 TEST_F(WriterLaunchTest, LargerExitCodeIsTheResult)
@@ -121,20 +163,46 @@ TEST_F(WriterLaunchTest, HugeExitCodesAreUnsigned)
     EXPECT_EQ(Launch(refresh, L""), 0xFFFFFFFFU);
 }
 
-TEST_F(WriterLaunchTest, WriterRunsThoughTheQueryProgramIsMissing)
+TEST_F(WriterLaunchTest, WriterRunsThoughTheQueryProgramCannotBeStarted)
 {
     children.failing = {L"CreateProcessAsUserW"};
     EndWith(9, 4);
     EXPECT_EQ(Launch(refresh, L""), 4U);
-    EXPECT_EQ(journal.back(), L"users' values");
+    EXPECT_EQ(
+        journal,
+        (Journal{L"LogonUserW NT AUTHORITY\\LOCAL SERVICE 5 0", L"DuplicateTokenEx service",
+                 L"CreateEnvironmentBlock service/copy",
+                 L"cannot start C:\\P\\PalvoPrinterQuery.exe ", L"DestroyEnvironmentBlock",
+                 L"CloseHandle service/copy", L"CloseHandle service",
+                 L"start: C:\\P\\PalvoPrinterConfigurationWriter.exe  -i "
+                 L"\"PalvoPrinterConfiguration(4711)\"",
+                 L"exit code 4", L"CloseHandle thread", L"CloseHandle process", L"users' values"}));
 }
 
 TEST_F(WriterLaunchTest, UsersValuesAreWrittenThoughNothingCouldBeStarted)
 {
-    children.failing = {L"CreateProcessAsUserW", L"CreateProcessW"};
+    children.failing = {L"LogonUserW", L"CreateProcessW"};
     EXPECT_EQ(Launch(refresh, L""), 0U);
-    EXPECT_EQ(journal.back(), L"users' values");
+    EXPECT_EQ(journal, (Journal{L"LogonUserW NT AUTHORITY\\LOCAL SERVICE 5 0",
+                                L"cannot start C:\\P\\PalvoPrinterQuery.exe ",
+                                L"cannot start C:\\P\\PalvoPrinterConfigurationWriter.exe  -i "
+                                L"\"PalvoPrinterConfiguration(4711)\"",
+                                L"users' values"}));
     EXPECT_EQ(objects.OpenHandles(), 0U);
+}
+
+TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedAndTheUsersValuesAreWritten)
+{
+    run.paths = {};
+    EndWith(9, 9);
+    EXPECT_EQ(Launch(allPrinters, L"X"), 0U);
+    EXPECT_EQ(journal, Journal{L"users' values"});
+}
+
+TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedInTheBackground)
+{
+    EXPECT_EQ(LaunchWriterInBackground(L"X", L"", L" -IN"), 1);
+    EXPECT_EQ(journal, Journal{});
 }
 
 TEST_F(WriterLaunchTest, WriterStartsAfterTheQueryProgramHasEnded)
@@ -189,19 +257,7 @@ TEST_F(WriterLaunchTest, BackgroundLaunchThatFailsIsOne)
 {
     children.failing = {L"CreateProcessW"};
     EXPECT_EQ(LaunchWriterInBackground(L"", run.paths.writer, L" -UN"), 1);
+    EXPECT_EQ(journal, Journal{L"cannot start C:\\P\\PalvoPrinterConfigurationWriter.exe  -UN -i "
+                               L"\"PalvoPrinterConfiguration(4711)\""});
 }
 } // namespace
-TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedAndTheUsersValuesAreWritten)
-{
-    run.paths = {};
-    EndWith(9, 9);
-    EXPECT_EQ(Launch(allPrinters, L"X"), 0U);
-    EXPECT_EQ(journal, Journal{L"users' values"});
-}
-
-TEST_F(WriterLaunchTest, WithoutAPathNothingIsStartedInTheBackground)
-{
-    EXPECT_EQ(LaunchWriterInBackground(L"X", L"", L" -IN"), 1);
-    EXPECT_EQ(journal, Journal{});
-}
-
