@@ -1,6 +1,7 @@
 #include "LogFile.h"
 
 #include "LogFileFixture.h"
+#include "PretendedCodePage.h"
 #include "PrivateMember.h"
 
 struct IncludeThreadId
@@ -74,11 +75,7 @@ TEST_F(LogFileTest, EveryLineFeedIsWrittenAsCarriageReturnAndLineFeed)
 
 TEST_F(LogFileTest, CharactersOutsideTheCodePageDoNotEndTheLine)
 {
-    if (GetACP() != 1252)
-    {
-        GTEST_SKIP() << "the expected bytes are those of code page 1252, this machine has "
-                     << GetACP();
-    }
+    const PretendedCodePage codePage(1252);
     log.Write(L"Z\x00FCrich \x4E2D\x6587 \xD800\xDC00\xDC00 end");
     log.Write(L"next");
     EXPECT_EQ(Bytes(), prefix + "Z\xFCrich ?? ??? end\r\n" + prefix + "next\r\n");
