@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -31,6 +32,12 @@ class FreshRun : public testing::EmptyTestEventListener
 
 int main(int argumentCount, char** arguments)
 {
+    // A test asks in how many arguments the start-up code takes its command line apart.
+    if (argumentCount > 1 && std::strcmp(arguments[1], "--count-arguments") == 0)
+    {
+        return argumentCount;
+    }
+
     // A crash ends the program with its code; no box waits for a person.
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     // The last line before a crash must not stay in a buffer.

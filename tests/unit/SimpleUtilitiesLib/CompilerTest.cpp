@@ -1,16 +1,14 @@
 #include "Compiler.h"
 
 #include "LegacyPlvException.h"
+#include "Owners.h"
 #include "ScarceMemory.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <new>
 #include <stdexcept>
-
-#ifdef __GNUC__
-extern "C" int _dowildcard; // NOLINT(readability-identifier-naming): the start-up code's name
-#endif
 
 namespace
 {
@@ -20,12 +18,37 @@ public:
     const char* what() const noexcept override { return nullptr; }
 };
 
-#ifdef __GNUC__
+/// How many arguments this very program is given, its own name among them, when it is started in
+/// `folder` with these.
+DWORD CountedArguments(const std::wstring& folder, const std::wstring& arguments)
+{
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    std::wstring commandLine = L"\"" + std::wstring(program) + L"\" --count-arguments " + arguments;
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION information = {};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        folder.c_str(), &startup, &information))
+    {
+        return 0;
+    }
+    const KernelHandle process(information.hProcess);
+    const KernelHandle thread(information.hThread);
+    DWORD count = 0;
+    WaitForSingleObject(process.Get(), INFINITE);
+    GetExitCodeProcess(process.Get(), &count);
+    return count;
+}
+
 TEST(StartUpCodeTest, LeavesWildcardsInArgumentsAlone)
 {
-    EXPECT_EQ(_dowildcard, 0);
+    const TemporaryFolder folder;
+    folder.WriteFile(L"a.one", "");
+    folder.WriteFile(L"b.one", "");
+    EXPECT_EQ(CountedArguments(folder.Path(), L"*.one"), 3U);
+    EXPECT_EQ(CountedArguments(folder.Path(), L"?.one x"), 4U);
 }
-#endif
 
 TEST(ClassNameTest, IsTheNameAfterTheWordClass)
 {
