@@ -47,8 +47,8 @@ private:
 };
 
 /// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this
-/// object's life when it was initialised. Declare it before the interface pointers that it must
-/// outlive.
+/// object's life when it was initialised: COM counts its users, and to leave without having come
+/// would take it from another. Declare it before the interface pointers that it must outlive.
 class ComApartment
 {
 public:

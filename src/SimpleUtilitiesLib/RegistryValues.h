@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-// One call opens a key, reads or writes one value and closes the key. A read that fails, in
-// whatever way, gives the caller's default.
+// One call opens a key, reads or writes one value and closes the key. A read that fails gives the
+// caller's default; only running out of memory throws (std::bad_alloc).
 
 /// A string under HKEY_USERS.
 std::wstring ReadUserString(const std::wstring& subKey, const std::wstring& name,

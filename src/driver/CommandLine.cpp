@@ -3,7 +3,6 @@
 #include "LogFile.h"
 #include "Text.h"
 
-#include <algorithm>
 #include <array>
 
 namespace

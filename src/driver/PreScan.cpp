@@ -43,6 +43,8 @@ bool PreScanFindsNothingToDo(const Run& run)
 
 void StoreScanPosition(std::uint64_t recordId)
 {
+    // A key that cannot be created leaves no trace: no line of the log tells of it. The next scan
+    // begins where this one did and finds the same events again.
     std::wstring reason;
     WriteMachineNumber64(RegistryPaths::ScanPosition, recordId, reason);
 }

@@ -88,6 +88,7 @@ TEST(TaskDeletionTest, EachStepThatFailsSaysItsOwnSentenceAndDeletesNothing)
             EXPECT_EQ(run.output, steps.at(number - 1).failure + "8a1b2c3d");
             Journal calls = CallsOf(steps);
             calls.resize(number);
+            // COM counts its users: one that never came must not leave for another.
             if (number > 1)
             {
                 calls.push_back(L"CoUninitialize()");
