@@ -11,7 +11,7 @@ struct FileHeader
 {
     std::uint64_t nextRecordId = 1;
     std::uint32_t generation = 0;
-    std::uint32_t reserved = 0;
+    std::uint32_t recordCount = 0; // of those that are kept
 };
 
 // One event as bytes, and back. Reading keeps the event's buffers and gives the size of the record.

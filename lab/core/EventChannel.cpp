@@ -18,21 +18,33 @@ const wchar_t* const kChannels[] = {
     L"System",
 };
 
-// How many bytes of the oldest records have to go, so that the rest is at most `limit` bytes.
-std::size_t OldestBytes(const std::string& records, std::uint64_t limit)
+// What a record takes in Windows's file beside the bytes that it has in the lab's: about a thousand
+// printer events fill a channel of 1 MiB.
+constexpr std::uint64_t kRecordOverhead = 900;
+
+std::uint64_t SizeInWindows(std::uint64_t bytes, std::uint64_t count)
+{
+    return bytes + count * kRecordOverhead;
+}
+
+// Removes the oldest records, so that the rest counts at most `limit` bytes.
+void RemoveOldest(std::string& records, std::uint32_t& count, std::uint64_t limit)
 {
     std::size_t at = 0;
-    while (at < records.size() && records.size() - at > limit)
+    while (at < records.size() && SizeInWindows(records.size() - at, count) > limit)
     {
         std::uint32_t size = 0;
         std::memcpy(&size, records.data() + at, sizeof size);
         if (size == 0)
         {
-            return records.size(); // torn: nothing behind it can be read
+            at = records.size(); // torn: nothing behind it can be read
+            count = 0;
+            break;
         }
         at += size;
+        --count;
     }
-    return at;
+    records.erase(0, at);
 }
 
 std::wstring ConfigKey(const std::wstring& channel)
@@ -107,15 +119,16 @@ std::size_t EventChannel::Append(std::vector<Event> events) const
         return 0;
     }
     ChannelFile file(FilePath());
-    const std::uint64_t used = file.Size();
+    const std::uint64_t used = SizeInWindows(file.Size(), file.Header().recordCount);
     std::string added;
-    std::size_t count = 0;
+    std::uint32_t count = 0;
     for (Event& event : events)
     {
         event.recordId = file.Header().nextRecordId;
         event.time = event.time == 0 ? Now() : event.time;
         const std::string bytes = ToBytes(event);
-        if (config.retention && used + added.size() + bytes.size() > config.maxSize)
+        if (config.retention &&
+            used + SizeInWindows(added.size() + bytes.size(), count + 1) > config.maxSize)
         {
             break;
         }
@@ -123,17 +136,16 @@ std::size_t EventChannel::Append(std::vector<Event> events) const
         ++file.Header().nextRecordId;
         ++count;
     }
-    file.WriteHeader();
-    if (used + added.size() > config.maxSize)
+    file.Header().recordCount += count;
+    const bool isFull = used + SizeInWindows(added.size(), count) > config.maxSize;
+    if (isFull)
     {
         // Overwriting a little more than needed keeps the next events from rewriting the file.
-        const std::string all = file.Records() + added;
-        file.Replace(all.substr(OldestBytes(all, config.maxSize - config.maxSize / 16)));
+        added.insert(0, file.Records());
+        RemoveOldest(added, file.Header().recordCount, config.maxSize - config.maxSize / 16);
     }
-    else
-    {
-        file.Append(added);
-    }
+    file.WriteHeader();
+    isFull ? file.Replace(added) : file.Append(added);
     return count;
 }
 
@@ -168,6 +180,7 @@ void EventChannel::Clear() const
     const LabLock lock(kEventLock);
     ChannelFile file(FilePath());
     ++file.Header().generation;
+    file.Header().recordCount = 0;
     file.WriteHeader();
     file.Replace({});
 }

@@ -36,6 +36,7 @@ struct ResultSet : EventHandleObject
     std::uint32_t generation = 0;
     std::vector<Event> events;
     std::size_t next = 0;
+    std::size_t batches = 0; // how many were asked for
 };
 
 struct EventObject : EventHandleObject

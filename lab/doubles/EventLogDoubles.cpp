@@ -7,6 +7,7 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace PalvoLab
@@ -15,6 +16,15 @@ namespace
 {
 
 constexpr DWORD kMostEvents = 0x10000;
+
+// How many events a batch holds at most, of those that were asked for: Windows gives fewer whenever
+// it likes, in the middle of a result too. A program that takes a short batch for the end loses
+// what is behind it.
+DWORD BatchSize(DWORD wanted, std::size_t batch)
+{
+    const std::array<DWORD, 4> most = {2, wanted, 1, wanted / 2 + 1};
+    return std::min(wanted, most[batch % most.size()]);
+}
 
 // Finds the channel and parses the query. Returns the error, 0 for none.
 DWORD Prepare(LPCWSTR path, LPCWSTR query, std::optional<EventChannel>& channel,
@@ -84,7 +94,9 @@ BOOL WINAPI DoubleEvtNext(EVT_HANDLE handle, DWORD size, EVT_HANDLE* events, DWO
     {
         return call.Fail(kStaleResult);
     }
-    const std::size_t count = std::min<std::size_t>(size, result->events.size() - result->next);
+    const std::size_t count = std::min<std::size_t>(BatchSize(size, result->batches),
+                                                    result->events.size() - result->next);
+    ++result->batches;
     if (count == 0)
     {
         return call.Fail(ERROR_NO_MORE_ITEMS);

@@ -137,6 +137,68 @@ class PrinterEvents(unittest.TestCase):
                       "multiple printers.", run.log)
         self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 5003))
 
+    def test_a_short_batch_of_events_is_not_the_end_of_the_result(self):
+        # The lab's batches are of 2, 10, 1, 6, 2, 10 ... events, the newest first; the printer's event
+        # is the last but one.
+        for count in (1, 10, 11, 12, 17, 40):
+            with self.subTest(count=count):
+                self.lab("reset")
+                self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+                self.lab.run(*EVENT)
+                self.lab("printer", "add", "One", SUPPORTED)
+                self.lab("event", "fill", str(count), "Foreign")
+                run = self.lab.run(*EVENT)
+                self.assertEqual(
+                    run.log[2], "Found one pertinent, non-duplicate '300/306' event in the range of "
+                    f"IDs from 2 to {count + 2}. One printer added or changed: 'One'")
+                self.assertEqual(self.lab.scan_position(), ("REG_QWORD", count + 2))
+
+    def test_a_full_channel_without_the_last_event_is_scanned_from_its_oldest(self):
+        # As an installation sets it; 965 of the 1203 events are left.
+        self.lab("set", "channel-size", "1052672")
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("event", "fill", "600", "Foreign")
+        self.lab("printer", "change", "One")
+        self.lab("event", "fill", "600", "Foreign")
+        self.assertEqual(self.event_ids(), (239, 1203, 965))
+        run = self.lab.run(*EVENT)
+        found = ("Found one pertinent, non-duplicate '300/306' event in the range of IDs from 240 to "
+                 "1203. One printer added or changed: 'One'")
+        self.assertEqual(run.log, [
+            "# Called with 3 argument(s): -c -i NewOrChangedTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, NewOrChangedTask, "
+            "-i NewOrChangedTask",
+            found,
+            "-Processing NewOrChanged event: NewOrChangedTask",
+            found,
+            "# Processing a configuration request from a NewOrChanged event event for 'One'.",
+            "Update UserPropertyBags With Desktop GUIDs before exiting after processing queued "
+            "request(s)",
+            "NewOrChanged event done...exiting.",
+            "",
+            ""])
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 1203))
+
+    def test_the_oldest_event_of_a_full_channel_without_the_last_one_is_not_looked_at(self):
+        self.lab("set", "channel-size", "1052672")
+        self.lab("printer", "add", "Foreign", "Foreign V4 Class Driver")
+        self.lab("event", "fill", "235", "Foreign")
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("printer", "change", "One")
+        self.lab("event", "fill", "964", "Foreign")
+        self.assertEqual(self.event_ids(), (239, 1203, 965))
+        self.assertRegex(self.lab("event", "list"), r"^239\t306\t.*\tParam1=One\t")
+        run = self.lab.run(*EVENT)
+        self.assertEqual(run.log[2:], [
+            "Found 964 '300/306' events with IDs from 240 to 1203.",
+            "- No supported printers need to be processed. Done. Exiting."])
+        self.assertEqual(run.siblings, [])
+
+    def event_ids(self):
+        """The first and the last number of the channel's events, and how many there are."""
+        ids = [int(line.split("\t")[0]) for line in self.lab("event", "list").splitlines()]
+        return ids[0], ids[-1], len(ids)
+
     def test_a_cleared_channel_sets_the_position_back(self):
         self.lab("event", "clear")
         run = self.lab.run(*EVENT)

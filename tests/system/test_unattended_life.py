@@ -77,6 +77,21 @@ class Living(LabTest):
         self.assertEqual(working[0].arguments, " -c")
         self.assertEqual(self.lab.scan_position()[1], len(names) * 2 + 1)
 
+    def test_a_full_channel_costs_the_oldest_events_and_no_more(self):
+        self.install()
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab("tasks", "wait")
+        self.lab("printer", "add", "One", SUPPORTED)
+        self.lab("tasks", "wait")
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 2))
+        # A channel of the size that the installation has set holds about a thousand.
+        self.lab("event", "fill", "2000", "Foreign")
+        self.lab("printer", "change", "One")
+        self.lab("tasks", "wait")
+        self.assertIn("Found one pertinent, non-duplicate '300/306' event in the range of IDs from "
+                      "1039 to 2003. One printer added or changed: 'One'", self.lab.log())
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 2003))
+
     def test_the_refresh_task_ignores_a_start_while_it_runs(self):
         self.install()
         self.lab("sibling", "writer", "--hold")
