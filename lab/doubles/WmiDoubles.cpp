@@ -1,5 +1,7 @@
 // WMI is Wine's own. The lab only stands in front of the methods that a program calls: they are
-// counted, can be made to fail, and an interface that is not released is a leak.
+// counted, can be made to fail, and an interface that is not released is a leak. Two properties that
+// Wine takes from the machine have values of the lab's own, so that who asks in vain is told from
+// who asks a machine without them.
 #include "WmiDoubles.h"
 #include "ComDoubles.h"
 
@@ -7,7 +9,9 @@
 #include "CallThunk.h"
 #include "LeakRecord.h"
 #include "MethodFaults.h"
+#include "Text.h"
 
+#include <oleauto.h>
 #include <wbemcli.h>
 
 #include <cstring>
@@ -118,6 +122,24 @@ void Watch(void* object, const wchar_t* name, std::size_t methodCount, std::size
     CountOpened(kInterface, object, name);
 }
 
+// The value of a property that tells machines apart; null for any other.
+const wchar_t* ValueOfTheLab(LPCWSTR property)
+{
+    if (EqualNoCase(property, L"UUID"))
+    {
+        return L"5D1C9E40-27AB-4F86-B3D2-0A94E6C7158F";
+    }
+    return EqualNoCase(property, L"IdentifyingNumber") ? L"LAB-4711" : nullptr;
+}
+
+// Puts another value in the place of the one that Wine gave.
+void Replace(VARIANT* value, VARIANT other)
+{
+    static const auto clear = PALVOLAB_REAL("oleaut32.dll", VariantClear);
+    clear(value);
+    *value = other;
+}
+
 HRESULT STDMETHODCALLTYPE HookGet(IWbemClassObject* object, LPCWSTR name, LONG flags,
                                   VARIANT* value, CIMTYPE* type, LONG* flavor)
 {
@@ -128,13 +150,20 @@ HRESULT STDMETHODCALLTYPE HookGet(IWbemClassObject* object, LPCWSTR name, LONG f
     }
     const HRESULT result =
         Original<decltype(&HookGet)>(object, kGet)(object, name, flags, value, type, flavor);
+    VARIANT other = {};
     if (SUCCEEDED(result) && fault)
     {
         // A fault that is a success asks for another type.
-        static const auto clear = PALVOLAB_REAL("oleaut32.dll", VariantClear);
-        clear(value);
-        value->vt = VT_I4;
-        value->lVal = 7;
+        other.vt = VT_I4;
+        other.lVal = 7;
+        Replace(value, other);
+    }
+    else if (const wchar_t* text = ValueOfTheLab(name); SUCCEEDED(result) && text != nullptr)
+    {
+        static const auto allocate = PALVOLAB_REAL("oleaut32.dll", SysAllocString);
+        other.vt = VT_BSTR;
+        other.bstrVal = allocate(text);
+        Replace(value, other);
     }
     if (SUCCEEDED(result) && value->vt == VT_BSTR && value->bstrVal != nullptr)
     {

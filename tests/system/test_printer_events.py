@@ -14,6 +14,12 @@ EVENT = ("-c", "-i", "NewOrChangedTask")
 DESKTOP_APP_GUIDS = "685cb7cbb13b3989d5fa3bbd32a06f5d7fabdbb1e7e275039478a0ebc9e2259e"
 
 
+def identifier(source):
+    """The identifier that is made of a text of small letters."""
+    digest = hashlib.sha256(source.encode()).hexdigest()
+    return "-".join((digest[:8], digest[8:12], digest[12:16], digest[16:20], digest[20:32]))
+
+
 def utf16(text):
     units = text.encode("utf-16-le")
     return [units[i] | units[i + 1] << 8 for i in range(0, len(units), 2)]
@@ -290,6 +296,16 @@ class UserValues(unittest.TestCase):
         self.lab = Lab()
         self.lab("reset")
 
+    def computer_and_machine(self, log):
+        """The computer's name as the log has it for anna, and the text that stands for the machine."""
+        found = [match for line in log if (match := re.fullmatch(
+            rf"Updated UserPropertyBag for '(.*)\\anna': UserId='{GUID}', Src='anna : (.*)'", line))]
+        self.assertEqual(len(found), 1, log)
+        computer, machine = found[0].groups()
+        self.assertNotEqual(computer, "")
+        self.assertRegex(machine, f"^{computer.lower()}\\.{computer.lower()}\\.")
+        return computer, machine
+
     def add(self, name, kind):
         sid = self.lab("user", "add", name, kind).strip()
         self.lab("user", "logon", name)
@@ -310,8 +326,33 @@ class UserValues(unittest.TestCase):
             self.assertRegex(bags[sid]["DeviceId"][1], f"^{GUID}$")
         updated = [line for line in run.log if line.startswith("Updated UserPropertyBag for ")]
         self.assertEqual(len(updated), 3)
-        self.assertRegex(updated[2], rf"^Updated UserPropertyBag for '.*\\anna': UserId='{GUID}', "
-                         r"Src='anna : .*\..*\..*'$")
+
+    def test_the_log_tells_what_the_identifiers_are_made_of(self):
+        sid = self.add("anna", "standard")
+        run = self.lab.run("-c", "-i", "UserLogonTask")
+        computer, machine = self.computer_and_machine(run.log)
+        user_source = f"anna : {machine}"
+        # What WMI tells of the lab's machine.
+        device_source = f"5d1c9e40-27ab-4f86-b3d2-0a94e6c7158f : lab-4711 : {machine}"
+        self.assertEqual([line for line in run.log if line.startswith("Updated")], [
+            f"Updated UserPropertyBag for '{computer}\\anna': UserId='{identifier(user_source)}', "
+            f"Src='{user_source}'",
+            f"Updated UserPropertyBags: DeviceId='{identifier(device_source)}', "
+            f"Src='{device_source}'"])
+        bag = self.lab.bags()[sid]
+        self.assertEqual((bag["UserId"], bag["DeviceId"]), (
+            ("REG_SZ", identifier(user_source)), ("REG_SZ", identifier(device_source))))
+
+    def test_without_wmi_the_device_is_known_by_the_machine_name_alone(self):
+        self.add("anna", "standard")
+        for fault in ("CoCreateInstance 1 0x80040154", "IWbemLocator::ConnectServer 1 0x80041003",
+                      "CoSetProxyBlanket 1 0x80010119", "IWbemServices::ExecQuery 1 0x80041003",
+                      "IEnumWbemClassObject::Next 1 0x80041003"):
+            with self.subTest(fault=fault):
+                run = self.lab.run("-c", "-i", "UserLogonTask", options=("--fault", fault))
+                source = f" :  : {self.computer_and_machine(run.log)[1]}"
+                self.assertIn(f"Updated UserPropertyBags: DeviceId='{identifier(source)}', "
+                              f"Src='{source}'", run.log)
 
     def test_a_hive_that_several_users_may_write_ends_with_the_last_ones_value(self):
         anna, cleo = self.add("anna", "standard"), self.add("cleo", "fulladmin")
