@@ -110,6 +110,7 @@ DoubleList AllDoubles()
     AddMessageDoubles(list);
     AddKernelObjectDoubles(list);
     AddMemoryDoubles(list);
+    AddSecurityDoubles(list);
     AddCryptoDoubles(list);
     AddSystemDoubles(list);
     AddComDoubles(list);

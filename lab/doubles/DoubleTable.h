@@ -40,6 +40,7 @@ void AddRegistryDoubles(DoubleList& list);
 void AddMessageDoubles(DoubleList& list);
 void AddKernelObjectDoubles(DoubleList& list);
 void AddMemoryDoubles(DoubleList& list);
+void AddSecurityDoubles(DoubleList& list);
 void AddCryptoDoubles(DoubleList& list);
 void AddSystemDoubles(DoubleList& list);
 

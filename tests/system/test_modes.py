@@ -1,5 +1,6 @@
 """The simple modes, the command line and the log, on the shipped file."""
 
+import re
 import unittest
 
 from lab import SUPPORTED, Lab
@@ -7,6 +8,9 @@ from lab import SUPPORTED, Lab
 USAGE = ("\nPalvoPrinterConfiguration - Palvo Corporation\n\n"
          "\tPalvoPrinterConfiguration.exe [-? | -c | -r | -IT | -UT | -DL | -IN | -UN | -w]\n\n"
          "\tAuto-Config requires Windows 8 or later, Job Management requires Vista or later.")
+
+LOG_NAME = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
+            r"\PalvoPrinterConfiguration.log")
 
 
 class Modes(unittest.TestCase):
@@ -167,8 +171,15 @@ class BadInput(unittest.TestCase):
                            options=("--fault", "SHGetKnownFolderPath 1 0x80070002"))
         self.assertEqual((run.code, run.log, len(run.siblings)), (0, [], 2))
 
-    def test_the_log_can_be_written_by_local_service_and_authenticated_users(self):
+    def test_local_service_and_authenticated_users_may_write_the_log(self):
+        self.lab("record", "on", "SetSecurityInfo")
         self.lab.run("-?")
+        # What is asked for: of an access list Wine keeps what the mode of a Unix file can say, and
+        # with it every account may write.
+        calls = re.findall(r' SetSecurityInfo\("file (.*)", 1, 4, "D:(\(.*?\)).*"\) = 0 \[\d+\]$',
+                           self.lab("show", "calls"), re.MULTILINE)
+        self.assertEqual(calls, [(LOG_NAME, "(A;OICI;SDGWGR;;;LS)"),
+                                 (LOG_NAME, "(A;OICI;SDGWGR;;;AU)")])
         run = self.lab.run("-?", options=("--account", "LocalService"))
         self.assertEqual(run.log[0], "# Called with 1 argument(s): -?")
 
