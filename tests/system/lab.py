@@ -40,8 +40,13 @@ class Sibling:
     name: str
     parent: int
     account: str
-    ended: bool
+    start: str          # times that sort as text
+    end: str            # empty while it runs
     arguments: str      # the command line after the program's path, to the blank
+
+    @property
+    def ended(self):
+        return self.end != ""
 
 
 @dataclass
@@ -248,9 +253,24 @@ class Lab:
             found = re.fullmatch(r'("?)' + re.escape(SUITE) + r'\\PalvoPrinter\w+\.exe\1(.*)', part[7])
             if not found:
                 raise AssertionError(f"a sibling was started by another path: {part[7]}")
+            end = "" if part[5] == "running" else part[5].removeprefix("end ")
             runs.append(Sibling(part[0], int(part[2].split()[1]), part[3].removeprefix("account "),
-                                part[5] != "running", found[2]))
+                                part[4].removeprefix("start "), end, found[2]))
         return runs
+
+    def counts(self):
+        """{function: calls} of all runs since a "record counts"."""
+        counts = {}
+        for line in self("show", "counts").splitlines():
+            _, function, calls = line.split()
+            counts[function] = counts.get(function, 0) + int(calls)
+        return counts
+
+    def at_once(self):
+        """The sibling runs that began while another one ran."""
+        runs = sorted(self.siblings(), key=lambda run: run.start)
+        return [(one, other) for i, one in enumerate(runs) for other in runs[i + 1:]
+                if not one.ended or other.start < one.end]
 
     def processes(self, name):
         """The fields of /proc/PID/stat, from the state on, of this lab's processes of that name."""
