@@ -131,6 +131,8 @@ class Queuing(unittest.TestCase):
         self.assertEqual(len(codes), 12)
         self.assertLessEqual(set(codes), {0, 1})
         self.assertIn(0, codes)
+        self.assertEqual(self.lab.at_once(), [])
+        self.assertEqual(len(self.lab.siblings()) % 2, 0)
         lines = self.lab.log_lines()
         redundant = [m for _, m in lines if m.startswith("-Redundant instance")]
         done = [m for _, m in lines if m == "NewOrChanged event done...exiting."]

@@ -68,11 +68,14 @@ class Living(LabTest):
         for name in names:
             self.lab("printer", "add", name, SUPPORTED)
         self.install()
+        # Long enough for whoever does not wait its turn to be seen beside the others.
+        self.lab("sibling", "query", "--take", "400")
         self.lab("printer", "change", *names)
         self.lab("tasks", "wait")
         self.assertEqual(len(self.lab.finished()), 8)
         self.assertLessEqual(set(self.lab.finished()),
                              {(NEW_OR_CHANGED, "0x0"), (NEW_OR_CHANGED, "0x1")})
+        self.assertEqual(self.lab.at_once(), [])
         working = [s for s in self.lab.siblings() if s.name == "query"]
         self.assertEqual(working[0].arguments, " -c")
         self.assertEqual(self.lab.scan_position()[1], len(names) * 2 + 1)
