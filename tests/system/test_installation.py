@@ -4,11 +4,14 @@ import re
 import shutil
 import unittest
 
-from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, USER_LOGON
+from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, SUPPORTED, USER_LOGON
 from scheduled_tasks import (
     ALL_TASKS, CHANNEL_FAILED, CHANNEL_SET, COMMON, CREATION_FAILED, INSTALLED, JOB_START_GONE,
     JOB_START_STAYS, LOGON_QUERY, OLD_LOGON_QUERY, PRINTER_QUERY, REGISTERED, TASKS_GONE,
     TASKS_STAY, UNINSTALLED, LabTest)
+
+# The functions of Windows and the runtime library that start a program.
+STARTING = re.compile(r"CreateProcess|ShellExec|WinExec|_w?spawn|_w?exec|_w?popen|system$")
 
 
 class Installing(LabTest):
@@ -65,6 +68,17 @@ class Installing(LabTest):
         self.assertEqual(self.lab.tasks(), ALL_TASKS)
         self.assertEqual(self.lab.raw_task(USER_LOGON)["Trigger0.Subscription"], LOGON_QUERY)
 
+    def test_neither_installing_nor_removing_starts_another_program(self):
+        self.lab("user", "add", "anna", "admin")
+        self.lab("user", "logon", "anna")
+        self.lab("record", "counts")
+        self.install()
+        self.assertEqual(self.lab.run("-UT").code, 0)
+        counts = self.lab.counts()
+        self.assertEqual(counts["ITaskFolder::RegisterTaskDefinition"], 3)
+        self.assertEqual([name for name in counts if STARTING.search(name)], [])
+        self.assertEqual(self.lab.siblings(), [])
+
     def test_two_installations_at_once_leave_three_whole_tasks(self):
         for _ in range(5):
             self.assertEqual(self.lab.burst(["-IT", "-IT"]), [0, 0])
@@ -87,6 +101,32 @@ class Installing(LabTest):
         self.assertEqual(self.lab.finished(), [(NEW_OR_CHANGED, "0x0")])
         self.assertEqual(self.lab.log()[-1],
                          "- No supported printers need to be processed. Done. Exiting.")
+
+
+class Removing(LabTest):
+    def test_it_leaves_the_identity_values_the_position_and_the_log(self):
+        self.install()
+        sid = self.lab("user", "add", "anna", "admin").strip()
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab("user", "logon", "anna")
+        self.lab("printer", "add", "Front Desk", SUPPORTED)
+        self.lab("tasks", "wait")
+        bags, log = self.lab.bags(), self.lab.log_bytes()
+        self.assertEqual(set(bags[sid]), {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 2))
+
+        self.assertEqual(self.lab.run("-UT").code, 0)
+        for bag in bags.values():
+            bag["DesktopAppGUIDs"] = ("REG_SZ", "")
+        self.assertEqual(self.lab.bags(), bags)
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 2))
+        after = self.lab.log_bytes()
+        self.assertEqual(after[:len(log)], log)
+        self.assertEqual([message for _, message in self.lab.parse_log(after[len(log):])], [
+            "# Called with 1 argument(s): -UT",
+            "#\tResolved Args: NoNgen, NoWarmup, UninstallScheduledTask, NotNewOrChangedEvent, "
+            "-i ",
+            TASKS_GONE, JOB_START_GONE, *UNINSTALLED])
 
 
 class Failing(LabTest):
