@@ -1,9 +1,12 @@
 """The simple modes, the command line and the log, on the shipped file."""
 
+import os
 import re
+import shutil
+import subprocess
 import unittest
 
-from lab import SUPPORTED, Lab
+from lab import ROOT, SUPPORTED, Lab
 
 USAGE = ("\nPalvoPrinterConfiguration - Palvo Corporation\n\n"
          "\tPalvoPrinterConfiguration.exe [-? | -c | -r | -IT | -UT | -DL | -IN | -UN | -w]\n\n"
@@ -32,6 +35,29 @@ class Modes(unittest.TestCase):
                 run = self.lab.run(argument)
                 self.assertEqual((run.code, run.output), (1, USAGE))
 
+    def test_an_argument_with_a_wildcard_is_taken_to_the_letter(self):
+        folder = self.lab.prefix / "drive_c" / "Wildcards"
+        at_the_root = self.lab.prefix / "drive_c" / "x"
+        for path in (folder, at_the_root):
+            path.mkdir(exist_ok=True)
+            self.addCleanup(shutil.rmtree, path)
+        (folder / "-x").touch()
+        (folder / "NewOrChangedTask").touch()
+        for arguments in (("/?",), ("-?",), ("*",), ("-?", "-i", "New*")):
+            with self.subTest(arguments=arguments):
+                self.lab("reset")
+                # The lab's process is started in this folder, so the program is in it, too.
+                done = subprocess.run(
+                    [ROOT / "palvo-lab", "run", "--", *arguments], cwd=folder, check=False,
+                    stdout=subprocess.PIPE,
+                    env=dict(os.environ, PALVO_LAB_PREFIX=str(self.lab.prefix)))
+                asks = "?" in arguments[0]
+                self.assertEqual((done.returncode, done.stdout.decode().replace("\r\n", "\n")),
+                                 (1, USAGE) if asks else (0, ""))
+                switches = " ".join(a for a in arguments if a != "*")
+                self.assertEqual(self.lab.log()[0],
+                                 f"# Called with {len(arguments)} argument(s): {switches}")
+
     def test_an_unknown_argument_is_named_in_the_log(self):
         self.assertEqual(self.lab.run("-x", "-c").log, [
             "ERROR: Unrecognized argument: x!",
@@ -58,6 +84,18 @@ class Modes(unittest.TestCase):
         run = self.lab.run("-DL", options=("--fault", "DeleteFileW 1 5"))
         self.assertEqual(run.code, 1)
         self.assertEqual(self.lab.log()[-1], "# Invoked to delete log file. Done...exiting.")
+
+    def test_a_log_that_is_not_there_counts_as_deleted(self):
+        # The directory is made, the file cannot be.
+        run = self.lab.run("-DL", options=("--fault", "CreateFileW 1 5 always"))
+        self.assertEqual((run.code, run.output, run.log), (0, "", []))
+
+    def test_a_log_without_a_directory_cannot_be_deleted(self):
+        for fault in ("SHGetKnownFolderPath 1 0x80070002", "CreateDirectoryW 1 5 always"):
+            with self.subTest(fault=fault):
+                self.lab("reset")
+                run = self.lab.run("-DL", options=("--fault", fault))
+                self.assertEqual((run.code, run.output, run.log), (1, "", []))
 
     def test_a_driver_package_is_installed_by_name(self):
         run = self.lab.run("-APDI", "-i", "Palvo Orvela PV6 PS")
