@@ -1,5 +1,6 @@
-// Access lists of files are Wine's, which keeps of them what fits into the mode of a Unix file. What a
-// program asked for is told by the record of the call: the list as text, and what it was set on.
+// Access lists of files are Wine's, which keeps of them what fits into the mode of a Unix file.
+// What a program asked for is told by the record of the call: the list as text, and what it was set
+// on.
 #include "DoubleTable.h"
 
 #include "CallRecord.h"

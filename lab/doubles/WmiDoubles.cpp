@@ -1,7 +1,7 @@
 // WMI is Wine's own. The lab only stands in front of the methods that a program calls: they are
-// counted, can be made to fail, and an interface that is not released is a leak. Two properties that
-// Wine takes from the machine have values of the lab's own, so that who asks in vain is told from
-// who asks a machine without them.
+// counted, can be made to fail, and an interface that is not released is a leak. Two properties
+// that Wine takes from the machine have values of the lab's own, so that who asks in vain is told
+// from who asks a machine without them.
 #include "WmiDoubles.h"
 #include "ComDoubles.h"
 
