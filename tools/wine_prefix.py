@@ -5,6 +5,8 @@ import shutil
 import subprocess
 from pathlib import Path
 
+WINESERVER = Path(__file__).resolve().with_name("wineserver")
+
 
 class WinePrefix:
     """A Wine prefix in a folder, made when it is missing. Its server is ended with it, and no other."""
@@ -39,8 +41,6 @@ class WinePrefix:
 
     def server(self, argument):
         """-k ends it, -w waits for its end, -p keeps it when nobody uses it."""
-        program = next((path for path in ("/usr/lib/wine/wineserver", "/usr/lib/wine/wineserver64")
-                        if os.path.exists(path)), "wineserver")
-        subprocess.run([program, argument], env=self.environment, stdin=subprocess.DEVNULL,
+        subprocess.run([WINESERVER, argument], env=self.environment, stdin=subprocess.DEVNULL,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120,
                        check=False)

@@ -332,6 +332,7 @@ class Lab:
     def end(self):
         """Ends the Wine server of the lab's prefix, and no other."""
         self.close()
-        subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=str(self.prefix)),
+        subprocess.run([ROOT / "tools" / "wineserver", "-k"],
+                       env=dict(os.environ, WINEPREFIX=str(self.prefix)),
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
                        timeout=SECONDS)
