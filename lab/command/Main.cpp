@@ -36,6 +36,11 @@ int RunCommand(const Arguments& all)
         {
             continue;
         }
+        if (command.run != &RunHelp && !HasWinesUser())
+        {
+            return Complain(L"the hive of Wine's user is not where this lab knows it; see whether "
+                            L"another version of Wine has it there");
+        }
         // A lab that was never set up is set up now; the links of the hives are gone whenever
         // Wine was.
         if (command.run != &RunReset && command.run != &RunHelp)

@@ -108,9 +108,11 @@ void MountOne(const Mount& mount)
     }
 }
 
+constexpr wchar_t kWinesUser[] = L"S-1-5-21-0-0-0-1000";
+
 bool IsWinesOwn(const std::wstring& name)
 {
-    return EqualNoCase(name, L".Default") || StartsWithNoCase(name, L"S-1-5-21-0-0-0-1000");
+    return EqualNoCase(name, L".Default") || StartsWithNoCase(name, kWinesUser);
 }
 
 std::wstring ReadOnlyName(const std::wstring& sid)
@@ -119,6 +121,11 @@ std::wstring ReadOnlyName(const std::wstring& sid)
 }
 
 } // namespace
+
+bool HasWinesUser()
+{
+    return static_cast<bool>(LabKey::Open(HKEY_USERS, kWinesUser));
+}
 
 void MountHives()
 {

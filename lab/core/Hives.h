@@ -9,6 +9,10 @@
 namespace PalvoLab
 {
 
+// Whether Wine's own user has the hive that the lab knows. Where it has another, the lab would take that
+// one for a left-over and delete what is in it.
+bool HasWinesUser();
+
 // Makes every hive that should be mounted appear in HKEY_USERS, and the others disappear. Cheap
 // when nothing has to change. The links go away with the last Wine process; any command of the lab
 // brings them back.

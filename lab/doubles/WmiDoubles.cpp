@@ -14,6 +14,8 @@
 #include <oleauto.h>
 #include <wbemcli.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -27,12 +29,31 @@ namespace
 constexpr wchar_t kInterface[] = L"interface";
 constexpr wchar_t kText[] = L"COM text"; // given back by SysFreeString or VariantClear
 
-// Slots of the tables of methods.
-constexpr std::size_t kRelease = 2;
-constexpr std::size_t kConnectServer = 3;
-constexpr std::size_t kGet = 4;
-constexpr std::size_t kNext = 4;
-constexpr std::size_t kExecQuery = 20;
+// The slot of a method in its interface's table: COM fixes it, and the header that declares the
+// interface tells it. A pointer to a virtual member holds one more than the slot's offset in bytes.
+template <typename Method> std::size_t SlotOf(Method method)
+{
+    struct
+    {
+        std::uintptr_t offsetAndOne;
+        std::ptrdiff_t adjustment;
+    } parts = {};
+    static_assert(sizeof(parts) == sizeof(method));
+    std::memcpy(&parts, &method, sizeof(parts));
+    return (parts.offsetAndOne - 1) / sizeof(void*);
+}
+
+const std::size_t kRelease = SlotOf(&IUnknown::Release);
+const std::size_t kConnectServer = SlotOf(&IWbemLocator::ConnectServer);
+const std::size_t kGet = SlotOf(&IWbemClassObject::Get);
+const std::size_t kNext = SlotOf(&IEnumWbemClassObject::Next);
+const std::size_t kExecQuery = SlotOf(&IWbemServices::ExecQuery);
+
+// How many methods an interface has, by its last one.
+const std::size_t kLocatorMethods = SlotOf(&IWbemLocator::ConnectServer) + 1;
+const std::size_t kServicesMethods = SlotOf(&IWbemServices::ExecMethodAsync) + 1;
+const std::size_t kEnumeratorMethods = SlotOf(&IEnumWbemClassObject::Skip) + 1;
+const std::size_t kObjectMethods = SlotOf(&IWbemClassObject::GetMethodOrigin) + 1;
 
 // The table of a watched object: its own with some methods replaced.
 struct Table
@@ -183,7 +204,8 @@ HRESULT STDMETHODCALLTYPE HookNext(IEnumWbemClassObject* objects, LONG timeout, 
         Original<decltype(&HookNext)>(objects, kNext)(objects, timeout, count, found, returned);
     for (ULONG i = 0; SUCCEEDED(result) && i < *returned; ++i)
     {
-        Watch(found[i], L"IWbemClassObject", 27, kGet, reinterpret_cast<void*>(&HookGet));
+        Watch(found[i], L"IWbemClassObject", kObjectMethods, kGet,
+              reinterpret_cast<void*>(&HookGet));
     }
     return result;
 }
@@ -200,7 +222,8 @@ HRESULT STDMETHODCALLTYPE HookExecQuery(IWbemServices* services, BSTR language, 
         services, language, query, flags, context, objects);
     if (SUCCEEDED(result))
     {
-        Watch(*objects, L"IEnumWbemClassObject", 8, kNext, reinterpret_cast<void*>(&HookNext));
+        Watch(*objects, L"IEnumWbemClassObject", kEnumeratorMethods, kNext,
+              reinterpret_cast<void*>(&HookNext));
     }
     return result;
 }
@@ -217,7 +240,8 @@ HRESULT STDMETHODCALLTYPE HookConnectServer(IWbemLocator* locator, BSTR path, BS
         locator, path, user, password, locale, flags, authority, context, services);
     if (SUCCEEDED(result))
     {
-        Watch(*services, L"IWbemServices", 26, kExecQuery, reinterpret_cast<void*>(&HookExecQuery));
+        Watch(*services, L"IWbemServices", kServicesMethods, kExecQuery,
+              reinterpret_cast<void*>(&HookExecQuery));
     }
     return result;
 }
@@ -226,7 +250,8 @@ HRESULT STDMETHODCALLTYPE HookConnectServer(IWbemLocator* locator, BSTR path, BS
 
 void WatchLocator(void* locator)
 {
-    Watch(locator, L"IWbemLocator", 4, kConnectServer, reinterpret_cast<void*>(&HookConnectServer));
+    Watch(locator, L"IWbemLocator", kLocatorMethods, kConnectServer,
+          reinterpret_cast<void*>(&HookConnectServer));
 }
 
 } // namespace PalvoLab
