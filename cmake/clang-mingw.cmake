@@ -5,8 +5,11 @@ set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(palvo_triplet x86_64-w64-mingw32)
-set(CMAKE_C_COMPILER clang-14)
-set(CMAKE_CXX_COMPILER clang++-14)
+# Clang 14 where it is, else the release's own.
+find_program(palvo_clang NAMES clang-14 clang REQUIRED)
+find_program(palvo_clangxx NAMES clang++-14 clang++ REQUIRED)
+set(CMAKE_C_COMPILER ${palvo_clang})
+set(CMAKE_CXX_COMPILER ${palvo_clangxx})
 set(CMAKE_C_COMPILER_TARGET ${palvo_triplet})
 set(CMAKE_CXX_COMPILER_TARGET ${palvo_triplet})
 set(CMAKE_ASM_COMPILER ${CMAKE_C_COMPILER})
