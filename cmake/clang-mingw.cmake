@@ -22,6 +22,7 @@ file(GLOB palvo_gcc_folder /usr/lib/gcc/${palvo_triplet}/*-win32)
 list(GET palvo_gcc_folder -1 palvo_gcc_folder)
 set(CMAKE_CXX_FLAGS_INIT "-cxx-isystem ${palvo_gcc_folder}/include/c++ \
 -cxx-isystem ${palvo_gcc_folder}/include/c++/${palvo_triplet}")
+set(CMAKE_ASM_FLAGS_INIT "--target=${palvo_triplet}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -L${palvo_gcc_folder}")
 
 set(CMAKE_FIND_ROOT_PATH /usr/${palvo_triplet})

@@ -69,8 +69,10 @@ int InstallTask(const std::wstring& programPath, const std::wstring& arguments, 
         return 1;
     }
     return RunComSequence(
-        [&programPath, &arguments, kind, limit = std::move(timeLimit)] {
-            InstallSequence({programPath, arguments, kind}, limit.Get());
+        [&programPath, &arguments, kind, limit = std::move(timeLimit)]
+        {
+            const TaskRequest task = {programPath, arguments, kind};
+            InstallSequence(task, limit.Get());
         });
 }
 
