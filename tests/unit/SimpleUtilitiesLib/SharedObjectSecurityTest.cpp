@@ -85,11 +85,16 @@ TEST(SharedObjectSecurityTest,
      EachAccountThatCannotBeAddedForWantOfMemorySpoilsItAndNothingIsThrown)
 {
     const ScarceMemory memory;
-    bool isValid = false;
+    SharedObjectSecurityDescriptor shared;
     int spoilt = 0;
-    ScarceMemory::ForEveryRoom([&] { isValid = BuildSharedObjectSecurityDescriptor().isValid; },
-                               [&] { spoilt += isValid ? 0 : 1; });
-    EXPECT_TRUE(isValid);
+    ScarceMemory::ForEveryFailure(
+        [&] { shared = BuildSharedObjectSecurityDescriptor(); },
+        [&]
+        {
+            EXPECT_EQ(shared.isValid, EntriesOf(SecurityText(shared.dacl.Get())).size() == 3);
+            spoilt += shared.isValid ? 0 : 1;
+        });
+    EXPECT_TRUE(shared.isValid);
     EXPECT_GT(spoilt, 0);
 }
 
