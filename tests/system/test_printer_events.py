@@ -361,6 +361,23 @@ class UserValues(unittest.TestCase):
         self.assertNotIn(anna, bags)
         self.assertEqual(set(bags[ben]), {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})
 
+    def test_a_copy_that_cannot_become_itself_again_ends_at_once_without_a_line(self):
+        self.add("anna", "standard")
+        run = self.lab.run("-c", "-i", "UserLogonTask", options=(
+            "--fault", "RevertToSelf 1 5 always", "--fault", "SetThreadToken 1 5 always"))
+        self.assertEqual((run.code, run.output), (1, ""))
+        self.assertEqual([line.split("=")[0] for line in run.log], [
+            "# Called with 3 argument(s): -c -i UserLogonTask",
+            "#\tResolved Args: NoNgen, NoWarmup, NewOrChangedEvent, UserLogonEvent, -i "
+            "UserLogonTask",
+            "-Processing NewOrChanged event: UserLogonTask",
+            "# Procesing a special NewOrChanged event.",
+            self.updated_user(run.log),
+            "Updated UserPropertyBags: DeviceId"])
+
+    def updated_user(self, log):
+        return f"Updated UserPropertyBag for '{self.computer_and_machine(log)[0]}\\anna': UserId"
+
     def test_nobody_logged_on_means_no_identity_values(self):
         run = self.lab.run("-c", "-i", "UserLogonTask")
         self.assertEqual(run.code, 0)
