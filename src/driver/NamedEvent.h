@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <string>
 
-/// A named auto-reset event. One that could not be created is never signalled.
+/// A named auto-reset event. One that could not be created is never signalled. A request that it
+/// holds ends with the event's last handle; the next refresh makes good for it.
 class NamedEvent
 {
 public:

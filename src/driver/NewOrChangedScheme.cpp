@@ -109,6 +109,8 @@ private:
         }
         PrinterEventScanResult found;
         ScanForPrinterEvents(run.log, found);
+        // Before the programs run: a printer at which a run is ended would be tried again by every
+        // later event. The next refresh does what such a run leaves undone.
         StoreScanPosition(found.newestRecordId);
         if (passes > 0 && found.noPertinentPrinter)
         {
@@ -170,6 +172,7 @@ int RunNewOrChanged(const Run& run)
     }
     catch (...)
     {
+        // One bad request must not make the task count as failed.
         run.log.Write(L"An exception occurred while looping for NewOrChanged event processing.");
     }
     run.log.Write(L"NewOrChanged event done...exiting.");

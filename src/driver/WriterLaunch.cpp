@@ -17,7 +17,8 @@ KernelHandle LogOnLocalService()
     return token;
 }
 
-// Without a path there is nothing to start: the command line would begin with the arguments.
+// Without a path there is nothing to start: the command line would begin with the arguments. A
+// program that does not start leaves no line; the next request starts it again.
 
 DWORD RunQuery(const std::wstring& path, const std::wstring& arguments)
 {
@@ -28,6 +29,7 @@ DWORD RunQuery(const std::wstring& path, const std::wstring& arguments)
     const std::wstring commandLine = ChildCommandLine(path, arguments);
     XProcess query;
     const KernelHandle localService = LogOnLocalService();
+    // Some accounts may not log another one on: the printers are configured all the same.
     return localService ? query.RunAsUser(localService.Get(), commandLine)
                         : query.RunAsCurrentUser(commandLine);
 }

@@ -66,6 +66,7 @@ DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
     KernelHandle duplicate;
     const bool duplicated = duplicate.KeepIf(DuplicateTokenEx(
         token, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary, duplicate.Receive()));
+    // The token itself may do for starting a process; without it there would be none.
     HANDLE account = duplicated ? duplicate.Get() : token;
     PROCESS_INFORMATION information = {};
     BOOL created = FALSE;

@@ -35,6 +35,7 @@ DWORD FailureCode()
 
 std::wstring PrinterEventQuery(std::uint64_t firstRecordId)
 {
+    // Whole: a record id has 64 bits.
     return Format(L"Event/System[(EventID=300 or EventID=306) and EventRecordID >= %I64u]",
                   firstRecordId);
 }
@@ -59,6 +60,7 @@ bool EventLogReader::MoveNext()
     }
     if (currentIndex == returnedCount)
     {
+        // Windows may give fewer events than it was asked for: only a batch that fails is the end.
         endReached = !FetchBatch();
         if (endReached)
         {

@@ -17,7 +17,8 @@ bool ReadEvents(EventLogReader& reader, SupportedPrinters& printers, std::uint64
     bool firstEvent = true;
     while (reader.MoveNext())
     {
-        // An event that cannot be rendered counts, with an empty printer name.
+        // An event that cannot be rendered counts, with an empty printer name: it must not hide the
+        // others.
         reader.ReadNext();
         // A printer is examined one event late, so that the oldest event's printer never is: that
         // event is the one that was dealt with last time.

@@ -41,6 +41,7 @@ bool WriteUserId(const SessionUser& user, const std::wstring& userId)
     }
     catch (const LegacyPlvException&)
     {
+        // The user's own hive may be gone or closed to writing; the other values are not kept back.
         return false;
     }
 }
