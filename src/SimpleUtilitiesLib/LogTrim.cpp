@@ -1,9 +1,8 @@
 #include "LogTrim.h"
 
-#include <emmintrin.h>
+#include "CharacterSearch.h"
 
 #include <algorithm>
-#include <bit>
 
 namespace
 {
@@ -35,7 +34,7 @@ std::optional<std::uint64_t> Scanner::Feed(std::string_view bytes)
 std::size_t Scanner::TakeFromPiece(std::string_view bytes)
 {
     const std::string_view taken = bytes.substr(0, LongestPiece - pieceLength);
-    const std::size_t lineFeed = FindLineFeed(taken);
+    const std::size_t lineFeed = FindCharacter(taken, '\n');
     if (lineFeed < taken.size())
     {
         const bool hasCarriageReturn = lineFeed > 0 && taken[lineFeed - 1] == '\r';
@@ -90,7 +89,7 @@ std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept
     char* end = text;
     while (!bytes.empty())
     {
-        const std::size_t lineFeed = FindLineFeed(bytes);
+        const std::size_t lineFeed = FindCharacter(bytes, '\n');
         end = std::copy_n(bytes.data(), lineFeed, end);
         if (lineFeed == bytes.size())
         {
@@ -104,29 +103,5 @@ std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept
         bytes.remove_prefix(lineFeed + 1);
     }
     return static_cast<std::size_t>(end - text);
-}
-
-std::size_t FindLineFeed(std::string_view bytes) noexcept
-{
-    // Sixteen bytes at a time, as every 64-bit processor of this family can. The C runtime looks at
-    // one byte after the other, which takes longer than all the rest of a trim.
-    const __m128i lineFeeds = _mm_set1_epi8('\n');
-    std::size_t position = 0;
-    for (; bytes.size() - position >= sizeof(__m128i); position += sizeof(__m128i))
-    {
-        const __m128i block =
-            _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data() + position));
-        const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(block, lineFeeds));
-        if (found != 0)
-        {
-            return position +
-                   static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(found)));
-        }
-    }
-    while (position < bytes.size() && bytes[position] != '\n')
-    {
-        ++position;
-    }
-    return position;
 }
 } // namespace LogTrim

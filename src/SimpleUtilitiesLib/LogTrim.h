@@ -48,7 +48,4 @@ private:
 /// line feed that stands alone. Returns how many bytes it wrote. The byte before the first is taken
 /// for no carriage return.
 std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept;
-
-/// The position of the first line feed; the number of bytes when there is none.
-std::size_t FindLineFeed(std::string_view bytes) noexcept;
 } // namespace LogTrim

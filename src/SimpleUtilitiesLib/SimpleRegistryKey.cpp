@@ -1,10 +1,9 @@
 #include "SimpleRegistryKey.h"
 
+#include "CharacterSearch.h"
 #include "Format.h"
 #include "LegacyPlvException.h"
 #include "SystemMessage.h"
-
-#include <algorithm>
 
 namespace
 {
@@ -150,11 +149,9 @@ std::wstring RegistryKey::GetString(const std::wstring& name, const std::wstring
     {
         return defaultText;
     }
-    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
-    std::copy_n(bytes.data(), text.size() * sizeof(wchar_t),
-                reinterpret_cast<std::uint8_t*>(text.data()));
-    text.resize(std::min(text.find(L'\0'), text.size()));
-    return text;
+    const std::wstring_view text(reinterpret_cast<const wchar_t*>(bytes.data()),
+                                 bytes.size() / sizeof(wchar_t));
+    return std::wstring(text.substr(0, FindCharacter(text, L'\0')));
 }
 
 bool RegistryKey::EnumerateSubKeys(std::vector<std::wstring>& names) const

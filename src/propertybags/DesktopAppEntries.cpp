@@ -1,5 +1,6 @@
 #include "DesktopAppEntries.h"
 
+#include "CharacterSearch.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -14,16 +15,20 @@ constexpr wchar_t KeySeparator = L':';
 /// Exactly a key and a list, and the key is this version's to the letter.
 bool IsOwnEntry(std::wstring_view entry)
 {
-    const std::size_t keyEnd = entry.find(KeySeparator);
-    return keyEnd != std::wstring_view::npos &&
-           entry.find(KeySeparator, keyEnd + 1) == std::wstring_view::npos &&
-           entry.substr(0, keyEnd) == DesktopAppEntries::VersionKey;
+    const std::size_t keyEnd = FindCharacter(entry, KeySeparator);
+    if (keyEnd == entry.size() || entry.substr(0, keyEnd) != DesktopAppEntries::VersionKey)
+    {
+        return false;
+    }
+    const std::wstring_view list = entry.substr(keyEnd + 1);
+    return FindCharacter(list, KeySeparator) == list.size();
 }
 
 /// The entry that begins at `start`. The next one begins behind the separator that follows it.
 std::wstring_view EntryAt(std::wstring_view value, std::size_t start)
 {
-    return value.substr(start, value.find(EntrySeparator, start) - start);
+    const std::wstring_view rest = value.substr(start);
+    return rest.substr(0, FindCharacter(rest, EntrySeparator));
 }
 
 /// This version's first entry in `value`; empty when there is none.

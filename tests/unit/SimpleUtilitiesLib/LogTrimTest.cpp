@@ -189,34 +189,4 @@ TEST(LogTrimLineEndTest, NoOtherByteChanges)
     EXPECT_EQ(WithLineEnds(bytes), bytes);
     EXPECT_EQ(WithLineEnds(""), "");
 }
-
-TEST(LogTrimLineEndTest, OneLineFeedIsFoundAnywhere)
-{
-    for (std::size_t length = 0; length < 70; ++length)
-    {
-        const std::string bytes(length, '\x0B');
-        EXPECT_EQ(LogTrim::FindLineFeed(bytes), length);
-        for (std::size_t place = 0; place < length; ++place)
-        {
-            std::string withOne = bytes;
-            withOne[place] = '\n';
-            EXPECT_EQ(LogTrim::FindLineFeed(withOne), place) << "of " << length;
-        }
-    }
-}
-
-TEST(LogTrimLineEndTest, TheFirstOfSeveralLineFeedsIsFound)
-{
-    EXPECT_EQ(LogTrim::FindLineFeed("\n\n"), 0U);
-    EXPECT_EQ(LogTrim::FindLineFeed(std::string(20, 'x') + "\nxx\nxxxxxxxxxxxxx\n"), 20U);
-}
-
-TEST(LogTrimLineEndTest, LineFeedBehindTheEndIsNotFound)
-{
-    const std::string bytes = std::string(40, 'x') + "\n";
-    for (std::size_t length = 0; length < bytes.size(); ++length)
-    {
-        EXPECT_EQ(LogTrim::FindLineFeed(std::string_view(bytes).substr(0, length)), length);
-    }
-}
 } // namespace
