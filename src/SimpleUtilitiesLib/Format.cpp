@@ -1,5 +1,6 @@
 #include "Format.h"
 
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cwchar>
@@ -11,9 +12,18 @@ std::wstring FormatUnchecked(const wchar_t* format, ...)
     // Every list is ended where it was started, before anything can throw.
     va_list arguments;
     va_start(arguments, format);
-    const int length = _vscwprintf(format, arguments);
+    // Nearly every text fits, and need not be measured first.
+    std::array<wchar_t, 256> buffer;
+    int length = _vsnwprintf(buffer.data(), buffer.size(), format, arguments);
     va_end(arguments);
-    if (length <= 0)
+    if (length >= 0)
+    {
+        return {buffer.data(), static_cast<std::size_t>(length)};
+    }
+    va_start(arguments, format);
+    length = _vscwprintf(format, arguments);
+    va_end(arguments);
+    if (length < 0)
     {
         return {};
     }

@@ -1,5 +1,6 @@
 #include "Text.h"
 
+#include "CharacterSearch.h"
 #include "WindowsHeaders.h"
 
 #include <algorithm>
@@ -20,16 +21,12 @@ wchar_t UpperLetter(wchar_t c)
 /// Empty when the text cannot be converted.
 std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
 {
-    const int length = static_cast<int>(text.size());
-    const int size =
-        WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
-    if (size <= 0)
-    {
-        return {}; // a second call without room would ask for the size once more
-    }
-    std::string narrow(static_cast<std::size_t>(size), '\0');
-    narrow.resize(static_cast<std::size_t>(WideCharToMultiByte(
-        codePage, flags, text.data(), length, narrow.data(), size, nullptr, nullptr)));
+    // No code page has more bytes for a character.
+    std::string narrow(4 * text.size(), '\0');
+    const int length =
+        WideCharToMultiByte(codePage, flags, text.data(), static_cast<int>(text.size()),
+                            narrow.data(), static_cast<int>(narrow.size()), nullptr, nullptr);
+    narrow.resize(static_cast<std::size_t>(std::max(length, 0)));
     return narrow;
 }
 
@@ -92,15 +89,18 @@ std::string WithCarriageReturns(const std::string& bytes)
 {
     std::string text;
     text.reserve(bytes.size() + 2);
-    for (const char byte : bytes)
+    std::string_view rest = bytes;
+    for (;;)
     {
-        if (byte == '\n')
+        const std::size_t lineFeed = FindCharacter(rest, '\n');
+        text += rest.substr(0, lineFeed);
+        if (lineFeed == rest.size())
         {
-            text += '\r';
+            return text;
         }
-        text += byte;
+        text += "\r\n";
+        rest.remove_prefix(lineFeed + 1);
     }
-    return text;
 }
 
 std::wstring LowerCase(std::wstring text)

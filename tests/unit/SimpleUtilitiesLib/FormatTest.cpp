@@ -91,7 +91,7 @@ TEST(FormatTest, TextThatTheRuntimeCannotMeasureIsEmpty)
 {
     const Replaced<"msvcrt", "_vscwprintf", int(const wchar_t*, char*)> measure(
         [](const wchar_t*, char*) { return -1; });
-    EXPECT_EQ(Format(L"%s", L"paper"), L"");
+    EXPECT_EQ(Format(L"%s", std::wstring(1000, L'p')), L"");
 }
 
 TEST(FormatTest, TextThatTheRuntimeCannotWriteIsEmpty)
@@ -104,6 +104,17 @@ TEST(FormatTest, TextThatTheRuntimeCannotWriteIsEmpty)
                 return -1;
             });
     EXPECT_EQ(Format(L"%s", L"paper"), L"");
+    EXPECT_EQ(Format(L"%s", std::wstring(1000, L'p')), L"");
+}
+
+TEST(FormatTest, TextOfAnyLengthIsWhole)
+{
+    std::wstring text;
+    for (std::size_t length = 0; length <= 600; ++length)
+    {
+        ASSERT_EQ(Format(L"%s", text), text);
+        text += static_cast<wchar_t>(L'a' + length % 26);
+    }
 }
 
 TEST(FormatTest, MemoryThatRunsOutIsABadAllocation)

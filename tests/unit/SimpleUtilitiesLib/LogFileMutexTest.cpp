@@ -84,7 +84,7 @@ TEST_F(LogFileMutexTest, LineIsMadeAndConvertedBeforeTheWait)
             return decltype(wait)::Original(handle, milliseconds);
         });
     log.Write(L"x");
-    EXPECT_EQ(journal, (Journal{L"time", L"process", L"conversion", L"conversion", L"wait"}));
+    EXPECT_EQ(journal, (Journal{L"time", L"process", L"conversion", L"wait"}));
 }
 
 TEST_F(LogFileMutexTest, LogWithoutAPathNeitherWaitsNorOpensAnything)
