@@ -1,0 +1,8 @@
+// empty-program: starts and ends.
+
+int wmain();
+
+int wmain()
+{
+    return 0;
+}
