@@ -63,6 +63,14 @@ class WineTest(unittest.TestCase):
             self.assertEqual(self.call("palvo-lab", "help")[0], 0)
             self.assertEqual(self.times_made(), 1)
 
+    def test_the_lab_makes_its_prefix_before_anything_is_built(self):
+        (self.folder / "bin" / "lab" / "palvo-lab.exe").unlink()
+        self.assertEqual(self.call("palvo-lab", "prefix"), (0, ""))
+        self.assertEqual(self.times_made(), 1)
+        self.assertEqual(self.call("palvo-lab", "help"),
+                         (1, f"palvo-lab: the lab is not built in '{self.folder}/bin'; run: tools/build "
+                             "release demo\n"))
+
     def test_a_prefix_whose_making_was_interrupted_is_made_anew(self):
         self.script("wineboot", f"echo made >> {self.made}; touch $WINEPREFIX/system.reg\n"
                                 "mkdir $WINEPREFIX/drive_c; touch $WINEPREFIX/drive_c/half; exit 1")
