@@ -38,7 +38,7 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
      "MultiByteToWideChar ProcessIdToSessionId QueryPerformanceCounter RaiseException ReadFile "
      "ReleaseMutex "
      "ReleaseSemaphore RtlCaptureContext RtlLookupFunctionEntry RtlUnwindEx "
-     "RtlVirtualUnwind SetEvent SetFilePointerEx SetLastError "
+     "RtlVirtualUnwind SetEndOfFile SetEvent SetFilePointerEx SetLastError "
      "SetUnhandledExceptionFilter Sleep SleepConditionVariableCS TlsAlloc TlsFree TlsGetValue "
      "TlsSetValue TryEnterCriticalSection "
      "VerifyVersionInfoW VerSetConditionMask VirtualProtect VirtualQuery "

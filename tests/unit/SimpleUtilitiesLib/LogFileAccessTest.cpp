@@ -7,6 +7,7 @@
 #include "ScarceMemory.h"
 #include "SecurityText.h"
 #include "TemporaryFolder.h"
+#include "WellKnownAccounts.h"
 
 #include <gtest/gtest.h>
 
@@ -128,6 +129,7 @@ TEST_F(LogFileAccessTest, FileIsOpenedBeforeTheAccountsNameIsLookedUp)
             return decltype(getSecurity)::Original(handle, type, wanted, owner, group, dacl, sacl,
                                                    descriptor);
         });
+    AccountNames::OfThisRun() = {}; // whose names the log looked up at its start
     EXPECT_TRUE(GrantLocalServiceAccess(log));
     EXPECT_TRUE(GrantAuthenticatedUsersAccess(log));
     EXPECT_EQ(journal, (Journal{L"open", L"S-1-5-19", L"read", L"open", L"S-1-5-11", L"read"}));
@@ -135,6 +137,7 @@ TEST_F(LogFileAccessTest, FileIsOpenedBeforeTheAccountsNameIsLookedUp)
 
 TEST_F(LogFileAccessTest, AccountOfAFileThatCannotBeOpenedIsNotLookedUp)
 {
+    AccountNames::OfThisRun() = {};
     ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
     const Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)> convert(
         [&](LPCWSTR, PSID*)
