@@ -45,8 +45,4 @@ function(delay_load target dll)
 
     add_library(late_${name} STATIC "${source}")
     target_link_libraries(${target} INTERFACE late_${name})
-    # The runtime's helper calls the hooks of LateLoading.cpp where a program links them. Asked for by
-    # name, they are found there before the runtime's empty ones.
-    target_link_options(${target} INTERFACE
-        -Wl,-u,__pfnDliNotifyHook2 -Wl,-u,__pfnDliFailureHook2)
 endfunction()

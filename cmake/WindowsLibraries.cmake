@@ -64,6 +64,13 @@ delay_load(palvo_windows OLEAUT32.dll
 delay_load(palvo_windows SECUR32.dll
     GetUserNameExW)
 
+# The linker's helper for late imports calls the hooks of src/SimpleUtilitiesLib/LateLoading.cpp. Asked
+# for by name, they are found there before the runtime's empty ones.
+foreach(hook __pfnDliNotifyHook2 __pfnDliFailureHook2)
+    target_link_options(palvo_windows INTERFACE
+        $<IF:$<BOOL:${MSVC}>,/INCLUDE:${hook},-Wl$<COMMA>-u$<COMMA>${hook}>)
+endforeach()
+
 # Identifiers of COM classes and interfaces: constants, no DLL.
 target_link_libraries(palvo_windows INTERFACE
     advapi32 taskschd wbemuuid uuid)

@@ -7,10 +7,10 @@ std::wstring MakeGlobalObjectName(const std::wstring& name);
 
 /// Every named object of the program but the log's mutex, whose name is made from the log's
 /// directory and which alone carries access control of its own. These have the default security of
-/// the account that creates them. The tasks' copies run as SYSTEM and share them with each other; a
-/// copy that an administrator or an installer starts shares them with the copies of its own account
-/// only. Windows does not give it all access to an object that a SYSTEM copy made: it then can
-/// neither post a request nor take one, does nothing and ends with 0.
+/// the account that creates them. The tasks' copies run as SYSTEM and share them with each other,
+/// and with a copy of an administrator or an installer that made them first. Windows does not give
+/// such a copy all access to an object that a SYSTEM copy made: it then can neither post a request
+/// nor take one, does nothing and ends with 0.
 namespace GlobalObjects
 {
 /// Mutex around the first scan of a printer-event run.

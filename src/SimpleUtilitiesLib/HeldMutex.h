@@ -7,7 +7,7 @@ enum class MutexWait
     Owned,
     Abandoned, ///< owned; its last owner ended without giving it back
     TimedOut,  ///< somebody else owns it
-    Failed     ///< there is no such mutex; who works without it does no more than work twice
+    Failed     ///< there is no such mutex
 };
 
 /// A wait for a mutex and, when it succeeded, the ownership that came of it. Ownership is given

@@ -13,7 +13,7 @@ namespace
 {
 /// Has every DLL of this process looked for in the system's folder alone, those that the system's
 /// own DLLs load in turn too. False on a Windows Vista or 7 without the update that brought this.
-bool SearchSystemFolderAlone() noexcept
+bool NarrowDllSearch() noexcept
 {
     using SetDirectories = BOOL(WINAPI*)(DWORD);
     const auto setDirectories = reinterpret_cast<SetDirectories>(reinterpret_cast<void*>(
@@ -72,6 +72,25 @@ template <DWORD Error> FARPROC FailingFunctionFor(const char* function) noexcept
     return ReturnsResultCode(function) ? &FailWithResultCode<Error> : &FailWithNull<Error>;
 }
 
+/// Visual C++ imports the functions of OLEAUT32 by their numbers. Those two that return an HRESULT
+/// have names here.
+const char* NameOf(const DelayLoadProc& function) noexcept
+{
+    if (function.fImportByName)
+    {
+        return function.szProcName;
+    }
+    switch (function.dwOrdinal)
+    {
+    case 9:
+        return "VariantClear";
+    case 12:
+        return "VariantChangeType";
+    default:
+        return "";
+    }
+}
+
 /// Called by the linker's delay-load helper at every stage of a first call; null lets it go on by
 /// itself. Both hooks are this one.
 FARPROC WINAPI ObserveFirstCall(unsigned stage, DelayLoadInfo* call) noexcept
@@ -86,10 +105,9 @@ FARPROC WINAPI ObserveFirstCall(unsigned stage, DelayLoadInfo* call) noexcept
     }
     if (stage == dliFailGetProc)
     {
-        // Visual C++ imports OLEAUT32 by number; none of its functions needs more than a null.
-        return FailingFunction(call->dlp.fImportByName ? call->dlp.szProcName : "",
-                               call->hmodCur == thisProgram ? ERROR_MOD_NOT_FOUND
-                                                            : ERROR_PROC_NOT_FOUND);
+        return FailingFunction(NameOf(call->dlp), call->hmodCur == thisProgram
+                                                      ? ERROR_MOD_NOT_FOUND
+                                                      : ERROR_PROC_NOT_FOUND);
     }
     return nullptr;
 }
@@ -106,8 +124,8 @@ extern "C"
 
 HMODULE LoadSystemDll(const char* dll) noexcept
 {
-    return SearchSystemFolderAlone() ? LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)
-                                     : LoadByFullPath(dll);
+    return NarrowDllSearch() ? LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)
+                             : LoadByFullPath(dll);
 }
 
 FARPROC FailingFunction(const char* function, DWORD error) noexcept

@@ -2,11 +2,14 @@
 
 #include "WindowsHeaders.h"
 
-// Most DLLs are loaded at the first call of one of their functions: no run needs them all. The
-// linker makes that code; here stand the rules for it.
+// Most DLLs are loaded at the first call of one of their functions: no run needs them all. Here
+// stand the rules for that.
 //
-// - A DLL comes from the system's folder, and so do the DLLs that it loads in turn. The program's
-//   folder, the current one and PATH are not looked in, since others may write there.
+// - A DLL comes from the system's folder, and so do the DLLs that it needs. The program's folder,
+// the
+//   current one and PATH are not looked in, since others may write there. Windows Vista and 7
+//   without the update of 2011 (KB2533623) still look there for what a system's DLL loads later by
+//   its bare name.
 // - A DLL that cannot be loaded, or a function that it lacks, is a failing call of that function.
 //
 // The entry of a function that was replaced before its first call is never looked at.

@@ -66,7 +66,7 @@ class FilledLog
 public:
     explicit FilledLog(HANDLE emptyFile) : file(emptyFile) {}
 
-    /// False when not all could be written. What there is of the torn line is cut off again.
+    /// False when not all could be written, and no line is torn by that.
     bool Write(std::string_view bytes)
     {
         DWORD written = 0;
@@ -80,15 +80,20 @@ public:
             endOfLines = size + lineFeed + 1;
         }
         size += written;
-        if (written == bytes.size())
+        if (written != bytes.size())
         {
-            return true;
+            CutTornLineOff();
         }
-        if (GoTo(file, endOfLines))
+        return written == bytes.size();
+    }
+
+    /// Ends the file behind its last whole line.
+    void CutTornLineOff()
+    {
+        if (size > endOfLines && GoTo(file, endOfLines))
         {
             SetEndOfFile(file);
         }
-        return false;
     }
 
 private:
@@ -112,8 +117,13 @@ void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog t
         const bool isEnd = block.empty() && from >= size;
         const std::size_t length = WritableLength(bytes, isEnd, bytes.size() == buffer.size());
         const std::size_t textLength = LogTrim::WriteLineEnds(bytes.substr(0, length), text.data());
-        if (!target.Write({text.data(), textLength}) || block.empty())
+        if (!target.Write({text.data(), textLength}) || isEnd)
         {
+            return;
+        }
+        if (block.empty())
+        {
+            target.CutTornLineOff();
             return;
         }
         held = bytes.size() - length;

@@ -38,8 +38,8 @@ extern "C"
 
 namespace
 {
-/// Mixes what another process cannot know. The lowest byte stays zero, so that a text that is
-/// written too far ends before it.
+/// Mixes what another process can hardly guess as a whole. The lowest byte stays zero: a text that
+/// is copied over the guard would end there.
 __attribute__((no_stack_protector)) int MakeStackGuard()
 {
     LARGE_INTEGER counter = {};

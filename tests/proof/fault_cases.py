@@ -44,7 +44,8 @@ UNKNOWN = Mode("unknown switch", ("-x",), 1, range(1, 2))
 # The switch that cannot be read counts as on.
 SWITCHED_OFF = Mode("switched off", ("-?",), 0, range(2))
 TRIM = Mode("long log", ("-?",), 1, range(1, 2))
-PROMPT = Mode("debugger prompt", ("-UN",), 1, range(1, 2))
+# A text that is longer than most has its length asked for.
+PROMPT = Mode("debugger prompt", ("-UN", "-i", "x" * 300), 1, range(1, 2))
 BOX = Mode("debugger prompt on the desktop", ("-UN",), 1, range(1, 2), "alice")
 REDUNDANTS = [REDUNDANT, REDUNDANT_LOGON, REDUNDANT_REFRESH]
 MODES = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND, NOTHING, *REDUNDANTS, INSTALL, UNINSTALL,
@@ -59,20 +60,22 @@ NO_FAILURE = set("""
     memcpy memmove memset memcmp memchr strlen wcslen strcmp strncmp iswspace strerror localeconv
     ___lc_codepage_func ___mb_cur_max_func IsDBCSLeadByteEx _errno _time64 EqualSid
     VerSetConditionMask BuildExplicitAccessWithNameW""".split())
-# Only the runtime library calls these: at the start and the end of every program, for exceptions, and
-# to load the system's own DLLs late, which are always there.
+# Only the runtime library calls these, each release some of them: at the start and the end of every
+# program, for exceptions, for its last words, and to load DLLs late.
 RUNTIMES = set("""
     __iob_func __set_app_type __setusermatherr __wgetmainargs _initterm _onexit _amsg_exit _cexit _exit
     exit abort signal __C_specific_handler RaiseException RtlLookupFunctionEntry RtlUnwindEx
     RtlVirtualUnwind TlsAlloc TlsFree TlsGetValue TlsSetValue CreateSemaphoreW ReleaseSemaphore
-    VirtualProtect VirtualQuery GetStartupInfoW LoadLibraryA FreeLibrary""".split())
+    VirtualProtect VirtualQuery GetStartupInfoW GetThreadId FormatMessageA LoadLibraryA LoadLibraryW
+    FreeLibrary InitializeConditionVariable SleepConditionVariableCS WakeAllConditionVariable
+    WakeConditionVariable TryEnterCriticalSection _close _open _read _write fprintf fputc fwrite realloc
+    vfprintf""".split())
 
 # Imported, and out of reach of the lab.
 OUT_OF_REACH = {
     "SetSecurityDescriptorSacl": "for files with an integrity label, which Wine does not have",
     "UnloadUserProfile": "for a profile that nothing in the program loads",
-} | dict.fromkeys("_close _open _read _write fprintf fputc fwrite realloc vfprintf".split(),
-                  "the runtime library's, for its last words")
+}
 
 # What is called only after something else failed: that fault, and the mode in which it fails.
 AFTER = {
@@ -80,6 +83,7 @@ AFTER = {
     "FormatMessageW": ("RegCreateKeyExW 1 5", INSTALL),
     "GetSystemDirectoryA": ("GetProcAddress 1 127 always", LOGON),
     "GetUserNameW": ("LookupAccountSidW 1 return=1 always", LOGON),
+    "SetEndOfFile": ("WriteFile 1 112", TRIM),
     "SetThreadToken": ("RevertToSelf 1 5", LOGON),
     "MessageBoxW": ("WTSSendMessageW 1 5 always", BOX),
     "VariantChangeType": ("IWbemClassObject::Get 1 wrong-type always", LOGON),
@@ -243,7 +247,7 @@ def unknown_functions(can_fail, called, source):
     source."""
     for function in sorted(can_fail - called - set(AFTER) - set(OUT_OF_REACH) - NO_FAILURE - RUNTIMES):
         yield f"{function} is imported, and no mode here calls it"
-    for function in sorted((set(AFTER) | set(OUT_OF_REACH) | NO_FAILURE | RUNTIMES) - can_fail):
+    for function in sorted((set(AFTER) | set(OUT_OF_REACH) | NO_FAILURE) - can_fail):
         yield f"{function} is not imported any more"
     for function in sorted(function for function in RUNTIMES if re.search(rf"\b{function}\(", source)):
         yield f"{function} is called by the program itself"

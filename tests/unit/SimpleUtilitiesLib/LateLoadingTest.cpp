@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <delayimp.h>
+
 #include <set>
 
 // Late imports that no machine can satisfy: of a DLL that is not there, and of a function that its
@@ -221,6 +223,25 @@ TEST(FailingFunctionTest, TheTableHasEveryLateFunctionOfThisProgram)
     {
         EXPECT_TRUE(!import.delayed || known.contains(import.name)) << import.name;
     }
+}
+
+/// What the hook of a failing look-up gives for a function of OLEAUT32 by its number.
+INT_PTR CallMissingOleAutomation(DWORD number)
+{
+    DelayLoadInfo call = {};
+    call.szDll = "OLEAUT32.dll";
+    call.dlp.dwOrdinal = number;
+    call.hmodCur = GetModuleHandleW(L"KERNEL32");
+    return __pfnDliFailureHook2(dliFailGetProc, &call)();
+}
+
+TEST(LateImportTest, AFunctionThatIsImportedByItsNumberFailsInItsOwnWayToo)
+{
+    EXPECT_EQ(CallMissingOleAutomation(9), NoFunction) << "VariantClear";
+    EXPECT_EQ(CallMissingOleAutomation(12), NoFunction) << "VariantChangeType";
+    SetLastError(0);
+    EXPECT_EQ(CallMissingOleAutomation(2), 0) << "SysAllocString";
+    EXPECT_EQ(GetLastError(), 127U);
 }
 
 TEST(LateImportTest, AFunctionOfADllThatIsNotThereFails)

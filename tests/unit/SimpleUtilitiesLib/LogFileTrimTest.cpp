@@ -377,6 +377,28 @@ TEST_P(LogFileTrimCutTest, CopyThatIsNotReadToItsEndTearsNoLine)
 
 INSTANTIATE_TEST_SUITE_P(FailingAndEndingEarly, LogFileTrimCutTest, testing::Values(FALSE, TRUE));
 
+TEST_F(LogFileTrimTest, ReadThatFailsWithinALongLineLeavesNothingOfThatLine)
+{
+    int readsOfTheTail = -1;
+    const Replaced<"KERNEL32", "SetFilePointerEx", decltype(SetFilePointerEx)> seek(
+        [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
+        {
+            readsOfTheTail = 0;
+            return decltype(seek)::Original(file, position, result, from);
+        });
+    const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(
+        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
+        {
+            return readsOfTheTail >= 0 && ++readsOfTheTail > 4
+                       ? FALSE
+                       : decltype(read)::Original(file, buffer, size, length, overlapped);
+        });
+    // One line of 64 bytes is kept, and the long one behind it, which takes many reads.
+    const std::string numbered = NumberedLines(2097152 + 192);
+    const std::string log = numbered + std::string(2097152 - 66, 'x') + "\r\n";
+    ExpectSame(WithoutLastLine(After(log)), numbered.substr(2097152 + 128));
+}
+
 TEST_F(LogFileTrimTest, ReadThatFailsWhenAllWasReadLosesNothing)
 {
     const Replaced<"KERNEL32", "ReadFile", decltype(ReadFile)> read(
