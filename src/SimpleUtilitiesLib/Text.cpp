@@ -30,14 +30,17 @@ std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
     return narrow;
 }
 
+bool IsAscii(wchar_t c)
+{
+    return c < 0x80;
+}
+
 /// ASCII, with a question mark for every other character.
 std::string AsciiOf(const std::wstring& text)
 {
-    std::string ascii;
-    for (const wchar_t c : text)
-    {
-        ascii += c < 0x80 ? static_cast<char>(c) : '?';
-    }
+    std::string ascii(text.size(), '\0');
+    std::transform(text.begin(), text.end(), ascii.begin(),
+                   [](wchar_t c) { return IsAscii(c) ? static_cast<char>(c) : '?'; });
     return ascii;
 }
 } // namespace
@@ -74,6 +77,10 @@ void ToNarrow(const std::wstring& text, char* buffer, std::size_t size)
 
 std::string ToCodePage(const std::wstring& text)
 {
+    if (std::all_of(text.begin(), text.end(), IsAscii))
+    {
+        return AsciiOf(text); // which is the same in every code page of Windows
+    }
     // Without this flag a similar character may be put in place of one that the code page lacks.
     // A machine whose ANSI code page is UTF-8 lacks none and refuses the flag.
     std::string narrow = Narrowed(text, CP_ACP, WC_NO_BEST_FIT_CHARS);

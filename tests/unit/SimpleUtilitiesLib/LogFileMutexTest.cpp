@@ -83,7 +83,7 @@ TEST_F(LogFileMutexTest, LineIsMadeAndConvertedBeforeTheWait)
             journal.push_back(L"wait");
             return decltype(wait)::Original(handle, milliseconds);
         });
-    log.Write(L"x");
+    log.Write(L"\x4E2D"); // ASCII needs no conversion
     EXPECT_EQ(journal, (Journal{L"time", L"process", L"conversion", L"wait"}));
 }
 

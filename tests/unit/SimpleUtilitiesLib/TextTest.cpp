@@ -139,6 +139,18 @@ TEST(ToCodePageTest, SimilarCharacterIsNotPutInPlaceOfAMissingOne)
     EXPECT_EQ(ToCodePage(L"\x0100\xFF21"), "??");
 }
 
+TEST(ToCodePageTest, AsciiIsTheSameInEveryCodePage)
+{
+    std::wstring text;
+    std::string bytes;
+    for (char c = 0; c < 0x7F; ++c)
+    {
+        text += static_cast<wchar_t>(c);
+        bytes += c;
+    }
+    EXPECT_EQ(ToCodePage(text + L"\x7F"), bytes + "\x7F");
+}
+
 TEST(ToCodePageTest, EmptyTextGivesNoBytes)
 {
     EXPECT_EQ(ToCodePage(L""), "");
