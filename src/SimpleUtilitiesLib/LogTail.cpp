@@ -11,7 +11,8 @@
 
 namespace
 {
-constexpr std::size_t BlockBytes = 0x8000;
+constexpr std::size_t ScannedBytes = 0x10000;
+constexpr std::size_t CopiedBytes = 0x4000;
 
 bool GoTo(HANDLE file, std::uint64_t position)
 {
@@ -29,8 +30,9 @@ std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
     return {buffer.data(), isRead ? length : 0};
 }
 
-std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size, std::span<char> buffer)
+std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size)
 {
+    std::array<char, ScannedBytes> buffer;
     LogTrim::Scanner scanner(size);
     for (;;)
     {
@@ -103,15 +105,15 @@ private:
 };
 
 /// Copies from byte `from` of `size` to the end in whole lines.
-void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog target,
-              std::span<char> buffer)
+void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog target)
 {
+    std::array<char, CopiedBytes> buffer;
     // A block of nothing but line feeds becomes twice as long.
-    std::array<char, 2 * BlockBytes> text;
+    std::array<char, 2 * CopiedBytes> text;
     std::size_t held = 0;
     for (;;)
     {
-        const std::string_view block = ReadBlock(source, buffer.subspan(held));
+        const std::string_view block = ReadBlock(source, std::span(buffer).subspan(held));
         from += block.size();
         const std::string_view bytes(buffer.data(), held + block.size());
         const bool isEnd = block.empty() && from >= size;
@@ -134,10 +136,9 @@ void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog t
 
 void CopyLogTail(HANDLE copy, std::uint64_t size, HANDLE log) noexcept
 {
-    std::array<char, BlockBytes> buffer;
-    const std::uint64_t firstKept = FirstKeptByte(copy, size, buffer);
+    const std::uint64_t firstKept = FirstKeptByte(copy, size);
     if (GoTo(copy, firstKept))
     {
-        CopyFrom(firstKept, size, copy, FilledLog(log), buffer);
+        CopyFrom(firstKept, size, copy, FilledLog(log));
     }
 }
