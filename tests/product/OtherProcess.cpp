@@ -76,10 +76,13 @@ SuspendedProcess::SuspendedProcess(const std::wstring& path, const std::wstring&
     WaitForSingleObject(first.Get(), INFINITE);
 }
 
-SuspendedProcess::~SuspendedProcess()
+SuspendedProcess::Ending::~Ending()
 {
-    TerminateProcess(process.Get(), 0);
-    WaitForSingleObject(process.Get(), INFINITE);
+    if (process.IsValid())
+    {
+        TerminateProcess(process.Get(), 0);
+        WaitForSingleObject(process.Get(), INFINITE);
+    }
 }
 
 std::uint64_t SuspendedProcess::Allocate(std::size_t size) const

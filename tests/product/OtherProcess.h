@@ -13,7 +13,6 @@ class SuspendedProcess
 public:
     /// `folder` becomes the current folder.
     SuspendedProcess(const std::wstring& program, const std::wstring& folder);
-    ~SuspendedProcess();
     SuspendedProcess(const SuspendedProcess&) = delete;
     SuspendedProcess& operator=(const SuspendedProcess&) = delete;
 
@@ -35,7 +34,22 @@ public:
     [[nodiscard]] std::wstring ModuleOf(std::uint64_t address) const;
 
 private:
+    /// Ends the process that a handle leads to, before the handle is closed: also when the rest of
+    /// the constructor fails, after which no destructor of the whole object runs.
+    class Ending
+    {
+    public:
+        explicit Ending(const KernelHandle& ended) : process(ended) {}
+        ~Ending();
+        Ending(const Ending&) = delete;
+        Ending& operator=(const Ending&) = delete;
+
+    private:
+        const KernelHandle& process;
+    };
+
     KernelHandle process;
+    Ending ending{process};
     KernelHandle thread;
     std::wstring program;
 };
