@@ -74,18 +74,24 @@ private:
     std::map<void*, std::string> names;
 };
 
-/// How a debugger goes on after an event: a breakpoint is the system's own, anything else the
-/// program's.
-DWORD Answer(const DEBUG_EVENT& event)
+/// The exception of an event. A breakpoint is the system's own, anything else the program's.
+std::optional<ExceptionReport> ExceptionOf(const DEBUG_EVENT& event)
 {
-    return event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-                   event.u.Exception.ExceptionRecord.ExceptionCode != DWORD(EXCEPTION_BREAKPOINT)
-               ? DBG_EXCEPTION_NOT_HANDLED
-               : DBG_CONTINUE;
+    const EXCEPTION_RECORD& record = event.u.Exception.ExceptionRecord;
+    if (event.dwDebugEventCode != EXCEPTION_DEBUG_EVENT ||
+        record.ExceptionCode == DWORD(EXCEPTION_BREAKPOINT))
+    {
+        return std::nullopt;
+    }
+    const ULONG_PTR* first = record.ExceptionInformation;
+    return ExceptionReport{record.ExceptionCode,
+                           {first, first + record.NumberParameters},
+                           event.u.Exception.dwFirstChance != 0};
 }
 
-/// Debugs the one process of this thread to its end and gives its exit code.
-DWORD DebugToTheEnd(HANDLE process, LoadedDlls& dlls)
+/// Debugs the one process of this thread to its end, and notes its exit code and its last
+/// exception.
+void DebugToTheEnd(HANDLE process, LoadedDlls& dlls, ProgramRun& run)
 {
     for (;;)
     {
@@ -99,10 +105,17 @@ DWORD DebugToTheEnd(HANDLE process, LoadedDlls& dlls)
         {
             const FileHandle file(event.u.CreateProcessInfo.hFile);
         }
-        ContinueDebugEvent(event.dwProcessId, event.dwThreadId, Answer(event));
+        const std::optional<ExceptionReport> exception = ExceptionOf(event);
+        if (exception)
+        {
+            run.exception = exception;
+        }
+        ContinueDebugEvent(event.dwProcessId, event.dwThreadId,
+                           exception ? DBG_EXCEPTION_NOT_HANDLED : DBG_CONTINUE);
         if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT)
         {
-            return event.u.ExitProcess.dwExitCode;
+            run.exitCode = event.u.ExitProcess.dwExitCode;
+            return;
         }
     }
 }
@@ -130,7 +143,7 @@ ProgramRun RunToItsEnd(const std::wstring& program, const std::wstring& argument
     const KernelHandle thread(information.hThread);
     LoadedDlls dlls;
     ProgramRun run;
-    run.exitCode = DebugToTheEnd(process.Get(), dlls);
+    DebugToTheEnd(process.Get(), dlls, run);
     run.modules = dlls.Names();
     output.Reset();
     run.output = FileBytes(outputPath);

@@ -16,6 +16,16 @@ TEST(StackGuard, AProgramThatWritesBeyondABufferEndsAtOnce)
     EXPECT_EQ(Probe(L"smash").exitCode, 0xC0000409U);
 }
 
+TEST(StackGuard, TellsTheDebuggerWhatWasOverwrittenAndLetsNoHandlerRun)
+{
+    const ProgramRun run = Probe(L"smash");
+    ASSERT_TRUE(run.exception.has_value());
+    EXPECT_EQ(run.exception->code, 0xC0000409U);
+    // FAST_FAIL_STACK_COOKIE_CHECK_FAILURE
+    EXPECT_EQ(run.exception->parameters, std::vector<ULONG_PTR>{2});
+    EXPECT_FALSE(run.exception->isFirstChance);
+}
+
 TEST(StackGuard, IsThereBeforeTheFirstConstructorAndStaysAsItIs)
 {
     const std::string values = Probe(L"guard").output;
