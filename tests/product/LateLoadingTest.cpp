@@ -2,14 +2,18 @@
 #include "ShippedFile.h"
 
 #include "../../lab/core/ImportPatch.h"
+#include "LateFunctions.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <knownfolders.h>
 
-#include <cctype>
-#include <vector>
+#include <algorithm>
+#include <cwctype>
+#include <map>
+#include <set>
+#include <string>
 
 // How the file that ships loads its late DLLs, on the system itself: no function has a double.
 
@@ -55,21 +59,28 @@ std::wstring SystemFolder()
     return UpperCased(folder) + L"\\";
 }
 
-/// Where the shipped file's late imports lie, counted from its start in memory.
-std::map<std::string, std::uint64_t> LateImports(const std::wstring& program)
+/// A function that the shipped file loads late.
+struct LateImport
 {
-    std::map<std::string, std::uint64_t> slots;
+    std::string dll;
+    std::uint64_t slot; ///< where its address lies, counted from the program's start in memory
+};
+
+/// The shipped file's late imports by their functions' names.
+std::map<std::string, LateImport> LateImports(const std::wstring& program)
+{
+    std::map<std::string, LateImport> imports;
     const HMODULE image = LoadLibraryExW(program.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
     for (const PalvoLab::ImportedFunction& import : PalvoLab::EnumerateImports(image))
     {
         if (import.delayed)
         {
-            slots[import.name] = static_cast<std::uint64_t>(reinterpret_cast<char*>(import.slot) -
-                                                            reinterpret_cast<char*>(image));
+            const auto slot = reinterpret_cast<char*>(import.slot) - reinterpret_cast<char*>(image);
+            imports[import.name] = {import.dll, static_cast<std::uint64_t>(slot)};
         }
     }
     FreeLibrary(image);
-    return slots;
+    return imports;
 }
 
 /// A copy of the program that ships, in a folder that a test may write.
@@ -80,13 +91,13 @@ protected:
     {
         program = folder.Of(L"PalvoPrinterConfiguration.exe");
         ASSERT_TRUE(CopyFileW(ShippedFilePath().c_str(), program.c_str(), TRUE));
-        slots = LateImports(program);
+        imports = LateImports(program);
     }
 
     /// Makes the call in a process of the program and returns the slot's new content.
     std::uint64_t Call(const SuspendedProcess& process, const HarmlessCall& call) const
     {
-        const std::uint64_t slot = process.ProgramBase() + slots.at(call.function);
+        const std::uint64_t slot = process.ProgramBase() + imports.at(call.function).slot;
         // A known folder's id, and where its path and a length go; the others take no notice.
         const std::uint64_t memory = process.Allocate(64);
         const bool isFolder = std::string(call.function) == "SHGetKnownFolderPath";
@@ -103,7 +114,7 @@ protected:
 
     TemporaryFolder folder;
     std::wstring program;
-    std::map<std::string, std::uint64_t> slots;
+    std::map<std::string, LateImport> imports;
 };
 
 std::wstring FileNameOf(const std::wstring& path)
@@ -140,16 +151,24 @@ TEST_F(LateLoadingOfTheShippedFile, EveryLateDllIsTried)
         tried.insert(call.dll);
     }
     std::set<std::string> late;
-    const HMODULE image = LoadLibraryExW(program.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
-    for (const PalvoLab::ImportedFunction& import : PalvoLab::EnumerateImports(image))
+    for (const auto& [function, import] : imports)
     {
-        if (import.delayed)
-        {
-            late.insert(import.dll);
-        }
+        late.insert(import.dll);
     }
-    FreeLibrary(image);
     EXPECT_EQ(tried, late);
+}
+
+TEST_F(LateLoadingOfTheShippedFile, OfEveryLateFunctionItIsKnownHowItFails)
+{
+    std::set<std::string> known;
+    for (const LateFunction& function : LateFunctions)
+    {
+        known.insert(function.name);
+    }
+    for (const auto& [function, import] : imports)
+    {
+        EXPECT_TRUE(known.contains(function)) << function << " is not in LateFunctions.h";
+    }
 }
 
 TEST_F(LateLoadingOfTheShippedFile, NothingIsLoadedFromTheProgramsFolderOrTheCurrentOne)

@@ -1,5 +1,6 @@
 #include "LateLoading.h"
 
+#include "LateFunctions.h"
 #include "Replaced.h"
 
 #include <gtest/gtest.h>
@@ -140,60 +141,6 @@ TEST(LoadSystemDllByNameTest, ADllThatIsNotThereIsNotLoaded)
     EXPECT_EQ(LoadSystemDll("NoSuchDll.dll"), nullptr);
     EXPECT_EQ(GetLastError(), 126U);
 }
-
-/// What a function answers that cannot be had.
-struct LateFunction
-{
-    const char* name;
-    INT_PTR missingDll;
-    INT_PTR missingFunction;
-};
-
-constexpr INT_PTR NoDll = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007E));
-constexpr INT_PTR NoFunction = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007F));
-
-constexpr LateFunction LateFunctions[] = {
-    {"EvtClose", 0, 0},
-    {"EvtCreateRenderContext", 0, 0},
-    {"EvtNext", 0, 0},
-    {"EvtOpenChannelConfig", 0, 0},
-    {"EvtQuery", 0, 0},
-    {"EvtRender", 0, 0},
-    {"EvtSaveChannelConfig", 0, 0},
-    {"EvtSetChannelConfigProperty", 0, 0},
-    {"WTSEnumerateSessionsW", 0, 0},
-    {"WTSFreeMemory", 0, 0},
-    {"WTSQueryUserToken", 0, 0},
-    {"WTSSendMessageW", 0, 0},
-    {"ClosePrinter", 0, 0},
-    {"GetPrinterDriverW", 0, 0},
-    {"InstallPrinterDriverFromPackageW", NoDll, NoFunction},
-    {"OpenPrinterW", 0, 0},
-    {"CreateEnvironmentBlock", 0, 0},
-    {"DestroyEnvironmentBlock", 0, 0},
-    {"UnloadUserProfile", 0, 0},
-    {"DispatchMessageW", 0, 0},
-    {"GetMessageW", 0, 0},
-    {"GetProcessWindowStation", 0, 0},
-    {"GetUserObjectInformationW", 0, 0},
-    {"MessageBoxW", 0, 0},
-    {"PeekMessageW", 0, 0},
-    {"PostQuitMessage", 0, 0},
-    {"TranslateMessage", 0, 0},
-    {"SHGetKnownFolderPath", NoDll, NoFunction},
-    {"CoCreateInstance", NoDll, NoFunction},
-    {"CoInitializeEx", NoDll, NoFunction},
-    {"CoInitializeSecurity", NoDll, NoFunction},
-    {"CoSetProxyBlanket", NoDll, NoFunction},
-    {"CoTaskMemFree", 0, 0},
-    {"CoUninitialize", 0, 0},
-    {"SysAllocString", 0, 0},
-    {"SysFreeString", 0, 0},
-    {"VariantChangeType", NoDll, NoFunction},
-    {"VariantClear", NoDll, NoFunction},
-    {"VariantInit", 0, 0},
-    {"GetUserNameExW", 0, 0},
-};
 
 TEST(FailingFunctionTest, EveryLateFunctionFailsInItsOwnWay)
 {
