@@ -18,3 +18,17 @@ template <class Tag, auto Member> struct PrivateMember
         friend Type Class::*MemberOf(Tag);                                                         \
     };                                                                                             \
     template struct PrivateMember<Tag, &Class::Name>
+
+/// As PrivateMember, with a type that the compiler finds out.
+template <class Tag, auto Member> struct HiddenMember
+{
+    friend auto MemberOf(Tag) { return Member; }
+};
+
+/// As PRIVATE_FIELD, where the field's type or its class is private too and cannot be written here.
+#define HIDDEN_FIELD(Tag, Class, Name)                                                             \
+    struct Tag                                                                                     \
+    {                                                                                              \
+        friend auto MemberOf(Tag);                                                                 \
+    };                                                                                             \
+    template struct HiddenMember<Tag, &Class::Name>

@@ -1,26 +1,64 @@
 #include "FieldOffsets.h"
 #include "LogFile.h"
 #include "PrivateMember.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <type_traits>
 
 PRIVATE_FIELD(LogModuleName, LogFile, std::wstring, moduleName);
 PRIVATE_FIELD(LogFolder, LogFile, std::wstring, directory);
 PRIVATE_FIELD(LogPath, LogFile, std::wstring, path);
 PRIVATE_FIELD(LogThreadIdFlag, LogFile, bool, includeThreadId);
 PRIVATE_FIELD(LogMutexSecurity, LogFile, SharedObjectSecurityDescriptor, mutexSecurity);
+HIDDEN_FIELD(LogMutex, LogFile, mutex);
+HIDDEN_FIELD(MutexHandle, LogFile::NamedMutex, handle);
+HIDDEN_FIELD(MutexName, LogFile::NamedMutex, name);
 
 namespace
 {
-TEST(LogFileFieldsTest, StandInTheirOrder)
+constexpr std::size_t Text = sizeof(std::wstring);
+constexpr std::size_t Security = sizeof(SharedObjectSecurityDescriptor);
+
+class LogFileFieldsTest : public testing::Test
 {
-    const LogFile log(L"", L"");
-    const std::vector<std::size_t> offsets =
-        OffsetsOf(log, MemberOf(LogModuleName{}), MemberOf(LogFolder{}), MemberOf(LogPath{}),
-                  MemberOf(LogThreadIdFlag{}), MemberOf(LogMutexSecurity{}));
-    EXPECT_EQ(offsets.front(), 0U);
-    EXPECT_TRUE(std::is_sorted(offsets.begin(), offsets.end()));
+protected:
+    TemporaryFolder folder;
+    LogFile log{folder.Path(), L"Log"};
+};
+
+TEST_F(LogFileFieldsTest, StandInTheirOrderAndAreAll)
+{
+    // After the flag a gap of 7 bytes.
+    EXPECT_EQ(OffsetsOf(log, MemberOf(LogModuleName{}), MemberOf(LogFolder{}), MemberOf(LogPath{}),
+                        MemberOf(LogThreadIdFlag{}), MemberOf(LogMutexSecurity{}),
+                        MemberOf(LogMutex{})),
+              (std::vector<std::size_t>{0, Text, 2 * Text, 3 * Text, 3 * Text + 8,
+                                        3 * Text + 8 + Security}));
+    EXPECT_EQ(sizeof(LogFile), 3 * Text + 8 + Security + 8);
+}
+
+TEST_F(LogFileFieldsTest, HolderOfTheMutexHasItsHandleAndItsName)
+{
+    const auto& holder = *(log.*MemberOf(LogMutex{}));
+    EXPECT_EQ(OffsetsOf(holder, MemberOf(MutexHandle{}), MemberOf(MutexName{})),
+              (std::vector<std::size_t>{0, 8}));
+    EXPECT_EQ(sizeof holder, 8 + Text);
+    EXPECT_TRUE((std::is_same_v<const KernelHandle&, decltype(holder.*MemberOf(MutexHandle{}))>));
+    EXPECT_TRUE((std::is_same_v<const std::wstring&, decltype(holder.*MemberOf(MutexName{}))>));
+}
+
+TEST_F(LogFileFieldsTest, HoldWhatTheLogWasBuiltWith)
+{
+    EXPECT_EQ(log.*MemberOf(LogModuleName{}), L"SimpleUtilitiesLibTests");
+    EXPECT_EQ(log.*MemberOf(LogFolder{}), folder.Path());
+    EXPECT_EQ(log.*MemberOf(LogPath{}), folder.Path() + L"\\Log.log");
+    EXPECT_FALSE(log.*MemberOf(LogThreadIdFlag{}));
+    EXPECT_TRUE((log.*MemberOf(LogMutexSecurity{})).isValid);
+
+    const auto& holder = *(log.*MemberOf(LogMutex{}));
+    EXPECT_EQ(holder.*MemberOf(MutexName{}), LogMutexName(folder.Path()));
+    EXPECT_TRUE((holder.*MemberOf(MutexHandle{})).IsValid());
 }
 } // namespace
