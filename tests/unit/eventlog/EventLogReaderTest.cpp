@@ -1,36 +1,28 @@
 #include "EventLogReader.h"
 
 #include "FakeEventChannel.h"
+#include "FieldOffsets.h"
 #include "PrivateMember.h"
 
 #include <gtest/gtest.h>
 
 #include <type_traits>
 
-/// Lets a test name a private field of the reader.
-#define FIELD(Name, Type, member)                                                                  \
-    struct Name                                                                                    \
-    {                                                                                              \
-        friend Type EventLogReader::*MemberOf(Name);                                               \
-    };                                                                                             \
-    template struct PrivateMember<Name, &EventLogReader::member>
-
 using Batch = std::array<EventHandle, 10>;
-FIELD(ChannelPath, const wchar_t*, channelPath);
-FIELD(QueryText, std::wstring, queryText);
-FIELD(Query, EventHandle, query);
-FIELD(BatchCapacity, DWORD, batchCapacity);
-FIELD(BatchOfEvents, Batch, batch);
-FIELD(ReturnedCount, DWORD, returnedCount);
-FIELD(CurrentIndex, DWORD, currentIndex);
-FIELD(EventsRead, std::uint32_t, eventsRead);
-FIELD(EndReached, bool, endReached);
-FIELD(CurrentValid, bool, currentValid);
-FIELD(RecordId, std::uint64_t, recordId);
-FIELD(EventId, std::uint32_t, eventId);
-FIELD(ReservedText, std::wstring, reservedText);
-FIELD(PrinterName, std::wstring, printerName);
-#undef FIELD
+PRIVATE_FIELD(ChannelPath, EventLogReader, const wchar_t*, channelPath);
+PRIVATE_FIELD(QueryText, EventLogReader, std::wstring, queryText);
+PRIVATE_FIELD(Query, EventLogReader, EventHandle, query);
+PRIVATE_FIELD(BatchCapacity, EventLogReader, DWORD, batchCapacity);
+PRIVATE_FIELD(BatchOfEvents, EventLogReader, Batch, batch);
+PRIVATE_FIELD(ReturnedCount, EventLogReader, DWORD, returnedCount);
+PRIVATE_FIELD(CurrentIndex, EventLogReader, DWORD, currentIndex);
+PRIVATE_FIELD(EventsRead, EventLogReader, std::uint32_t, eventsRead);
+PRIVATE_FIELD(EndReached, EventLogReader, bool, endReached);
+PRIVATE_FIELD(CurrentValid, EventLogReader, bool, currentValid);
+PRIVATE_FIELD(RecordId, EventLogReader, std::uint64_t, recordId);
+PRIVATE_FIELD(EventId, EventLogReader, std::uint32_t, eventId);
+PRIVATE_FIELD(ReservedText, EventLogReader, std::wstring, reservedText);
+PRIVATE_FIELD(PrinterName, EventLogReader, std::wstring, printerName);
 
 namespace
 {
@@ -75,30 +67,22 @@ TEST(PrinterEventQueryTest, HoldsNumbersBeyond32BitsWhole)
               L"18446744073709551615]");
 }
 
-/// How far behind the reader's beginning its fields lie.
-template <class... Fields>
-std::vector<std::ptrdiff_t> Offsets(EventLogReader& reader, Fields... field)
-{
-    const auto* const begin = reinterpret_cast<const char*>(&reader);
-    return {reinterpret_cast<const char*>(&(reader.*MemberOf(field))) - begin...};
-}
-
 TEST_F(EventLogReaderTest, FieldsHaveTheirOrder)
 {
-    constexpr std::ptrdiff_t Text = sizeof(std::wstring);
+    constexpr std::size_t Text = sizeof(std::wstring);
     // The table of virtual operations, the channel's path, the query's text and its handle, the
     // capacity with a gap of 4 bytes, and the handles.
-    constexpr std::ptrdiff_t Counts = 8 + 8 + Text + 8 + 8 + 10 * 8;
+    constexpr std::size_t Counts = 8 + 8 + Text + 8 + 8 + 10 * 8;
+    EXPECT_EQ(OffsetsOf(reader, MemberOf(ChannelPath{}), MemberOf(QueryText{}), MemberOf(Query{}),
+                        MemberOf(BatchCapacity{}), MemberOf(BatchOfEvents{})),
+              (std::vector<std::size_t>{8, 16, 16 + Text, 24 + Text, 32 + Text}));
+    EXPECT_EQ(OffsetsOf(reader, MemberOf(ReturnedCount{}), MemberOf(CurrentIndex{}),
+                        MemberOf(EventsRead{}), MemberOf(EndReached{}), MemberOf(CurrentValid{})),
+              (std::vector<std::size_t>{Counts, Counts + 4, Counts + 8, Counts + 12, Counts + 13}));
     EXPECT_EQ(
-        Offsets(reader, ChannelPath{}, QueryText{}, Query{}, BatchCapacity{}, BatchOfEvents{}),
-        (std::vector<std::ptrdiff_t>{8, 16, 16 + Text, 24 + Text, 32 + Text}));
-    EXPECT_EQ(
-        Offsets(reader, ReturnedCount{}, CurrentIndex{}, EventsRead{}, EndReached{},
-                CurrentValid{}),
-        (std::vector<std::ptrdiff_t>{Counts, Counts + 4, Counts + 8, Counts + 12, Counts + 13}));
-    EXPECT_EQ(
-        Offsets(reader, RecordId{}, EventId{}, ReservedText{}, PrinterName{}),
-        (std::vector<std::ptrdiff_t>{Counts + 16, Counts + 24, Counts + 32, Counts + 32 + Text}));
+        OffsetsOf(reader, MemberOf(RecordId{}), MemberOf(EventId{}), MemberOf(ReservedText{}),
+                  MemberOf(PrinterName{})),
+        (std::vector<std::size_t>{Counts + 16, Counts + 24, Counts + 32, Counts + 32 + Text}));
 }
 
 TEST_F(EventLogReaderTest, FieldsHaveTheirFirstValues)
