@@ -115,6 +115,7 @@ TEST(Win32ErrorTextTest, CodeWithoutATextIsTheLastErrorUntilTheCallersIsPutBack)
 
 TEST(Win32ErrorTextTest, CodeWithATextIsNotTheLastError)
 {
+    SetLastError(0xABCDE);
     std::vector<DWORD> values;
     const SetLastErrorDouble setLastError([&](DWORD value) { values.push_back(value); });
     static_cast<void>(Win32ErrorText(2));
