@@ -137,5 +137,6 @@ class UserValues(unittest.TestCase):
                 self.assertEqual(len(text), len("7.0:") + 6475)
                 self.assertEqual(hashlib.sha256(text.encode()).hexdigest(), DESKTOP_APP_GUIDS)
 
+
 if __name__ == "__main__":
     unittest.main()

@@ -418,6 +418,7 @@ TEST_F(LogFileTrimTest, CopyThatCannotBeReadLeavesTheLastLineAlone)
     ExpectSame(WithoutLastLine(After(NumberedLines(FourMebibytes + 64))), "");
     EXPECT_FALSE(HasCopy());
 }
+
 using WriteFileDouble = Replaced<"KERNEL32", "WriteFile", decltype(WriteFile)>;
 
 /// What is left of a log whose write number `failing` of the tail does as `write` does.

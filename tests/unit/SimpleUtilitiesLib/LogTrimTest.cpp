@@ -151,6 +151,7 @@ TEST(LogTrimTest, AnswerStaysThoughThePieceEndsAtACarriageReturnThatWasHeld)
     EXPECT_EQ(scanner.Feed(std::string(4095, 'x') + "\ry"), 0U);
     EXPECT_EQ(scanner.Finish(), 0U);
 }
+
 TEST(LogTrimTest, LongLineMayEndInACarriageReturnOfItsOwn)
 {
     const std::string lines = std::string(4095, 'x') + "\ry\r\n" + Line(8);

@@ -197,7 +197,7 @@ TEST_F(ImpersonationTest, ImpersonatingAgainMayFail)
     EXPECT_EQ(journal, Journal{L"close 256"});
 }
 
-TEST_F(ImpersonationTest, FailingToImpersonateAgainForgetsNotThatItDoes)
+TEST_F(ImpersonationTest, FailingToImpersonateAgainStillRevertsAtTheEnd)
 {
     wrapper->Impersonate(SessionToken);
     impersonated = FALSE;
@@ -207,7 +207,7 @@ TEST_F(ImpersonationTest, FailingToImpersonateAgainForgetsNotThatItDoes)
     EXPECT_EQ(journal, (Journal{L"revert", L"close 256"}));
 }
 
-TEST_F(ImpersonationTest, NobodyIsImpersonatedAgainWhoNeverWas)
+TEST_F(ImpersonationTest, ImpersonatingAgainFailsWhenNobodyWasImpersonated)
 {
     EXPECT_FALSE(wrapper->ImpersonateAgain());
     EXPECT_TRUE(journal.empty());
