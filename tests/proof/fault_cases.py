@@ -69,7 +69,7 @@ RUNTIMES = set("""
     VirtualProtect VirtualQuery GetStartupInfoW GetThreadId FormatMessageA LoadLibraryA LoadLibraryW
     FreeLibrary InitializeConditionVariable SleepConditionVariableCS WakeAllConditionVariable
     WakeConditionVariable TryEnterCriticalSection _close _open _read _write fprintf fputc fwrite realloc
-    vfprintf""".split())
+    strchr strtoul vfprintf""".split())
 
 # Imported, and out of reach of the lab.
 OUT_OF_REACH = {
