@@ -31,6 +31,7 @@ public:
     std::optional<std::uint64_t> Finish();
 
 private:
+    std::size_t TakeUsualLines(std::string_view bytes);
     std::size_t TakeFromPiece(std::string_view bytes);
     void AddCharacters(std::size_t characters);
     void EndPiece();

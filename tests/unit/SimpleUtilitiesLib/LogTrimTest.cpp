@@ -52,6 +52,21 @@ TEST(LogTrimTest, LineWithoutACarriageReturnCountsAsIfItHadOne)
     EXPECT_EQ(FirstKept(20, lines), 18U);
 }
 
+TEST(LogTrimTest, LineWithoutACarriageReturnCountsSoAmongManyThatHaveOne)
+{
+    for (std::size_t place = 0; place < 40; ++place)
+    {
+        std::string lines;
+        for (std::size_t i = 0; i < 40; ++i)
+        {
+            lines += i == place ? "12345678\n" : "12345678\r\n";
+        }
+        // Every line counts ten, and one has nine bytes.
+        EXPECT_EQ(FirstKept(199, lines), place < 19 ? 189U : 190U) << place;
+        EXPECT_EQ(FirstKept(200, lines), place < 20 ? 199U : 200U) << place;
+    }
+}
+
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
 {
     const std::string lines = Line(10000) + Line(8);
