@@ -97,23 +97,35 @@ TEST(LegacyPlvExceptionTest, CopyHasNoBufferYet)
     EXPECT_EQ(copy.*MemberOf(WhatBuffer{}), nullptr);
 }
 
+/// Counts how often one piece of memory is freed. Replaced would free memory of its own before it
+/// knows the real function.
+struct FreedMemory
+{
+    static void Free(void* memory)
+    {
+        count += memory != nullptr && memory == watched ? 1 : 0;
+        real(memory);
+    }
+    static inline void* watched = nullptr;
+    static inline int count = 0;
+    static inline void (*real)(void*) = nullptr;
+};
+
 TEST(LegacyPlvExceptionTest, BufferIsFreedWithTheException)
 {
-    void* buffer = nullptr;
-    int freed = 0;
-    const Replaced<"msvcrt", "free", void(void*)> free(
-        [&](void* memory)
-        {
-            freed += memory != nullptr && memory == buffer ? 1 : 0;
-            decltype(free)::Original(memory);
-        });
+    FreedMemory::real = reinterpret_cast<void (*)(void*)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt"), "free")));
+    ASSERT_NE(FreedMemory::real, nullptr);
+    const PalvoLab::StandIn<void (*)(void*)> free("msvcrt", "free", &FreedMemory::Free);
+    ASSERT_TRUE(free.IsApplied());
     {
         const ExceptionRegistryRequest e = Sample();
         static_cast<void>(e.what());
-        buffer = (e.*MemberOf(WhatBuffer{})).get();
-        EXPECT_EQ(freed, 0);
+        FreedMemory::watched = (e.*MemberOf(WhatBuffer{})).get();
+        EXPECT_EQ(FreedMemory::count, 0);
     }
-    EXPECT_EQ(freed, 1);
+    EXPECT_EQ(FreedMemory::count, 1);
+    FreedMemory::watched = nullptr;
 }
 
 TEST(LegacyPlvExceptionTest, CopyHasABufferOfItsOwn)
