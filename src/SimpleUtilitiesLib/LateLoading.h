@@ -6,8 +6,7 @@
 // stand the rules for that.
 //
 // - A DLL comes from the system's folder, and so do the DLLs that it needs. The program's folder,
-// the
-//   current one and PATH are not looked in, since others may write there. Windows Vista and 7
+//   the current one and PATH are not looked in, since others may write there. Windows Vista and 7
 //   without the update of 2011 (KB2533623) still look there for what a system's DLL loads later by
 //   its bare name.
 // - A DLL that cannot be loaded, or a function that it lacks, is a failing call of that function.
