@@ -112,11 +112,12 @@ void WINAPI DoubleSleep(DWORD milliseconds)
     call.Return(0);
 }
 
-BOOL WINAPI DoubleDeleteFileW(LPCWSTR name)
+BOOL WINAPI DoubleSetFileInformationByHandle(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind,
+                                             LPVOID information, DWORD size)
 {
     const RecordInOrder order;
-    Call call(L"DeleteFileW", name);
-    return call.Return(DeleteFileW(name));
+    Call call(L"SetFileInformationByHandle", Known(file), static_cast<int>(kind));
+    return call.Return(SetFileInformationByHandle(file, kind, information, size));
 }
 
 BOOL WINAPI DoubleMoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags)
@@ -139,7 +140,7 @@ void AddKernelObjectDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "KERNEL32", SetEvent);
     PALVOLAB_DOUBLE(list, "KERNEL32", ReleaseMutex);
     PALVOLAB_DOUBLE(list, "KERNEL32", Sleep);
-    PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", SetFileInformationByHandle);
     PALVOLAB_DOUBLE(list, "KERNEL32", MoveFileExW);
 }
 

@@ -6,6 +6,7 @@
 #include "LogTail.h"
 #include "LogTrim.h"
 #include "ProgramFile.h"
+#include "ProperFile.h"
 #include "Text.h"
 
 #include <cstddef>
@@ -16,18 +17,11 @@ namespace
 {
 constexpr DWORD MutexWaitMilliseconds = 5000;
 
-FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition)
-{
-    // No security attributes: children do not inherit the handle.
-    return FileHandle(CreateFileW(path.c_str(), access, sharing, nullptr, disposition,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr));
-}
-
 /// The size of the file, which is created when it is missing; 0 when it cannot be opened.
 std::uint64_t FileSize(const std::wstring& path)
 {
-    const FileHandle file =
-        Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
+    const FileHandle file = OpenProperFile(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                           WhenMissing::Create);
     LARGE_INTEGER size = {};
     return file && GetFileSizeEx(file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
@@ -105,19 +99,18 @@ void LogFile::Trim()
         return;
     }
     const std::wstring copyPath = path + L".plvold";
-    CopyFileW(path.c_str(), copyPath.c_str(), FALSE);
+    DeleteName(copyPath); // an older copy
     {
-        const FileHandle copy = Open(copyPath, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-        // The log is emptied only when there is a copy to fill it again from.
-        const FileHandle log =
-            copy ? Open(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS)
-                 : FileHandle();
-        if (log)
+        constexpr DWORD Access = GENERIC_READ | GENERIC_WRITE;
+        const FileHandle log = OpenProperFile(path, Access, FILE_SHARE_READ, WhenMissing::Fail);
+        const FileHandle copy =
+            log ? CreateProperFile(copyPath, Access, FILE_SHARE_READ) : FileHandle();
+        if (copy)
         {
-            CopyLogTail(copy.Get(), size, log.Get());
+            TrimOpenLog(log.Get(), size, copy.Get());
         }
     }
-    DeleteFileW(copyPath.c_str());
+    DeleteName(copyPath);
     Write(L"Log trimmed.");
 }
 
@@ -156,7 +149,7 @@ void LogFile::Append(std::wstring_view message)
         return;
     }
     const FileHandle file =
-        Open(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, OPEN_ALWAYS);
+        OpenProperFile(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ, WhenMissing::Create);
     if (file)
     {
         WriteBytes(file.Get(), bytes);

@@ -1,6 +1,7 @@
 #include "LogFileAccess.h"
 
 #include "LogFile.h"
+#include "ProperFile.h"
 #include "ResourceAccessControl.h"
 #include "WellKnownAccounts.h"
 
@@ -16,7 +17,7 @@ bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account) noexcep
     try
     {
         FileAccessControl file(log.Path());
-        return file.Open() != INVALID_HANDLE_VALUE && GrantAccess(file, TrusteeName(account));
+        return IsProperFile(file.Open(), log.Path()) && GrantAccess(file, TrusteeName(account));
     }
     catch (...)
     {

@@ -30,6 +30,33 @@ std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
     return {buffer.data(), isRead ? length : 0};
 }
 
+/// False when less than `size` bytes could be copied.
+bool CopyWhole(HANDLE source, std::uint64_t size, HANDLE target)
+{
+    std::array<char, ScannedBytes> buffer;
+    std::uint64_t copied = 0;
+    for (;;)
+    {
+        const std::string_view block = ReadBlock(source, buffer);
+        if (block.empty())
+        {
+            return copied >= size;
+        }
+        DWORD written = 0;
+        if (!WriteFile(target, block.data(), static_cast<DWORD>(block.size()), &written, nullptr) ||
+            written != block.size())
+        {
+            return false;
+        }
+        copied += written;
+    }
+}
+
+bool Empty(HANDLE file)
+{
+    return GoTo(file, 0) && SetEndOfFile(file);
+}
+
 std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size)
 {
     std::array<char, ScannedBytes> buffer;
@@ -134,10 +161,14 @@ void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog t
 }
 } // namespace
 
-void CopyLogTail(HANDLE copy, std::uint64_t size, HANDLE log) noexcept
+void TrimOpenLog(HANDLE log, std::uint64_t size, HANDLE copy) noexcept
 {
+    if (!CopyWhole(log, size, copy) || !GoTo(copy, 0))
+    {
+        return;
+    }
     const std::uint64_t firstKept = FirstKeptByte(copy, size);
-    if (GoTo(copy, firstKept))
+    if (GoTo(copy, firstKept) && Empty(log))
     {
         CopyFrom(firstKept, size, copy, FilledLog(log));
     }

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "LogFile.h"
+#include "ProperFile.h"
 #include "SpoolerPackages.h"
 #include "StandardOutput.h"
 
@@ -13,8 +14,7 @@ int DisplayUsage()
 
 int DeleteLog(const Run& run)
 {
-    const bool failed =
-        !DeleteFileW(run.log.Path().c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND;
+    const bool failed = !DeleteName(run.log.Path()) && GetLastError() != ERROR_FILE_NOT_FOUND;
     run.log.Write(L"# Invoked to delete log file. Done...exiting.");
     return failed ? 1 : 0;
 }

@@ -2,7 +2,8 @@
 // nothing between them. tools/benchmark measures the program's work beside them.
 //
 //     bare-calls nothing
-//     bare-calls lines DIRECTORY COUNT     append COUNT lines to a file, each under a mutex
+//     bare-calls lines DIRECTORY COUNT     append COUNT lines to a file, each under a mutex and
+//                                          after a look at what was opened
 //     bare-calls copy FILE COPY            copy a file and read the copy once
 //     bare-calls events                    fetch and render every printer event of the channel
 //     bare-calls hives                     write the list of every hive under HKEY_USERS
@@ -38,6 +39,10 @@ int Lines(const std::wstring& directory, unsigned long count)
         WaitForSingleObject(mutex.Get(), 5000);
         FileHandle file(CreateFileW(path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ,
                                     nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        BY_HANDLE_FILE_INFORMATION information = {};
+        GetFileInformationByHandle(file.Get(), &information);
+        std::array<wchar_t, 1024> finalPath;
+        GetFinalPathNameByHandleW(file.Get(), finalPath.data(), 1024, FILE_NAME_NORMALIZED);
         DWORD written = 0;
         if (!WriteFile(file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr))
         {

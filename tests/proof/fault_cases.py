@@ -73,7 +73,6 @@ RUNTIMES = set("""
 
 # Imported, and out of reach of the lab.
 OUT_OF_REACH = {
-    "SetEndOfFile": "for a write that stops within a line, which only a full disk makes",
     "SetSecurityDescriptorSacl": "for files with an integrity label, which Wine does not have",
     "UnloadUserProfile": "for a profile that nothing in the program loads",
 }
@@ -101,7 +100,7 @@ WAYS = {
     "CreateFileW": ["5", "32", "3"], "CreateDirectoryW": ["5", "183", "3"],
     "WriteFile": ["112", "5"], "GetFileSizeEx": ["6"], "SetFilePointerEx": ["131"],
     "ReadFile": ["21", "return=1", "bytes=1000"],   # "return=1": a success of no bytes
-    "DeleteFileW": ["5", "32", "2"], "CopyFileW": ["5", "112"],
+    "SetEndOfFile": ["112"], "SetFileInformationByHandle": ["5"], "GetFinalPathNameByHandleW": ["3", "5"],
     "CreateProcessW": ["2", "5", "740"], "CreateProcessAsUserW": ["1314", "2"],
     "GetExitCodeProcess": ["6"], "CreateEnvironmentBlock": ["5", "1314"],
     "DestroyEnvironmentBlock": ["6"],

@@ -87,7 +87,8 @@ class Checker:
             elif text == "process ended":
                 living.pop(pid).has_ended = True
             elif pid in living and (call := CALL.fullmatch(line)):
-                found = step_of(call[3], call[4], int(call[5], 0) if call[5] != "null" else 0)
+                found = step_of(call[3], call[4], int(call[5], 0) if call[5] != "null" else 0,
+                                int(call[6]))
                 if found:
                     step = Step(*found, order, time, living[pid], int(call[6]))
                     living[pid].steps.append(step)

@@ -273,8 +273,8 @@ class Trims:
         lab.log_path().write_bytes(original)
         left = self.copy.read_bytes() if self.copy.is_file() else None
         options = random.choice([
-            ["--fault", "CopyFileW 1 kill"], ["--fault", "DeleteFileW 1 kill"],
-            ["--fault", f"CreateFileW {random.randint(1, 4)} kill"],
+            ["--fault", "SetEndOfFile 1 kill"], ["--fault", "SetFileInformationByHandle 1 kill"],
+            ["--fault", f"CreateFileW {random.randint(1, 8)} kill"],
             ["--fault", f"ReadFile {random.randint(1, 420)} kill"],
             ["--fault", f"WriteFile {random.randint(1, 140)} kill"],
             ["--fault", f"WriteFile {random.randint(1, 140)} kill"],

@@ -12,7 +12,7 @@ OBJECTS = {
     "{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela": "changed instance",
 }
 RECORDED = ["CreateMutexW", "CreateEventW", "SetEvent", "WaitForSingleObject", "ReleaseMutex",
-            "CloseHandle", "CreateFileW", "DeleteFileW", "RegSetValueExW", "EvtQuery", "Sleep",
+            "CloseHandle", "CreateFileW", "SetFileInformationByHandle", "RegSetValueExW", "EvtQuery", "Sleep",
             "CreateProcessW", "CreateProcessAsUserW"]
 SUITE = "C:\\Program Files\\Palvo Printer Suite\\"
 LOG = "\\PalvoOrvela\\PalvoPrinterConfiguration.log"

@@ -122,21 +122,32 @@ class Verdict:
 
 CALL = re.compile(r"(\S+) (\d+) (\w+)\((.*)\) = (\S+) \[(\d+)\]")
 NAMED = re.compile(r'"?(?:mutex |event )?Global\\(\{[^"]*)"')
+# Access to the log, and the two ways of deleting it.
+APPEND, DELETE = 0x100004, 0x10000
+DELETE_AT_ONCE, DELETE_AT_LAST_CLOSE = 21, 4
+NOT_FOUND = 2
 STEPS = {"CreateMutexW": "open", "CreateEventW": "open", "SetEvent": "post", "ReleaseMutex": "release",
          "CloseHandle": "close", "WaitForSingleObject": "try"}
 
 
-def step_of(function, arguments, result):
+def step_of(function, arguments, result, error=0):
     """(kind, value) of a recorded call, or nothing."""
     if function in STEPS:
         named = NAMED.search(arguments)
         what = named and OBJECTS.get(named[1])
         return what and (f"{STEPS[function]} {what}", result)
     if function == "CreateFileW":
-        opened = LOG + '", 0x100004,' in arguments
-        return opened and (("line", None) if result < 0xFFFFFFFF else ("lost line", None))
-    if function == "DeleteFileW":
-        return arguments.endswith(LOG + '"') and ("delete", result)
+        is_open = result < 0xFFFFFFFF
+        if LOG + f'", {DELETE:#x},' in arguments:
+            return None if is_open else ("delete", 0)
+        if LOG + f'", {APPEND:#x},' in arguments and not (not is_open and error == NOT_FOUND) or (
+                LOG + f'", {APPEND | DELETE:#x},' in arguments):
+            return ("line" if is_open else "lost line"), None
+        return None
+    if function == "SetFileInformationByHandle":
+        # The first way of two, which Windows before 10 does not know, need not succeed.
+        return LOG + f'", {DELETE_AT_LAST_CLOSE}' in arguments and ("delete", result) or (
+            LOG + f'", {DELETE_AT_ONCE}' in arguments and result == 1 and ("delete", result))
     if function == "RegSetValueExW":
         stored = re.search(r'"LastEvtRecordProcessed", 11, 8, (\w+)', arguments)
         return stored and ("store", int(stored[1], 0))

@@ -73,7 +73,7 @@ class Actor:
                                         f"(PID{self.pid}): {text}\r\n").encode()
 
     def opening(self):
-        self.script.note(self.pid, f'CreateFileW("{LOG}", 0x100004, 1, 4, 128) = 0x78 [183]')
+        self.script.note(self.pid, f'CreateFileW("{LOG}", 0x100004, 1, 3, 3211392) = 0x78 [0]')
 
     def open(self, what, existed):
         function = "CreateEventW(0, 0" if what.endswith("request") else "CreateMutexW(0"
@@ -367,9 +367,9 @@ def deletion_meets_line(is_deletion):
     if not is_deletion:
         copy = script.copy(100, LOGON)
     other = script.copy(200, LOGON)
-    script.note(200, f'CreateFileW("{LOG}", 0x100004, 1, 4, 128) = 0xffffffffffffffff [32]')
+    script.note(200, f'CreateFileW("{LOG}", 0x100004, 1, 3, 3211392) = 0xffffffffffffffff [32]')
     if is_deletion:
-        script.note(100, f'DeleteFileW("{LOG}") = 1 [0]')
+        script.note(100, f'SetFileInformationByHandle("file {LOG}", 21) = 1 [0]')
         script.history.log = b""
         copy.line("# Invoked to delete log file. Done...exiting.")
         copy.end(0)

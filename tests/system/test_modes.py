@@ -81,13 +81,13 @@ class Modes(unittest.TestCase):
         self.assertEqual(self.lab.log(), ["# Invoked to delete log file. Done...exiting."])
 
     def test_a_log_that_cannot_be_deleted_is_told_by_the_exit_code(self):
-        run = self.lab.run("-DL", options=("--fault", "DeleteFileW 1 5"))
+        run = self.lab.run("-DL", options=("--fault", "SetFileInformationByHandle 1 5 always"))
         self.assertEqual(run.code, 1)
         self.assertEqual(self.lab.log()[-1], "# Invoked to delete log file. Done...exiting.")
 
     def test_a_log_that_is_not_there_counts_as_deleted(self):
-        # The directory is made, the file cannot be.
-        run = self.lab.run("-DL", options=("--fault", "CreateFileW 1 5 always"))
+        # What is created under the log's name and not known to be the log is gone again.
+        run = self.lab.run("-DL", options=("--fault", "GetFinalPathNameByHandleW 1 5 always"))
         self.assertEqual((run.code, run.output, run.log), (0, "", []))
 
     def test_a_log_without_a_directory_cannot_be_deleted(self):

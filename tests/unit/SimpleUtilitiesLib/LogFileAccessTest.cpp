@@ -254,6 +254,23 @@ TEST_F(LogFileAccessTest, GrantWithoutMemoryIsAFailureAndGivesTheMutexBack)
     EXPECT_GT(refusals, 0);
 }
 
+TEST_F(LogFileAccessTest, FileWithASecondNameKeepsItsDacl)
+{
+    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
+    const std::wstring other = folder.WriteFile(L"other", "mine");
+    ASSERT_TRUE(CreateHardLinkW(log.Path().c_str(), other.c_str(), nullptr));
+    bool isSet = false;
+    const SetSecurityDouble setSecurity(
+        [&](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL, PACL) -> DWORD
+        {
+            isSet = true;
+            return ERROR_SUCCESS;
+        });
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+    EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+    EXPECT_FALSE(isSet);
+}
+
 TEST_F(LogFileAccessTest, FileThatIsGoneGrantsNothing)
 {
     ASSERT_TRUE(DeleteFileW(log.Path().c_str()));

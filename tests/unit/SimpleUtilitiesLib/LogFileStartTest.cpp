@@ -136,7 +136,9 @@ TEST_F(LogFileStartTest, DirectoryIsMadeAndFileOpenedUnderTheMutex)
                                                   flags, other);
         });
     const LogFile log(folder.Of(L"new"), L"Log");
-    EXPECT_EQ(journal, (Journal{L"create", L"wait 5000", L"directory", L"file", L"release"}));
+    // The new folder is looked at, and the file opened and, since it is missing, created.
+    EXPECT_EQ(journal, (Journal{L"create", L"wait 5000", L"directory", L"file", L"file", L"file",
+                                L"release"}));
 }
 
 TEST_F(LogFileStartTest, LogWithoutASecurityDescriptorIsOff)

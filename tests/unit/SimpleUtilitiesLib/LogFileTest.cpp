@@ -112,7 +112,7 @@ TEST_F(LogFileTest, FileIsOpenedToAppendAndDeniesOtherWriters)
                       static_cast<DWORD>(FILE_APPEND_DATA));
             EXPECT_EQ(sharing, 1U);
             EXPECT_EQ(security, nullptr);
-            EXPECT_EQ(disposition, static_cast<DWORD>(OPEN_ALWAYS));
+            EXPECT_EQ(disposition, static_cast<DWORD>(OPEN_EXISTING));
             return decltype(createFile)::Original(path, access, sharing, security, disposition,
                                                   flags, other);
         });
@@ -167,6 +167,19 @@ TEST_F(LogFileTest, FileThatMayNotBeWrittenLosesTheLineAlone)
             });
         log.Write(L"lost");
     }
+    log.Write(L"kept");
+    EXPECT_EQ(Bytes(), prefix + "kept\r\n");
+}
+
+TEST_F(LogFileTest, FileThatHasASecondNameLosesTheLineAlone)
+{
+    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
+    const std::wstring other = folder.WriteFile(L"other", "mine");
+    ASSERT_TRUE(CreateHardLinkW(log.Path().c_str(), other.c_str(), nullptr));
+    log.Write(L"lost");
+    EXPECT_EQ(FileBytes(other), "mine");
+    EXPECT_TRUE(IsMutexFree());
+    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
     log.Write(L"kept");
     EXPECT_EQ(Bytes(), prefix + "kept\r\n");
 }

@@ -7,7 +7,8 @@ namespace
 {
 using Install = Replaced<"WINSPOOL.DRV", "InstallPrinterDriverFromPackageW",
                          decltype(InstallPrinterDriverFromPackageW)>;
-using Delete = Replaced<"KERNEL32", "DeleteFileW", decltype(DeleteFileW)>;
+using Delete = Replaced<"KERNEL32", "SetFileInformationByHandle",
+                        decltype(SetFileInformationByHandle)>;
 
 constexpr wchar_t DeletedLine[] = L"# Invoked to delete log file. Done...exiting.";
 
@@ -17,7 +18,7 @@ protected:
     int DeleteFailingWith(DWORD error)
     {
         const Delete failing(
-            [error](LPCWSTR) -> WINBOOL
+            [error](HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID, DWORD) -> WINBOOL
             {
                 SetLastError(error);
                 return FALSE;

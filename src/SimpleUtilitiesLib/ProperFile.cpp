@@ -1,0 +1,161 @@
+#include "ProperFile.h"
+
+#include <algorithm>
+#include <array>
+
+namespace
+{
+constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// A link is opened itself. Whoever listens at a pipe in the file's place may not act as this
+// account.
+constexpr DWORD Flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT |
+                        SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+
+FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition,
+                DWORD flags = Flags) noexcept
+{
+    return FileHandle(
+        CreateFileW(path.c_str(), access, sharing, nullptr, disposition, flags, nullptr));
+}
+
+bool HasFinalPath(HANDLE file, const std::wstring& path) noexcept
+{
+    std::array<wchar_t, 1024> finalPath;
+    const DWORD length =
+        GetFinalPathNameByHandleW(file, finalPath.data(), static_cast<DWORD>(finalPath.size()),
+                                  FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    return length < finalPath.size() && IsSamePath({finalPath.data(), length}, path);
+}
+
+bool IsOrdinaryFile(HANDLE file) noexcept
+{
+    constexpr DWORD Other = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    BY_HANDLE_FILE_INFORMATION information = {};
+    return GetFileInformationByHandle(file, &information) &&
+           (information.dwFileAttributes & Other) == 0 && information.nNumberOfLinks == 1;
+}
+
+bool DeleteOpenFile(HANDLE file) noexcept
+{
+    // FileDispositionInfoEx with FILE_DISPOSITION_FLAG_DELETE and _POSIX_SEMANTICS, which headers
+    // for older versions than Windows 10 lack: the name is free at once, whoever has the file open.
+    constexpr auto DispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
+    DWORD deleteAtOnce = 0x1 | 0x2;
+    FILE_DISPOSITION_INFO deleteAtLastClose = {TRUE};
+    return SetFileInformationByHandle(file, DispositionInfoEx, &deleteAtOnce,
+                                      sizeof(deleteAtOnce)) ||
+           SetFileInformationByHandle(file, FileDispositionInfo, &deleteAtLastClose,
+                                      sizeof(deleteAtLastClose));
+}
+
+bool IsSeparator(wchar_t c) noexcept
+{
+    return c == L'\\' || c == L'/';
+}
+
+/// Takes the first component off the path: empty at its end.
+std::wstring_view TakeComponent(std::wstring_view& path) noexcept
+{
+    const auto* const first = std::find_if_not(path.begin(), path.end(), IsSeparator);
+    const auto* const last = std::find_if(first, path.end(), IsSeparator);
+    path = {last, path.end()};
+    return {first, last};
+}
+
+bool AreSameName(std::wstring_view left, std::wstring_view right) noexcept
+{
+    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
+/// Takes `prefix` off the path when it begins with that.
+bool Take(std::wstring_view prefix, std::wstring_view& path) noexcept
+{
+    const bool isThere = path.starts_with(prefix);
+    path.remove_prefix(isThere ? prefix.size() : 0);
+    return isThere;
+}
+
+/// Takes off what says that the path is a server's, or that it is final.
+bool TakeServerMark(std::wstring_view& path) noexcept
+{
+    return Take(L"\\\\?\\UNC\\", path) || (!Take(L"\\\\?\\", path) && Take(L"\\\\", path));
+}
+} // namespace
+
+bool IsProperFile(HANDLE file, const std::wstring& path) noexcept
+{
+    return IsOrdinaryFile(file) && HasFinalPath(file, path);
+}
+
+FileHandle OpenProperFile(const std::wstring& path, DWORD access, DWORD sharing,
+                          WhenMissing whenMissing) noexcept
+{
+    FileHandle file = Open(path, access, sharing, OPEN_EXISTING);
+    if (file)
+    {
+        return IsProperFile(file.Get(), path) ? std::move(file) : FileHandle();
+    }
+    return whenMissing == WhenMissing::Create && GetLastError() == ERROR_FILE_NOT_FOUND
+               ? CreateProperFile(path, access, sharing)
+               : FileHandle();
+}
+
+FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharing) noexcept
+{
+    FileHandle file = Open(path, access | DELETE, sharing, CREATE_NEW);
+    if (file && !IsProperFile(file.Get(), path))
+    {
+        DeleteOpenFile(file.Get());
+        file.Reset();
+    }
+    return file;
+}
+
+bool CreateProperFolder(const std::wstring& path) noexcept
+{
+    if (!CreateDirectoryW(path.c_str(), nullptr))
+    {
+        return false;
+    }
+    const FileHandle folder =
+        Open(path, DELETE, ShareAll, OPEN_EXISTING, Flags | FILE_FLAG_BACKUP_SEMANTICS);
+    if (!folder || HasFinalPath(folder.Get(), path))
+    {
+        return true;
+    }
+    DeleteOpenFile(folder.Get());
+    SetLastError(ERROR_CANT_ACCESS_FILE);
+    return false;
+}
+
+bool DeleteName(const std::wstring& path) noexcept
+{
+    const FileHandle file = Open(path, DELETE, ShareAll, OPEN_EXISTING);
+    if (!file)
+    {
+        return false;
+    }
+    if (!HasFinalPath(file.Get(), path))
+    {
+        SetLastError(ERROR_CANT_ACCESS_FILE);
+        return false;
+    }
+    return DeleteOpenFile(file.Get());
+}
+
+bool IsSamePath(std::wstring_view finalPath, std::wstring_view path) noexcept
+{
+    if (TakeServerMark(finalPath) != TakeServerMark(path))
+    {
+        return false;
+    }
+    while (!finalPath.empty() || !path.empty())
+    {
+        if (!AreSameName(TakeComponent(finalPath), TakeComponent(path)))
+        {
+            return false;
+        }
+    }
+    return true;
+}
