@@ -136,8 +136,8 @@ void LogFile::Append(std::wstring_view message)
     GetLocalTime(&now);
     const auto threadId =
         includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
-    const std::wstring line = LogLineText(TimeStampText(now), moduleName, GetCurrentProcessId(),
-                                          threadId, std::wstring(message));
+    const std::wstring line =
+        LogLineText(now, moduleName, GetCurrentProcessId(), threadId, message);
     // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
     // would lose the rest of a line at the first character that its locale lacks.
     const std::string bytes = WithCarriageReturns(ToCodePage(line));

@@ -2,21 +2,18 @@
 
 #include "Format.h"
 
-std::wstring TimeStampText(const SYSTEMTIME& time)
+std::wstring LogLineText(const SYSTEMTIME& time, const std::wstring& moduleName, DWORD processId,
+                         std::optional<DWORD> threadId, std::wstring_view message)
 {
     const unsigned hour = time.wHour % 12 == 0 ? 12U : time.wHour % 12U;
-    return Format(L"%u/%u/%u %u:%02u:%02u %s", time.wMonth, time.wDay, time.wYear, hour,
-                  time.wMinute, time.wSecond, time.wHour < 12 ? L"AM" : L"PM");
-}
-
-std::wstring LogLineText(const std::wstring& timeStamp, const std::wstring& moduleName,
-                         DWORD processId, std::optional<DWORD> threadId,
-                         const std::wstring& message)
-{
-    if (threadId)
+    const std::wstring thread = threadId ? Format(L"/TID%u", *threadId) : std::wstring();
+    std::wstring line = Format(L"[%u/%u/%u %u:%02u:%02u %s] %s(PID%u%s): ", time.wMonth, time.wDay,
+                               time.wYear, hour, time.wMinute, time.wSecond,
+                               time.wHour < 12 ? L"AM" : L"PM", moduleName, processId, thread);
+    if (!line.empty())
     {
-        return Format(L"[%s] %s(PID%u/TID%u): %s\n", timeStamp, moduleName, processId, *threadId,
-                      message);
+        line += message.substr(0, message.find(L'\0'));
+        line += L'\n';
     }
-    return Format(L"[%s] %s(PID%u): %s\n", timeStamp, moduleName, processId, message);
+    return line;
 }

@@ -150,7 +150,8 @@ bool IsSamePath(std::wstring_view finalPath, std::wstring_view path) noexcept
     {
         return false;
     }
-    while (!finalPath.empty() || !path.empty())
+    // Most often they are the same to the letter.
+    while (finalPath != path)
     {
         if (!AreSameName(TakeComponent(finalPath), TakeComponent(path)))
         {

@@ -1,66 +1,24 @@
 #include "LogLine.h"
 
+#include "Replaced.h"
+
 #include <gtest/gtest.h>
 
 namespace
 {
-std::wstring Stamp(WORD hour, WORD minute = 0, WORD second = 0)
+SYSTEMTIME Time(WORD hour, WORD minute = 0, WORD second = 0)
 {
-    SYSTEMTIME time = {};
-    time.wYear = 2024;
-    time.wMonth = 3;
-    time.wDay = 7;
-    time.wHour = hour;
-    time.wMinute = minute;
-    time.wSecond = second;
-    return TimeStampText(time);
+    return {2024, 3, 4, 7, hour, minute, second, 999};
 }
 
-TEST(TimeStampTest, MonthDayAndHourHaveNoLeadingZero)
+std::wstring Stamped(const SYSTEMTIME& time)
 {
-    EXPECT_EQ(Stamp(14, 5, 9), L"3/7/2024 2:05:09 PM");
-}
-
-TEST(TimeStampTest, TwoDigitsStay)
-{
-    SYSTEMTIME time = {};
-    time.wYear = 1999;
-    time.wMonth = 12;
-    time.wDay = 31;
-    time.wHour = 23;
-    time.wMinute = 59;
-    time.wSecond = 58;
-    EXPECT_EQ(TimeStampText(time), L"12/31/1999 11:59:58 PM");
-}
-
-TEST(TimeStampTest, HalfPastMidnightIsTwelveInTheMorning)
-{
-    EXPECT_EQ(Stamp(0, 30), L"3/7/2024 12:30:00 AM");
-}
-
-TEST(TimeStampTest, HalfPastNoonIsTwelveInTheAfternoon)
-{
-    EXPECT_EQ(Stamp(12, 30), L"3/7/2024 12:30:00 PM");
-}
-
-TEST(TimeStampTest, FivePastThirteenIsOneInTheAfternoon)
-{
-    EXPECT_EQ(Stamp(13, 5), L"3/7/2024 1:05:00 PM");
-}
-
-TEST(TimeStampTest, EveryHourIsShownOnATwelveHourClock)
-{
-    for (WORD hour = 1; hour <= 11; ++hour)
-    {
-        EXPECT_EQ(Stamp(hour), L"3/7/2024 " + std::to_wstring(hour) + L":00:00 AM");
-        EXPECT_EQ(Stamp(static_cast<WORD>(hour + 12)),
-                  L"3/7/2024 " + std::to_wstring(hour) + L":00:00 PM");
-    }
+    return LogLineText(time, L"M", 1, std::nullopt, L"x");
 }
 
 TEST(LogLineTest, HoldsStampProgramProcessAndMessage)
 {
-    EXPECT_EQ(LogLineText(L"3/7/2024 2:05:09 PM", L"PalvoPrinterConfiguration", 4120, std::nullopt,
+    EXPECT_EQ(LogLineText(Time(14, 5, 9), L"PalvoPrinterConfiguration", 4120, std::nullopt,
                           L"# Invoked to install scheduled tasks. Done...exiting."),
               L"[3/7/2024 2:05:09 PM] PalvoPrinterConfiguration(PID4120): # Invoked to install "
               L"scheduled tasks. Done...exiting.\n");
@@ -68,12 +26,65 @@ TEST(LogLineTest, HoldsStampProgramProcessAndMessage)
 
 TEST(LogLineTest, NamesTheThreadWhenThereIsOne)
 {
-    EXPECT_EQ(LogLineText(L"S", L"M", 4294967295U, 77, L"x"), L"[S] M(PID4294967295/TID77): x\n");
+    EXPECT_EQ(LogLineText(Time(14), L"M", 4294967295U, 77, L"x"),
+              L"[3/7/2024 2:00:00 PM] M(PID4294967295/TID77): x\n");
 }
 
 TEST(LogLineTest, MessageIsData)
 {
-    EXPECT_EQ(LogLineText(L"S", L"M", 1, std::nullopt, L"%s%n 100%"), L"[S] M(PID1): %s%n 100%\n");
-    EXPECT_EQ(LogLineText(L"S", L"M", 1, std::nullopt, L""), L"[S] M(PID1): \n");
+    EXPECT_EQ(LogLineText(Time(9), L"M", 1, std::nullopt, L"%s%n 100%"),
+              L"[3/7/2024 9:00:00 AM] M(PID1): %s%n 100%\n");
+    EXPECT_EQ(LogLineText(Time(9), L"M", 1, std::nullopt, L""),
+              L"[3/7/2024 9:00:00 AM] M(PID1): \n");
+}
+
+TEST(LogLineTest, MessageEndsAtItsFirstZero)
+{
+    EXPECT_EQ(LogLineText(Time(9), L"M", 1, std::nullopt, std::wstring_view(L"a\0b", 3)),
+              L"[3/7/2024 9:00:00 AM] M(PID1): a\n");
+}
+
+TEST(LogLineTest, LineThatCannotBeFormattedIsEmpty)
+{
+    const Replaced<"msvcrt", "_vsnwprintf", int(wchar_t*, std::size_t, const wchar_t*, char*)>
+        format([](wchar_t*, std::size_t, const wchar_t*, char*) { return -1; });
+    const Replaced<"msvcrt", "_vscwprintf", int(const wchar_t*, char*)> measure(
+        [](const wchar_t*, char*) { return -1; });
+    EXPECT_EQ(Stamped(Time(9)), L"");
+}
+
+TEST(LogLineTest, MonthDayAndHourHaveNoLeadingZeroAndMinuteAndSecondHave)
+{
+    EXPECT_EQ(Stamped(Time(14, 5, 9)), L"[3/7/2024 2:05:09 PM] M(PID1): x\n");
+}
+
+TEST(LogLineTest, TwoDigitsStay)
+{
+    EXPECT_EQ(Stamped({1999, 12, 5, 31, 23, 59, 58, 0}), L"[12/31/1999 11:59:58 PM] M(PID1): x\n");
+}
+
+TEST(LogLineTest, HalfPastMidnightIsTwelveInTheMorning)
+{
+    EXPECT_EQ(Stamped(Time(0, 30)), L"[3/7/2024 12:30:00 AM] M(PID1): x\n");
+}
+
+TEST(LogLineTest, HalfPastNoonIsTwelveInTheAfternoon)
+{
+    EXPECT_EQ(Stamped(Time(12, 30)), L"[3/7/2024 12:30:00 PM] M(PID1): x\n");
+}
+
+TEST(LogLineTest, FivePastThirteenIsOneInTheAfternoon)
+{
+    EXPECT_EQ(Stamped(Time(13, 5)), L"[3/7/2024 1:05:00 PM] M(PID1): x\n");
+}
+
+TEST(LogLineTest, EveryHourIsShownOnATwelveHourClock)
+{
+    for (WORD hour = 1; hour <= 11; ++hour)
+    {
+        const std::wstring shown = L"[3/7/2024 " + std::to_wstring(hour) + L":00:00 ";
+        EXPECT_EQ(Stamped(Time(hour)), shown + L"AM] M(PID1): x\n");
+        EXPECT_EQ(Stamped(Time(static_cast<WORD>(hour + 12))), shown + L"PM] M(PID1): x\n");
+    }
 }
 } // namespace
