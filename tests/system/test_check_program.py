@@ -126,6 +126,11 @@ class CheckOfTheProgram(unittest.TestCase):
         self.program.rename_import("CreateFileW", "CreateFile2")
         self.assert_said(1, "imports CreateFile2, which Windows Vista lacks")
 
+    def test_the_runtime_librarys_stack_guard_is_refused(self):
+        self.program.rename_import("SetThreadToken", "CryptGenRandom")
+        self.assert_said(1, "imports CryptGenRandom: it has the runtime library's stack guard, "
+                            "not its own")
+
     def test_late_imports_that_may_not_be_written_are_refused(self):
         self.program.change_sections(lambda kind: kind & ~WRITABLE, ".data")
         self.assert_said(1, *(f"the late imports of {dll} lie in memory that the program may not write"
