@@ -31,6 +31,7 @@ private:
 
     bool impersonating = false;
     KernelHandle token;
-    bool profileLoaded = false; ///< only reserves room: no profile is loaded yet
+    // Only reserve room: no profile is loaded yet.
+    bool profileLoaded = false;
     HANDLE profile = nullptr;
 };

@@ -6,6 +6,8 @@
 
 namespace
 {
+static_assert(sizeof(ByteBuffer) == sizeof(std::vector<std::uint8_t>), "the bytes, and no more");
+
 template <class Walk> void ExpectTooFewBytes(const wchar_t* method, Walk walk)
 {
     try

@@ -210,7 +210,15 @@ TEST_F(WriterLaunchTest, WriterStartsAfterTheQueryProgramHasEnded)
     children.waits = {WAIT_ABANDONED, WAIT_ABANDONED, WAIT_OBJECT_0};
     Launch(refresh, L"");
     EXPECT_TRUE(children.waits.empty());
-    EXPECT_EQ(Starts().size(), 2U);
+    std::vector<std::wstring> startsAndEnds;
+    for (const std::wstring& line : journal)
+    {
+        if (line.starts_with(L"start") || line.starts_with(L"exit code"))
+        {
+            startsAndEnds.push_back(line.substr(0, 5));
+        }
+    }
+    EXPECT_EQ(startsAndEnds, (Journal{L"start", L"exit ", L"start", L"exit "}));
 }
 
 TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsLocalisedName)

@@ -10,6 +10,7 @@
 namespace
 {
 static_assert(std::has_virtual_destructor_v<PrintDriver>);
+static_assert(sizeof(PrintDriver) == 8, "the virtual table's address, and no data");
 
 class PrintDriverTest : public ::testing::Test
 {

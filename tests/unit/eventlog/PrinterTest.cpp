@@ -9,6 +9,7 @@
 namespace
 {
 static_assert(std::has_virtual_destructor_v<Printer>);
+static_assert(sizeof(Printer) == 16, "the virtual table's address and one handle");
 
 class PrinterTest : public ::testing::Test
 {
