@@ -21,8 +21,7 @@ bool NarrowDllSearch() noexcept
     return setDirectories != nullptr && setDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
 
-/// The DLL by its full path, which makes its folder the first in which its own DLLs are looked for.
-HMODULE LoadByFullPath(const char* dll) noexcept
+HMODULE LoadFromSystemFolder(const char* dll, DWORD flags) noexcept
 {
     std::array<char, MAX_PATH> path = {};
     const std::size_t folder = GetSystemDirectoryA(path.data(), static_cast<UINT>(path.size()));
@@ -34,7 +33,7 @@ HMODULE LoadByFullPath(const char* dll) noexcept
     }
     path[folder] = '\\';
     std::memcpy(path.data() + folder + 1, dll, name + 1);
-    return LoadLibraryExA(path.data(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    return LoadLibraryExA(path.data(), nullptr, flags);
 }
 
 /// The late functions whose result is an HRESULT. Every other one fails with null or FALSE, or has
@@ -124,8 +123,10 @@ extern "C"
 
 HMODULE LoadSystemDll(const char* dll) noexcept
 {
-    return NarrowDllSearch() ? LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)
-                             : LoadByFullPath(dll);
+    // The flags are for the DLLs that this one needs: they are looked for in the system's folder
+    // alone, or, where Windows knows no such search, in this one's folder first.
+    return LoadFromSystemFolder(dll, NarrowDllSearch() ? LOAD_LIBRARY_SEARCH_SYSTEM32
+                                                       : LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
 FARPROC FailingFunction(const char* function, DWORD error) noexcept

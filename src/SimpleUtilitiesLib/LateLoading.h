@@ -13,7 +13,8 @@
 //
 // The entry of a function that was replaced before its first call is never looked at.
 
-/// Loads a DLL of the system by its name with extension. It stays loaded until the process ends.
+/// Loads a DLL by its full path in the system's folder; `dll` is its name with extension, behind
+/// that of a folder below the system's where it lies in one. It stays loaded until the process ends.
 /// Null, with the reason in the last-error value, when it cannot be loaded.
 HMODULE LoadSystemDll(const char* dll) noexcept;
 

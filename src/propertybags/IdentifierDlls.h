@@ -1,5 +1,5 @@
 #pragma once
 
-/// Loads the DLLs that the identifiers need, from the system's folder, before a user is
-/// impersonated. One that cannot be loaded is left to its first call.
+/// Loads every DLL that the identifiers need, from the system's folder, before a user is
+/// impersonated. One that this Windows lacks is passed over.
 void LoadDllsOfIdentifiers();

@@ -68,8 +68,24 @@ struct ModeDlls
     bool asksForUser = false;
 };
 
-// For the user's full name and the machine's identifier.
-constexpr wchar_t UserDlls[] = L" SECUR32.dll OLEAUT32.dll UXTHEME.dll wbem\\wbemprox.dll";
+/// What is loaded for a user's identifiers, of what there is on this machine, and what comes with
+/// it.
+std::wstring UserDlls()
+{
+    std::wstring dlls = L" UXTHEME.dll";
+    for (const wchar_t* dll :
+         {L"SECUR32.dll", L"SSPICLI.dll", L"OLEAUT32.dll", L"CLBCATQ.dll", L"wbemcomn.dll",
+          L"wbem\\wbemprox.dll", L"wbem\\wbemsvc.dll", L"wbem\\fastprox.dll", L"CRYPTSP.dll",
+          L"CRYPTBASE.dll", L"BCRYPT.dll", L"BCRYPTPRIMITIVES.dll", L"RSAENH.dll"})
+    {
+        if (GetFileAttributesW((L"C:\\windows\\system32\\" + std::wstring(dll)).c_str()) !=
+            INVALID_FILE_ATTRIBUTES)
+        {
+            dlls += L" " + std::wstring(dll);
+        }
+    }
+    return dlls;
+}
 
 // UXTHEME comes with the first window class that a system's DLL registers, TASKSCHD with the task
 // scheduler's COM class.
@@ -102,13 +118,33 @@ TEST(LoadedDlls, ARunThatIsSwitchedOffLoadsWhatItsImportTableNamesAndNothingElse
     }
 }
 
+TEST(LoadedDlls, NothingIsLoadedWhileTheIdentifiersAreComputed)
+{
+    const std::wstring probe = TestFolder() + L"\\product\\IdentifierProbe.exe";
+    EXPECT_EQ(RunToItsEnd(probe, L"").output, "");
+    // Without the preparation something is.
+    EXPECT_NE(RunToItsEnd(probe, L"unprepared").output.find("SECUR32.dll\n"), std::string::npos);
+}
+
+TEST(LoadedDlls, NoRunLoadsAWindowSystemOrACryptographicProviderAtItsStart)
+{
+    const SwitchedOff off;
+    for (const std::string& module : ModulesOfShippedFile(L"-r"))
+    {
+        for (const char* unwanted : {"RSAENH", "CRYPT", "BCRYPT", "USER32", "GDI32"})
+        {
+            EXPECT_FALSE(module.starts_with(unwanted)) << module;
+        }
+    }
+}
+
 TEST(LoadedDlls, EveryModeLoadsWhatItNeedsAndNothingElse)
 {
     const bool loggedOn = IsSomebodyLoggedOn();
     for (const ModeDlls& mode : Modes)
     {
         const std::wstring dlls =
-            mode.dlls + std::wstring(loggedOn && mode.asksForUser ? UserDlls : L"");
+            mode.dlls + (loggedOn && mode.asksForUser ? UserDlls() : std::wstring());
         EXPECT_EQ(ModulesOfShippedFile(mode.arguments), ModulesOfEmptyProgramWith(dlls))
             << std::wstring(mode.arguments);
     }

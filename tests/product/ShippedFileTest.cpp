@@ -44,11 +44,6 @@ TEST_F(ShippedFile, IsLoadedAtARandomHighAddress)
     EXPECT_GT(m_headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 8U);
 }
 
-TEST_F(ShippedFile, IsNoLargerThanFourHundredAndTwentyKibibytes)
-{
-    EXPECT_LE(m_bytes.size(), 430080U);
-}
-
 TEST_F(ShippedFile, NeverRunsData)
 {
     EXPECT_TRUE(m_headers.OptionalHeader.DllCharacteristics & 0x0100);

@@ -81,7 +81,6 @@ OUT_OF_REACH = {
 AFTER = {
     "ConvertStringSecurityDescriptorToSecurityDescriptorW": ("GetSecurityInfo 1 5 always", HELP),
     "FormatMessageW": ("RegCreateKeyExW 1 5", INSTALL),
-    "GetSystemDirectoryA": ("GetProcAddress 1 127 always", LOGON),
     "GetUserNameW": ("LookupAccountSidW 1 return=1 always", LOGON),
     "SetThreadToken": ("RevertToSelf 1 5", LOGON),
     "MessageBoxW": ("WTSSendMessageW 1 5 always", BOX),

@@ -140,6 +140,9 @@ class CheckOfTheProgram(unittest.TestCase):
         self.program.change_sections(lambda kind: kind | DISCARDABLE)
         self.assert_said(1, "no late imports were found")
 
+    def test_the_file_that_ships_is_no_larger_than_420_kib(self):
+        self.assertLessEqual(len(self.program.bytes), 430080)
+
     def test_every_fault_is_told_at_once(self):
         self.program.clear_flag(NX_COMPAT)
         self.program.rename_import("KERNEL32.dll", "NETAPI32.dll")

@@ -78,10 +78,18 @@ SystemDirectory::Behaviour FolderOfLength(UINT length)
     };
 }
 
-TEST_F(LoadSystemDllTest, TheSystemsFolderAloneIsSearched)
+TEST_F(LoadSystemDllTest, TheDllIsLoadedByItsFullPathAndTheSystemsFolderAloneIsSearched)
 {
+    const SystemDirectory folder(FolderOfLength(5));
     EXPECT_EQ(LoadSystemDll("SECUR32.dll"), Loaded);
-    EXPECT_EQ(calls, (std::vector<LoadCall>{{"SECUR32.dll", 0x800}}));
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\SECUR32.dll", 0x800}}));
+}
+
+TEST_F(LoadSystemDllTest, ADllMayLieBelowTheSystemsFolder)
+{
+    const SystemDirectory folder(FolderOfLength(5));
+    EXPECT_EQ(LoadSystemDll("wbem\\wbemprox.dll"), Loaded);
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\wbem\\wbemprox.dll", 0x800}}));
 }
 
 TEST_F(LoadSystemDllTest, WhatTheSystemsDllsLoadInTurnIsLookedForInTheSystemsFolderAlone)
@@ -90,12 +98,13 @@ TEST_F(LoadSystemDllTest, WhatTheSystemsDllsLoadInTurnIsLookedForInTheSystemsFol
     answer = TRUE;
     const GetAddress getAddress(
         SetDirectoriesIs(reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&NoteDirectories))));
+    const SystemDirectory folder(FolderOfLength(5));
     LoadSystemDll("SECUR32.dll");
     EXPECT_EQ(searched, 0x800U);
-    EXPECT_EQ(calls, (std::vector<LoadCall>{{"SECUR32.dll", 0x800}}));
+    EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\SECUR32.dll", 0x800}}));
 }
 
-TEST_F(LoadSystemDllTest, ASearchThatCannotBeNarrowedIsAvoidedByAFullPath)
+TEST_F(LoadSystemDllTest, WhereTheSearchCannotBeNarrowedTheDllsFolderIsSearchedFirst)
 {
     answer = FALSE;
     const GetAddress getAddress(
@@ -105,7 +114,7 @@ TEST_F(LoadSystemDllTest, ASearchThatCannotBeNarrowedIsAvoidedByAFullPath)
     EXPECT_EQ(calls, (std::vector<LoadCall>{{"C:\\ss\\SECUR32.dll", 0x8}}));
 }
 
-TEST_F(LoadSystemDllOnOldVistaTest, TheDllIsLoadedByItsFullPathAndItsFolderIsSearchedFirst)
+TEST_F(LoadSystemDllOnOldVistaTest, TheDllsFolderIsSearchedFirst)
 {
     const SystemDirectory folder(FolderOfLength(5));
     EXPECT_EQ(LoadSystemDll("SECUR32.dll"), Loaded);

@@ -10,6 +10,8 @@ namespace
 {
 TEST(IdentifierDllsTest, AreLoadedFromTheSystemsFolder)
 {
+    std::string folder(MAX_PATH, '\0');
+    folder.resize(GetSystemDirectoryA(folder.data(), MAX_PATH));
     std::vector<std::string> loaded;
     using Load = Replaced<"KERNEL32", "LoadLibraryExA", decltype(LoadLibraryExA)>;
     const Load load(
@@ -22,10 +24,18 @@ TEST(IdentifierDllsTest, AreLoadedFromTheSystemsFolder)
 
     LoadDllsOfIdentifiers();
 
-    EXPECT_EQ(loaded, (std::vector<std::string>{"SECUR32.dll", "OLE32.dll", "OLEAUT32.dll"}));
-    for (const std::string& dll : loaded)
+    std::vector<std::string> expected;
+    for (const char* dll :
+         {"SECUR32.dll", "SSPICLI.dll", "OLE32.dll", "OLEAUT32.dll", "CLBCATQ.dll", "wbemcomn.dll",
+          "wbem\\wbemprox.dll", "wbem\\wbemsvc.dll", "wbem\\fastprox.dll", "CRYPTSP.dll",
+          "CRYPTBASE.dll", "BCRYPT.dll", "BCRYPTPRIMITIVES.dll", "RSAENH.dll"})
     {
-        EXPECT_NE(GetModuleHandleA(dll.c_str()), nullptr) << dll;
+        expected.push_back(folder + "\\" + dll);
+    }
+    EXPECT_EQ(loaded, expected);
+    for (const char* dll : {"SECUR32.dll", "OLE32.dll", "OLEAUT32.dll", "wbemprox.dll"})
+    {
+        EXPECT_NE(GetModuleHandleA(dll), nullptr) << dll;
     }
 }
 } // namespace
