@@ -54,17 +54,18 @@ HRESULT PrintDriver::GetDriverInfo(HANDLE printer, std::vector<BYTE>& buffer) co
     return S_OK;
 }
 
-std::wstring PrintDriver::FindDependentFile(HANDLE printer, const std::wstring& suffix) const
+std::optional<std::wstring> PrintDriver::FindDependentFile(HANDLE printer,
+                                                           const std::wstring& suffix) const
 {
     std::vector<BYTE> buffer;
     if (GetDriverInfo(printer, buffer) != S_OK || buffer.size() < sizeof(DRIVER_INFO_3W))
     {
-        return {};
+        return std::nullopt;
     }
     const auto* information = reinterpret_cast<const DRIVER_INFO_3W*>(buffer.data());
     if (information->cVersion != SupportedDriverModel || information->pDependentFiles == nullptr)
     {
-        return {};
+        return std::wstring();
     }
     return FirstFileContaining(information->pDependentFiles, suffix);
 }

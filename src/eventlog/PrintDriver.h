@@ -2,6 +2,7 @@
 
 #include "WindowsHeaders.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,10 @@ public:
     virtual ~PrintDriver() = default;
 
     /// The full path, in upper case, of the first dependent file of the printer's driver whose name
-    /// contains `suffix`, whatever its case. Empty when there is none, the driver is not of version
-    /// 4, or the spooler does not tell.
-    [[nodiscard]] std::wstring FindDependentFile(HANDLE printer, const std::wstring& suffix) const;
+    /// contains `suffix`, whatever its case. Empty when there is none or the driver is not of
+    /// version 4; nothing when the spooler does not tell.
+    [[nodiscard]] std::optional<std::wstring> FindDependentFile(HANDLE printer,
+                                                                const std::wstring& suffix) const;
 
     /// Fills `buffer` with the printer's DRIVER_INFO_3 (GetPrinterDriverW, default environment).
     /// E_INVALIDARG for a handle of no printer; the spooler's error as an HRESULT; S_OK.

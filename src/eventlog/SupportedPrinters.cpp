@@ -4,6 +4,17 @@
 
 #include <array>
 
+namespace
+{
+bool CanBeRead(const std::wstring& path)
+{
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file.IsValid();
+}
+} // namespace
+
 bool IsSupportedPlatform(const std::wstring& driverPlatform)
 {
     return EqualsIgnoringCase(driverPlatform, L"PV6P2.0");
@@ -16,23 +27,37 @@ void SupportedPrinters::Examine(const std::wstring& name)
         // A burst names one printer many times; the spooler need not be asked again.
         return;
     }
-    if (printer.Open(name))
-    {
-        (IsSupported() ? names : unsupported).insert(name);
-    }
+    const Finding finding = printer.Open(name) ? LookAtPrinter() : Finding::Unknown;
     printer.Close();
+    if (finding == Finding::Supported)
+    {
+        names.insert(name);
+    }
+    else if (finding == Finding::Unsupported)
+    {
+        unsupported.insert(name);
+    }
 }
 
-bool SupportedPrinters::IsSupported() const
+SupportedPrinters::Finding SupportedPrinters::LookAtPrinter() const
 {
-    const std::wstring manifest = driver.FindDependentFile(printer.Handle(), L"-manifest.ini");
-    if (manifest.empty())
+    const auto manifest = driver.FindDependentFile(printer.Handle(), L"-manifest.ini");
+    if (!manifest)
     {
-        return false;
+        return Finding::Unknown;
+    }
+    if (manifest->empty())
+    {
+        return Finding::Unsupported;
     }
     // A longer value is cut to nine characters and so can never match.
     std::array<wchar_t, 10> platform = {};
     GetPrivateProfileStringW(L"PV-Private", L"DriverPlatform", L"", platform.data(),
-                             static_cast<DWORD>(platform.size()), manifest.c_str());
-    return IsSupportedPlatform(platform.data());
+                             static_cast<DWORD>(platform.size()), manifest->c_str());
+    if (IsSupportedPlatform(platform.data()))
+    {
+        return Finding::Supported;
+    }
+    // A platform that is missing and a file that is not there or in use read alike.
+    return platform[0] != L'\0' || CanBeRead(*manifest) ? Finding::Unsupported : Finding::Unknown;
 }

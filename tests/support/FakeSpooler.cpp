@@ -68,6 +68,11 @@ BOOL FakeSpooler::GetDriver(HANDLE printer, LPCWSTR environment, DWORD level, LP
     {
         return Refuse(ERROR_INVALID_USER_BUFFER);
     }
+    if (unansweredQueries != 0)
+    {
+        --unansweredQueries;
+        return Refuse(RPC_S_SERVER_UNAVAILABLE);
+    }
     if (buffer == nullptr && sizeError)
     {
         return Refuse(*sizeError);

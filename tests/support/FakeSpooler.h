@@ -31,6 +31,7 @@ public:
 
     std::optional<DWORD> sizeError;   ///< GetPrinterDriverW without a buffer fails so
     std::optional<DWORD> driverError; ///< GetPrinterDriverW with a buffer fails so
+    unsigned unansweredQueries = 0;   ///< so many calls of GetPrinterDriverW fail first
     bool needsNoBuffer = false;       ///< GetPrinterDriverW succeeds without a byte
     DWORD truncatedSize = 0;          ///< not 0: the size that GetPrinterDriverW tells
     std::vector<DWORD> levels;

@@ -23,7 +23,7 @@ protected:
         return printer.Handle();
     }
 
-    std::wstring Manifest(const FakePrinter& driver)
+    std::optional<std::wstring> Manifest(const FakePrinter& driver)
     {
         return PrintDriver().FindDependentFile(Open(driver), L"-manifest.ini");
     }
@@ -150,27 +150,27 @@ TEST_F(PrintDriverTest, DriverWithAnEmptyListHasNoManifest)
     EXPECT_EQ(Manifest({4, std::vector<std::wstring>{}}), L"");
 }
 
-TEST_F(PrintDriverTest, DriverThatCannotBeReadHasNoManifest)
+TEST_F(PrintDriverTest, OfADriverThatCannotBeReadTheManifestIsNotKnown)
 {
     spooler.driverError = ERROR_OUTOFMEMORY;
-    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), L"");
+    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), std::nullopt);
 }
 
 TEST_F(PrintDriverTest, InformationThatIsTooShortIsNotRead)
 {
     spooler.truncatedSize = 8;
-    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), L"");
+    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), std::nullopt);
 }
 
 TEST_F(PrintDriverTest, InformationWithoutAByteIsNotRead)
 {
     spooler.needsNoBuffer = true;
-    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), L"");
+    EXPECT_EQ(Manifest({4, {{L"C:\\d\\Palvo-manifest.ini"}}}), std::nullopt);
 }
 
-TEST_F(PrintDriverTest, NoPrinterHasNoManifest)
+TEST_F(PrintDriverTest, OfNoPrinterTheManifestIsNotKnown)
 {
-    EXPECT_EQ(PrintDriver().FindDependentFile(nullptr, L"-manifest.ini"), L"");
+    EXPECT_EQ(PrintDriver().FindDependentFile(nullptr, L"-manifest.ini"), std::nullopt);
 }
 
 TEST_F(PrintDriverTest, BufferIsEmptyWhenNothingWasAsked)

@@ -171,6 +171,20 @@ TEST_F(PrinterEventScanTest, ThreeEventsOfOneSupportedPrinterGiveThatPrinter)
                   L"to 58. One printer added or changed: 'Sales Room'");
 }
 
+TEST_F(PrinterEventScanTest, PrinterWhoseDriverIsReadAtALaterEventCounts)
+{
+    AddSupportedPrinter(L"Sales");
+    spooler.unansweredQueries = 1;
+    SetPosition(11);
+    Event(11, L"x");
+    Event(12, L"Sales");
+    Event(13, L"Sales");
+    EXPECT_TRUE(Scan());
+    ExpectFlags(false, true, L"Sales");
+    ExpectMessage(L"Found one pertinent, non-duplicate '300/306' event in the range of IDs from 12 "
+                  L"to 13. One printer added or changed: 'Sales'");
+}
+
 TEST_F(PrinterEventScanTest, NamesThatDifferInCaseAreSeveralPrinters)
 {
     SetPosition(50);

@@ -178,6 +178,72 @@ TEST_F(SupportedPrintersTest, PrinterThatCouldNotBeOpenedIsTriedAgain)
     EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
 }
 
+TEST_F(SupportedPrintersTest, PrinterWhoseDriverCouldNotBeReadIsTriedAgain)
+{
+    AddPrinter(L"P", Manifest);
+    for (std::optional<DWORD> FakeSpooler::*query :
+         {&FakeSpooler::sizeError, &FakeSpooler::driverError})
+    {
+        spooler.*query = RPC_S_SERVER_UNAVAILABLE;
+        printers.Examine(L"P");
+        EXPECT_TRUE(printers.Names().empty());
+        (spooler.*query).reset();
+    }
+    printers.Examine(L"P");
+    EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
+    EXPECT_EQ(spooler.calls,
+              (Journal{L"open P", L"close P", L"open P", L"close P", L"open P", L"close P"}));
+}
+
+TEST_F(SupportedPrintersTest, PrinterWhoseManifestIsInUseIsTriedAgain)
+{
+    AddPrinter(L"P", Manifest);
+    {
+        const FileHandle writer(CreateFileW(folder.Of(L"1-manifest.ini").c_str(), GENERIC_WRITE, 0,
+                                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                            nullptr));
+        ASSERT_TRUE(writer);
+        printers.Examine(L"P");
+        EXPECT_TRUE(printers.Names().empty());
+    }
+    printers.Examine(L"P");
+    EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
+}
+
+TEST_F(SupportedPrintersTest, PrinterWhoseManifestIsNotThereYetIsTriedAgain)
+{
+    spooler.printers[L"P"] = {4, {{folder.Of(L"late-manifest.ini")}}};
+    printers.Examine(L"P");
+    EXPECT_TRUE(printers.Names().empty());
+    folder.WriteFile(L"late-manifest.ini", Manifest);
+    printers.Examine(L"P");
+    EXPECT_EQ(printers.Names(), std::set<std::wstring>{L"P"});
+}
+
+TEST_F(SupportedPrintersTest, PrinterThatWasFoundUnsupportedIsNotTriedAgain)
+{
+    spooler.printers[L"version 3"] = {3, {{folder.WriteFile(L"3-manifest.ini", Manifest)}}};
+    spooler.printers[L"no list"] = {4, std::nullopt};
+    spooler.printers[L"no manifest"] = {4, {{L"C:\\driver.dll"}}};
+    AddPrinter(L"another platform", "[PV-Private]\r\nDriverPlatform=PV5\r\n");
+    AddPrinter(L"no platform", "[PV-Private]\r\n");
+    AddPrinter(L"empty manifest", "");
+    // Somebody who has a manifest open and lets others read it is in nobody's way.
+    const FileHandle writer(CreateFileW(folder.Of(L"2-manifest.ini").c_str(), GENERIC_WRITE,
+                                        FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(writer);
+    for (const auto& [name, printer] : spooler.printers)
+    {
+        printers.Examine(name);
+        printers.Examine(name);
+    }
+    EXPECT_EQ(spooler.openedNames,
+              (std::vector<std::wstring>{L"another platform", L"empty manifest", L"no list",
+                                         L"no manifest", L"no platform", L"version 3"}));
+    EXPECT_TRUE(printers.Names().empty());
+}
+
 TEST_F(SupportedPrintersTest, NamesThatDifferInCaseAreTwoNames)
 {
     AddPrinter(L"Printer", Manifest);
