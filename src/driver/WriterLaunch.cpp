@@ -17,16 +17,10 @@ KernelHandle LogOnLocalService()
     return token;
 }
 
-// Without a path there is nothing to start: the command line would begin with the arguments. A
-// program that does not start leaves no line; the next request starts it again.
+// A program that does not start leaves no line; the next request starts it again.
 
-DWORD RunQuery(const std::wstring& path, const std::wstring& arguments)
+DWORD RunQuery(const std::wstring& commandLine)
 {
-    if (path.empty())
-    {
-        return 0;
-    }
-    const std::wstring commandLine = ChildCommandLine(path, arguments);
     XProcess query;
     const KernelHandle localService = LogOnLocalService();
     // Some accounts may not log another one on: the printers are configured all the same.
@@ -34,25 +28,33 @@ DWORD RunQuery(const std::wstring& path, const std::wstring& arguments)
                         : query.RunAsCurrentUser(commandLine);
 }
 
-DWORD RunWriter(const std::wstring& path, const std::wstring& arguments)
+DWORD RunWriter(const std::wstring& commandLine)
 {
-    XProcess writer;
-    return path.empty() ? 0 : writer.RunAsCurrentUser(ChildCommandLine(path, arguments));
+    return XProcess().RunAsCurrentUser(commandLine);
 }
 
-bool StartWriter(const std::wstring& path, const std::wstring& arguments)
+bool StartWriter(const std::wstring& commandLine)
 {
-    XProcess writer;
-    return !path.empty() && writer.Start(ChildCommandLine(path, arguments));
+    return XProcess().Start(commandLine);
+}
+
+/// What `launch` makes of the program at `path`. Without a path there is nothing to start, and
+/// nothing as a result: the command line would begin with the arguments.
+template <class Result>
+Result Launch(Result (*launch)(const std::wstring&), const std::wstring& path,
+              const std::wstring& arguments)
+{
+    return path.empty() ? Result() : launch(ChildCommandLine(path, arguments));
 }
 } // namespace
 
 std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::wstring& invoker,
                                      const ProgramPaths& paths, LogFile& log)
 {
-    const DWORD queryCode = RunQuery(paths.query, QueryArguments(request));
-    const DWORD writerCode = RunWriter(
-        paths.writer, InvokerTag(WriterArguments(request), invoker, GetCurrentProcessId()));
+    const DWORD queryCode = Launch(RunQuery, paths.query, QueryArguments(request));
+    const DWORD writerCode =
+        Launch(RunWriter, paths.writer,
+               InvokerTag(WriterArguments(request), invoker, GetCurrentProcessId()));
     UpdateUserPropertyBags(log);
     return std::max(queryCode, writerCode);
 }
@@ -60,5 +62,6 @@ std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::ws
 int LaunchWriterInBackground(const std::wstring& invoker, const std::wstring& writerPath,
                              const std::wstring& arguments)
 {
-    return StartWriter(writerPath, InvokerTag(arguments, invoker, GetCurrentProcessId())) ? 0 : 1;
+    const std::wstring tagged = InvokerTag(arguments, invoker, GetCurrentProcessId());
+    return Launch(StartWriter, writerPath, tagged) ? 0 : 1;
 }
