@@ -195,6 +195,21 @@ TEST(LogTrimLineEndTest, LineFeedBehindACarriageReturnStaysAsItIs)
     EXPECT_EQ(WithLineEnds("a\r\n\r\nb\r\r\nc\n\r\n"), "a\r\n\r\nb\r\r\nc\r\n\r\n");
 }
 
+TEST(LogTrimLineEndTest, LineFeedThatStandsAloneIsFoundAmongManyThatDoNot)
+{
+    for (std::size_t place = 0; place < 40; ++place)
+    {
+        std::string lines;
+        std::string expected;
+        for (std::size_t i = 0; i < 40; ++i)
+        {
+            lines += i == place ? "12345678\n" : "12345678\r\n";
+            expected += "12345678\r\n";
+        }
+        EXPECT_EQ(WithLineEnds(lines), expected) << place;
+    }
+}
+
 TEST(LogTrimLineEndTest, NoOtherByteChanges)
 {
     std::string bytes;
