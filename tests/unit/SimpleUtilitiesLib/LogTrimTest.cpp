@@ -67,6 +67,21 @@ TEST(LogTrimTest, LineWithoutACarriageReturnCountsSoAmongManyThatHaveOne)
     }
 }
 
+TEST(LogTrimTest, LineWithoutACarriageReturnCountsSoWhereverItStandsAmongThoseThatAreDropped)
+{
+    for (std::size_t place = 0; place < 499; ++place)
+    {
+        std::string lines;
+        for (std::size_t i = 0; i < 600; ++i)
+        {
+            lines += i == place ? "1234567\n" : "1234567\r\n";
+        }
+        // Every line counts nine, and one has eight bytes.
+        EXPECT_EQ(FirstKept(4499, lines), 4490U) << place;
+        EXPECT_EQ(FirstKept(4500, lines), 4499U) << place;
+    }
+}
+
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
 {
     const std::string lines = Line(10000) + Line(8);
