@@ -26,7 +26,7 @@ from pathlib import Path
 
 from mutators import mutants_of
 from trial import ALIVE, KILLED, REFUSED, SAME, try_mutant
-from workshop import Build, Shop, WinePrefix
+from workshop import Build, Ended, Shop, WinePrefix
 
 ROOT = Path(__file__).resolve().parents[2]
 FOLDER = ROOT / "build" / "mutation"
@@ -116,16 +116,19 @@ def choose(sources, size, seed):
 
 def try_all(build, mutants, results, workers, prefix):
     """Each worker takes one mutant after the other. The first error of a worker ends the run; ended
-    from outside, it finishes what it has begun, and the answer is False."""
+    from outside, it gives up what it has begun, and the answer is False."""
     waiting = queue.SimpleQueue()
     for mutant in mutants:
         waiting.put(mutant)
     errors = []
+    shops = []
+    ending = threading.Event()
 
     def work(number):
         shop = None
         try:
-            shop = Shop(build, FOLDER / f"worker-{number}", prefix)
+            shop = Shop(build, FOLDER / f"worker-{number}", prefix, ending)
+            shops.append(shop)
             if number == 0:
                 build.measure(shop, FOLDER / "baseline.json")
                 measured.set()
@@ -133,7 +136,7 @@ def try_all(build, mutants, results, workers, prefix):
             while not errors:
                 mutant = waiting.get_nowait()
                 results.add(mutant, try_mutant(shop, mutant))
-        except queue.Empty:
+        except (queue.Empty, Ended):
             pass
         except Exception as error:  # told by the main thread
             errors.append(error)
@@ -150,10 +153,15 @@ def try_all(build, mutants, results, workers, prefix):
         for thread in threads:
             thread.join()
     except KeyboardInterrupt as interrupt:
+        for number in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(number, signal.SIG_IGN)  # lest the end be interrupted in its turn
         errors.append(interrupt)
-        print("Ending after the mutants that are being tried", flush=True)
+        ending.set()
+        for shop in shops:
+            shop.close()  # with Wine's server ends what runs under it
         for thread in threads:
             thread.join()
+        print("Ended from outside", flush=True)
     for error in errors:
         if not isinstance(error, KeyboardInterrupt):
             raise error
@@ -194,7 +202,8 @@ def main():
     parser.add_argument("--only", default="", help="a part of a file's name")
     options = parser.parse_args()
 
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, signal.default_int_handler)
     start = time.monotonic()
     FOLDER.mkdir(parents=True, exist_ok=True)
     lock = open(FOLDER / "lock", "w", encoding="utf-8")
@@ -211,9 +220,12 @@ def main():
     # The small sample tells of today's tests, and takes nothing from earlier runs.
     open_ones = [mutant for mutant in mutants if small or results.get(mutant) is None]
     prefix = WinePrefix(FOLDER / "prefix")
-    prefix.make()
-    whole = not open_ones or try_all(Build(ROOT, options.build.resolve()), open_ones, results,
-                                     options.workers, prefix)
+    try:
+        prefix.make()
+        whole = not open_ones or try_all(Build(ROOT, options.build.resolve()), open_ones, results,
+                                         options.workers, prefix)
+    finally:
+        prefix.end()
     good = report(mutants, total, results, time.monotonic() - start, small)
     return 0 if good and whole else 1
 

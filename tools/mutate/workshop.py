@@ -117,14 +117,20 @@ class Build:
         cache.write_text(json.dumps(known, indent=1), encoding="utf-8")
 
 
+class Ended(Exception):
+    """The run is ended from outside: what a shop was trying has no result."""
+
+
 class Shop:
     """One worker's sources, objects, test programs and Wine prefix."""
 
-    def __init__(self, build, folder, fresh_prefix):
+    def __init__(self, build, folder, fresh_prefix, ending):
+        """`ending` is an event: once it is set, the shop's next step raises Ended."""
         self.build = build
         self.folder = folder
         self.fresh_prefix = fresh_prefix
         self.prefix = WinePrefix(folder / "prefix")
+        self.ending = ending
         for name in ("src", "tests", "objects", "programs"):
             shutil.rmtree(folder / name, ignore_errors=True)
         for name in ("src", "tests"):
@@ -192,12 +198,14 @@ class Shop:
         code = subprocess.run(command, cwd=self.build.folder, stdin=subprocess.DEVNULL,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                               check=False).returncode
+        self._stop_when_ending()
         if code < 0:
             raise RuntimeError("the compiler was ended from outside")
         return code == 0
 
     def run(self, program, arguments, limit):
         """What failed: a test's name, or how the program ended; None when all is well."""
+        self._stop_when_ending()
         output = self.folder / "output.txt"
         with open(output, "wb") as stream:
             process = subprocess.Popen(
@@ -213,9 +221,14 @@ class Shop:
                 self.prefix.end()
                 self.prefix.server("-w")
                 self.prefix.server("-p")
+        self._stop_when_ending()
         text = output.read_text(encoding="utf-8", errors="replace")
         if code == 0 and "\n[  PASSED  ] " in text:  # Now and then Wine gives 0 for a crash.
             return None
         failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", text, re.MULTILINE)
         running = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", text, re.MULTILINE)
         return failed[0] if failed else running[-1] if running else f"exit code {code}"
+
+    def _stop_when_ending(self):
+        if self.ending.is_set():
+            raise Ended
