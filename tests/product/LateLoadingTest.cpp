@@ -1,4 +1,5 @@
 #include "OtherProcess.h"
+#include "ProgramRun.h"
 #include "ShippedFile.h"
 
 #include "../../lab/core/ImportPatch.h"
@@ -169,6 +170,17 @@ TEST_F(LateLoadingOfTheShippedFile, OfEveryLateFunctionItIsKnownHowItFails)
     {
         EXPECT_TRUE(known.contains(function)) << function << " is not in LateFunctions.h";
     }
+}
+
+TEST_F(LateLoadingOfTheShippedFile, AProgramWithoutTheseRulesTakesWhatLiesBesideIt)
+{
+    const std::wstring careless = folder.Of(L"Careless.exe");
+    ASSERT_TRUE(
+        CopyFileW((TestFolder() + L"\\product\\EmptyProgram.exe").c_str(), careless.c_str(), TRUE));
+    Plant(folder, L"SECUR32.dll");
+    constexpr DWORD TookAnother = 3;
+    EXPECT_EQ(RunToItsEnd(careless, L"anywhere SECUR32.dll").exitCode, TookAnother);
+    EXPECT_EQ(RunToItsEnd(careless, L"SECUR32.dll").exitCode, 0U);
 }
 
 TEST_F(LateLoadingOfTheShippedFile, NothingIsLoadedFromTheProgramsFolderOrTheCurrentOne)
