@@ -39,7 +39,8 @@ std::size_t Find(std::basic_string_view<Character> text, Character wanted) noexc
         const auto found = static_cast<unsigned>(_mm_movemask_epi8(Equal(block, repeated, wanted)));
         if (found != 0)
         {
-            return position + static_cast<std::size_t>(std::countr_zero(found)) / sizeof(Character);
+            const auto bytes = static_cast<std::size_t>(std::countr_zero(found));
+            return position + (bytes / sizeof(Character));
         }
     }
     while (position < text.size() && text[position] != wanted)

@@ -136,7 +136,7 @@ std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept
     while (!bytes.empty())
     {
         const std::size_t lineFeed = FindCharacter(bytes, '\n');
-        end = std::copy_n(bytes.data(), lineFeed, end);
+        end = std::copy_n(bytes.begin(), lineFeed, end);
         if (lineFeed == bytes.size())
         {
             break;
