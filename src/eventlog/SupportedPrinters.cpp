@@ -41,23 +41,20 @@ void SupportedPrinters::Examine(const std::wstring& name)
 
 SupportedPrinters::Finding SupportedPrinters::LookAtPrinter() const
 {
-    const auto manifest = driver.FindDependentFile(printer.Handle(), L"-manifest.ini");
-    if (!manifest)
+    const auto found = driver.FindDependentFile(printer.Handle(), L"-manifest.ini");
+    const std::wstring manifest = found.value_or(L"");
+    if (manifest.empty())
     {
-        return Finding::Unknown;
-    }
-    if (manifest->empty())
-    {
-        return Finding::Unsupported;
+        return found ? Finding::Unsupported : Finding::Unknown;
     }
     // A longer value is cut to nine characters and so can never match.
     std::array<wchar_t, 10> platform = {};
     GetPrivateProfileStringW(L"PV-Private", L"DriverPlatform", L"", platform.data(),
-                             static_cast<DWORD>(platform.size()), manifest->c_str());
+                             static_cast<DWORD>(platform.size()), manifest.c_str());
     if (IsSupportedPlatform(platform.data()))
     {
         return Finding::Supported;
     }
     // A platform that is missing and a file that is not there or in use read alike.
-    return platform[0] != L'\0' || CanBeRead(*manifest) ? Finding::Unsupported : Finding::Unknown;
+    return CanBeRead(manifest) ? Finding::Unsupported : Finding::Unknown;
 }

@@ -180,6 +180,15 @@ TEST_F(SupportedPrintersTest, PrinterThatCouldNotBeOpenedIsTriedAgain)
 
 TEST_F(SupportedPrintersTest, PrinterWhoseDriverCouldNotBeReadIsTriedAgain)
 {
+    using Profile =
+        Replaced<"KERNEL32", "GetPrivateProfileStringW", decltype(GetPrivateProfileStringW)>;
+    unsigned manifestsRead = 0;
+    const Profile profile(
+        [&](LPCWSTR section, LPCWSTR key, LPCWSTR missing, LPWSTR text, DWORD length, LPCWSTR file)
+        {
+            ++manifestsRead;
+            return Profile::Original(section, key, missing, text, length, file);
+        });
     AddPrinter(L"P", Manifest);
     for (std::optional<DWORD> FakeSpooler::*query :
          {&FakeSpooler::sizeError, &FakeSpooler::driverError})
@@ -187,6 +196,7 @@ TEST_F(SupportedPrintersTest, PrinterWhoseDriverCouldNotBeReadIsTriedAgain)
         spooler.*query = RPC_S_SERVER_UNAVAILABLE;
         printers.Examine(L"P");
         EXPECT_TRUE(printers.Names().empty());
+        EXPECT_EQ(manifestsRead, 0U);
         (spooler.*query).reset();
     }
     printers.Examine(L"P");
