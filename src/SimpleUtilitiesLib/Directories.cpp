@@ -1,12 +1,12 @@
 #include "Directories.h"
 
-#include "ProperFile.h"
+#include "WindowsHeaders.h"
 
 namespace
 {
 bool CreateOrFind(const std::wstring& directory)
 {
-    return CreateProperFolder(directory) || GetLastError() == ERROR_ALREADY_EXISTS;
+    return CreateDirectoryW(directory.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
 /// The position of the first component that may be created; npos when the path has neither a drive

@@ -14,8 +14,8 @@
 // The entry of a function that was replaced before its first call is never looked at.
 
 /// Loads a DLL by its full path in the system's folder; `dll` is its name with extension, behind
-/// that of a folder below the system's where it lies in one. It stays loaded until the process ends.
-/// Null, with the reason in the last-error value, when it cannot be loaded.
+/// that of a folder below the system's where it lies in one. It stays loaded until the process
+/// ends. Null, with the reason in the last-error value, when it cannot be loaded.
 HMODULE LoadSystemDll(const char* dll) noexcept;
 
 /// What is called in the place of `function` when it cannot be had: a function of any arguments

@@ -82,7 +82,10 @@ void LogFile::Build(const std::wstring& logDirectory, const std::wstring& name)
         directory.clear();
         return;
     }
-    MakeDirectory(directory);
+    if (IsOnProperWay(directory))
+    {
+        MakeDirectory(directory);
+    }
     Trim();
 }
 

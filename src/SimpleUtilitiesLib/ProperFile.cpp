@@ -1,5 +1,7 @@
 #include "ProperFile.h"
 
+#include "Text.h"
+
 #include <algorithm>
 #include <array>
 
@@ -11,11 +13,10 @@ constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELET
 constexpr DWORD Flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT |
                         SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
-FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition,
-                DWORD flags = Flags) noexcept
+FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition) noexcept
 {
     return FileHandle(
-        CreateFileW(path.c_str(), access, sharing, nullptr, disposition, flags, nullptr));
+        CreateFileW(path.c_str(), access, sharing, nullptr, disposition, Flags, nullptr));
 }
 
 bool HasFinalPath(HANDLE file, const std::wstring& path) noexcept
@@ -27,12 +28,21 @@ bool HasFinalPath(HANDLE file, const std::wstring& path) noexcept
     return length < finalPath.size() && IsSamePath({finalPath.data(), length}, path);
 }
 
-bool IsOrdinaryFile(HANDLE file) noexcept
+bool IsReparsePoint(HANDLE file) noexcept
 {
-    constexpr DWORD Other = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
     BY_HANDLE_FILE_INFORMATION information = {};
-    return GetFileInformationByHandle(file, &information) &&
-           (information.dwFileAttributes & Other) == 0 && information.nNumberOfLinks == 1;
+    return !GetFileInformationByHandle(file, &information) ||
+           (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+/// A name that is to be deleted does not count as one, so both must come from one call: a user who
+/// may delete the name can take it off and put it on again.
+bool HasOneName(HANDLE file) noexcept
+{
+    FILE_STANDARD_INFO information = {};
+    return GetFileInformationByHandleEx(file, FileStandardInfo, &information,
+                                        sizeof(information)) &&
+           !information.Directory && !information.DeletePending && information.NumberOfLinks == 1;
 }
 
 bool DeleteOpenFile(HANDLE file) noexcept
@@ -85,11 +95,11 @@ bool TakeServerMark(std::wstring_view& path) noexcept
 
 bool IsProperFile(HANDLE file, const std::wstring& path) noexcept
 {
-    return IsOrdinaryFile(file) && HasFinalPath(file, path);
+    return HasOneName(file) && !IsReparsePoint(file) && HasFinalPath(file, path);
 }
 
 FileHandle OpenProperFile(const std::wstring& path, DWORD access, DWORD sharing,
-                          WhenMissing whenMissing) noexcept
+                          WhenMissing whenMissing)
 {
     FileHandle file = Open(path, access, sharing, OPEN_EXISTING);
     if (file)
@@ -101,9 +111,12 @@ FileHandle OpenProperFile(const std::wstring& path, DWORD access, DWORD sharing,
                : FileHandle();
 }
 
-FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharing) noexcept
+FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharing)
 {
-    FileHandle file = Open(path, access | DELETE, sharing, CREATE_NEW);
+    FileHandle file = IsOnProperWay(DirectoryOf(path))
+                          ? Open(path, access | DELETE, sharing, CREATE_NEW)
+                          : FileHandle();
+    // A mount point may have come in between.
     if (file && !IsProperFile(file.Get(), path))
     {
         DeleteOpenFile(file.Get());
@@ -112,21 +125,20 @@ FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharin
     return file;
 }
 
-bool CreateProperFolder(const std::wstring& path) noexcept
+bool IsOnProperWay(std::wstring folder)
 {
-    if (!CreateDirectoryW(path.c_str(), nullptr))
+    while (!folder.empty())
     {
-        return false;
+        // Links are followed: the final path tells. The '\\' makes a drive's root of a drive.
+        const FileHandle opened(CreateFileW((folder + L"\\").c_str(), 0, ShareAll, nullptr,
+                                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+        if (opened)
+        {
+            return HasFinalPath(opened.Get(), folder);
+        }
+        folder = DirectoryOf(folder);
     }
-    const FileHandle folder =
-        Open(path, DELETE, ShareAll, OPEN_EXISTING, Flags | FILE_FLAG_BACKUP_SEMANTICS);
-    if (!folder || HasFinalPath(folder.Get(), path))
-    {
-        return true;
-    }
-    DeleteOpenFile(folder.Get());
-    SetLastError(ERROR_CANT_ACCESS_FILE);
-    return false;
+    return true;
 }
 
 bool DeleteName(const std::wstring& path) noexcept

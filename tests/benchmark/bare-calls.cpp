@@ -39,6 +39,9 @@ int Lines(const std::wstring& directory, unsigned long count)
         WaitForSingleObject(mutex.Get(), 5000);
         FileHandle file(CreateFileW(path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ,
                                     nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        FILE_STANDARD_INFO standardInfo = {};
+        GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &standardInfo,
+                                     sizeof standardInfo);
         BY_HANDLE_FILE_INFORMATION information = {};
         GetFileInformationByHandle(file.Get(), &information);
         std::array<wchar_t, 1024> finalPath;

@@ -121,7 +121,9 @@ TEST(LoadedDlls, ARunThatIsSwitchedOffLoadsWhatItsImportTableNamesAndNothingElse
 TEST(LoadedDlls, NothingIsLoadedWhileTheIdentifiersAreComputed)
 {
     const std::wstring probe = TestFolder() + L"\\product\\IdentifierProbe.exe";
-    EXPECT_EQ(RunToItsEnd(probe, L"").output, "");
+    const ProgramRun run = RunToItsEnd(probe, L"");
+    EXPECT_EQ(run.exitCode, 0U);
+    EXPECT_EQ(run.output, "");
     // Without the preparation something is.
     EXPECT_NE(RunToItsEnd(probe, L"unprepared").output.find("SECUR32.dll\n"), std::string::npos);
 }

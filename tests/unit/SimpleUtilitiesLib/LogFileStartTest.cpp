@@ -136,9 +136,10 @@ TEST_F(LogFileStartTest, DirectoryIsMadeAndFileOpenedUnderTheMutex)
                                                   flags, other);
         });
     const LogFile log(folder.Of(L"new"), L"Log");
-    // The new folder is looked at, and the file opened and, since it is missing, created.
-    EXPECT_EQ(journal, (Journal{L"create", L"wait 5000", L"directory", L"file", L"file", L"file",
-                                L"release"}));
+    // The folder and the one above it are looked at; the file is opened and, since it is missing,
+    // its folder looked at and the file created.
+    EXPECT_EQ(journal, (Journal{L"create", L"wait 5000", L"file", L"file", L"directory", L"file",
+                                L"file", L"file", L"release"}));
 }
 
 TEST_F(LogFileStartTest, LogWithoutASecurityDescriptorIsOff)

@@ -204,12 +204,15 @@ TEST_F(LogFileTrimTest, FilesAreUsedInOrderAndDenyOtherWriters)
             DWORD disposition, DWORD flags, HANDLE other)
         {
             const std::wstring name = path;
-            journal.push_back(name.substr(name.rfind(L'.')) +
-                              ((access & GENERIC_READ) != 0 ? L" read" : L"") +
-                              ((access & GENERIC_WRITE) != 0 ? L" write" : L"") +
-                              ((access & FILE_APPEND_DATA) != 0 ? L" append" : L"") +
-                              ((access & DELETE) != 0 ? L" delete" : L"") + L", share " +
-                              std::to_wstring(sharing) + L", " + std::to_wstring(disposition));
+            if (!name.ends_with(L"\\")) // which is a look at the folder
+            {
+                journal.push_back(name.substr(name.rfind(L'.')) +
+                                  ((access & GENERIC_READ) != 0 ? L" read" : L"") +
+                                  ((access & GENERIC_WRITE) != 0 ? L" write" : L"") +
+                                  ((access & FILE_APPEND_DATA) != 0 ? L" append" : L"") +
+                                  ((access & DELETE) != 0 ? L" delete" : L"") + L", share " +
+                                  std::to_wstring(sharing) + L", " + std::to_wstring(disposition));
+            }
             return decltype(createFile)::Original(path, access, sharing, security, disposition,
                                                   flags, other);
         });

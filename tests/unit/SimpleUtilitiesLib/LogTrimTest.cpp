@@ -82,6 +82,35 @@ TEST(LogTrimTest, LineWithoutACarriageReturnCountsSoWhereverItStandsAmongThoseTh
     }
 }
 
+TEST(LogTrimTest, LineFeedsAloneAtTheEndOfABlockCountTwoEach)
+{
+    std::string usual;
+    for (int i = 0; i < 9; ++i)
+    {
+        usual += "1234567\r\n";
+    }
+    for (std::size_t alone = 1; alone < 20; ++alone)
+    {
+        const std::string block = usual + std::string(alone, '\n');
+        EXPECT_EQ(FirstKept(81 + 2 * alone - 1, block + block, block.size()), 81 + alone - 1);
+        EXPECT_EQ(FirstKept(81 + 2 * alone, block + block, block.size()), 81 + alone);
+    }
+}
+
+TEST(LogTrimTest, LineFeedAloneDoesNotBorrowTheCarriageReturnOfALineBeforeIt)
+{
+    std::string lines;
+    for (int i = 0; i < 454; ++i)
+    {
+        lines += "1234567\r\n";
+    }
+    lines += "12345678\r\n"; // 4096 bytes until here
+    lines += "\r\nx\n" + Line(14);
+    // The line "x" has two bytes and counts three.
+    EXPECT_EQ(FirstKept(4116, lines + Line(8), lines.size()), 4100U);
+    EXPECT_EQ(FirstKept(4117, lines + Line(8), lines.size()), 4116U);
+}
+
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
 {
     const std::string lines = Line(10000) + Line(8);

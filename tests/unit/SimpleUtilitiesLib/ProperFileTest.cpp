@@ -14,6 +14,8 @@ namespace
 using CreateFileDouble = Replaced<"KERNEL32", "CreateFileW", decltype(CreateFileW)>;
 using InformationDouble =
     Replaced<"KERNEL32", "GetFileInformationByHandle", decltype(GetFileInformationByHandle)>;
+using StandardInfoDouble =
+    Replaced<"KERNEL32", "GetFileInformationByHandleEx", decltype(GetFileInformationByHandleEx)>;
 using FinalPathDouble =
     Replaced<"KERNEL32", "GetFinalPathNameByHandleW", decltype(GetFinalPathNameByHandleW)>;
 using DispositionDouble =
@@ -108,7 +110,31 @@ TEST_F(ProperFileTest, FileOfWhichNothingCanBeLearntIsNotProper)
             });
         EXPECT_FALSE(OpenToRead());
     }
+    {
+        const StandardInfoDouble standardInfo(
+            [](HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID result, DWORD size)
+            {
+                decltype(standardInfo)::Original(file, kind, result, size);
+                return FALSE;
+            });
+        EXPECT_FALSE(OpenToRead());
+    }
     const FinalPathDouble finalPath([](HANDLE, LPWSTR, DWORD, DWORD) -> DWORD { return 0; });
+    EXPECT_FALSE(OpenToRead());
+}
+
+TEST_F(ProperFileTest, FileWhoseNameIsBeingDeletedIsNotProper)
+{
+    // Its second name is then the only one that counts.
+    folder.WriteFile(L"Log.log", "x");
+    const StandardInfoDouble standardInfo(
+        [](HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID result, DWORD size)
+        {
+            EXPECT_EQ(kind, FileStandardInfo);
+            const BOOL known = decltype(standardInfo)::Original(file, kind, result, size);
+            static_cast<FILE_STANDARD_INFO*>(result)->DeletePending = TRUE;
+            return known;
+        });
     EXPECT_FALSE(OpenToRead());
 }
 
@@ -141,7 +167,10 @@ TEST_F(ProperFileTest, LinkIsOpenedItselfAndAPipeMayNotActForTheProgram)
             DWORD disposition, DWORD flags, HANDLE other)
         {
             EXPECT_EQ(security, nullptr);
-            opened.push_back(flags);
+            if (name == path)
+            {
+                opened.push_back(flags);
+            }
             return decltype(createFile)::Original(name, access, sharing, security, disposition,
                                                   flags, other);
         });
@@ -183,36 +212,51 @@ TEST_F(ProperFileTest, FileThatCannotBeOpenedForAnotherReasonIsNotCreated)
     EXPECT_EQ(opened, 1);
 }
 
-TEST_F(ProperFileTest, FileThatWasCreatedElsewhereIsGoneAgain)
+TEST_F(ProperFileTest, FileThatWasCreatedElsewhereAllTheSameIsGoneAgain)
 {
-    const FinalPathDouble finalPath(FinalPathIs(L"\\\\?\\C:\\elsewhere\\Log.log"));
+    int asked = 0;
+    const FinalPathDouble finalPath(
+        [&](HANDLE file, LPWSTR buffer, DWORD size, DWORD flags)
+        {
+            // The mount point comes after the look at the folder.
+            return ++asked == 1
+                       ? decltype(finalPath)::Original(file, buffer, size, flags)
+                       : FinalPathIs(L"\\\\?\\C:\\elsewhere\\Log.log")(file, buffer, size, flags);
+        });
     EXPECT_FALSE(OpenToRead(WhenMissing::Create));
+    EXPECT_EQ(asked, 2);
     EXPECT_EQ(Attributes(), Missing);
 }
 
-TEST_F(ProperFileTest, FolderIsCreatedOnce)
+TEST_F(ProperFileTest, NothingIsCreatedInAFolderThatLeadsElsewhere)
 {
-    EXPECT_TRUE(CreateProperFolder(path));
-    EXPECT_NE(Attributes() & FILE_ATTRIBUTE_DIRECTORY, 0U);
-    EXPECT_FALSE(CreateProperFolder(path));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-    EXPECT_NE(Attributes(), Missing);
+    const FinalPathDouble finalPath(FinalPathIs(L"\\\\?\\C:\\elsewhere"));
+    std::vector<std::wstring> created;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE other)
+        {
+            if (disposition == CREATE_NEW)
+            {
+                created.emplace_back(name);
+            }
+            return decltype(createFile)::Original(name, access, sharing, security, disposition,
+                                                  flags, other);
+        });
+    EXPECT_FALSE(Create());
+    EXPECT_EQ(created, std::vector<std::wstring>());
 }
 
-TEST_F(ProperFileTest, FolderThatWasCreatedElsewhereIsGoneAgain)
+TEST_F(ProperFileTest, WayIsProperAsFarAsThereAreFolders)
 {
-    const FinalPathDouble finalPath(FinalPathIs(L"\\\\?\\C:\\elsewhere\\Log.log"));
-    EXPECT_FALSE(CreateProperFolder(path));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CANT_ACCESS_FILE));
-    EXPECT_EQ(Attributes(), Missing);
-}
-
-TEST_F(ProperFileTest, NewFolderThatCannotBeOpenedStays)
-{
-    const CreateFileDouble createFile([](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD,
-                                         HANDLE) { return INVALID_HANDLE_VALUE; });
-    EXPECT_TRUE(CreateProperFolder(path));
-    EXPECT_NE(Attributes(), Missing);
+    EXPECT_TRUE(IsOnProperWay(folder.Path()));
+    EXPECT_TRUE(IsOnProperWay(folder.Of(L"not\\there")));
+    EXPECT_TRUE(IsOnProperWay(L"Q:\\not\\there"));
+    EXPECT_TRUE(IsOnProperWay(L"C:"));
+    EXPECT_TRUE(IsOnProperWay(L""));
+    const FinalPathDouble finalPath(FinalPathIs(L"\\\\?\\C:\\elsewhere"));
+    EXPECT_FALSE(IsOnProperWay(folder.Path()));
+    EXPECT_FALSE(IsOnProperWay(folder.Of(L"not\\there")));
 }
 
 TEST_F(ProperFileTest, NameIsDeleted)
