@@ -8,7 +8,9 @@ namespace StandardOutput
 {
 void Write(const std::wstring& text)
 {
-    std::fputs(ToCodePage(text).c_str(), stdout);
+    // In one go: fputs asks for the console's mode with every character.
+    const std::string bytes = ToCodePage(text);
+    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     // A run that ends in the middle has still said what it did.
     std::fflush(stdout);
 }

@@ -79,12 +79,12 @@ protected:
             journal.push_back(L"users' values");
             return FALSE;
         }};
-    Replaced<"msvcrt", "fputs", int(const char*, FILE*)> output{
-        [this](const char* text, FILE*)
+    Replaced<"msvcrt", "fwrite", std::size_t(const void*, std::size_t, std::size_t, FILE*)> output{
+        [this](const void* text, std::size_t size, std::size_t count, FILE*)
         {
-            const std::string bytes = text;
+            const std::string bytes(static_cast<const char*>(text), size * count);
             journal.push_back(L"out: " + std::wstring(bytes.begin(), bytes.end()));
-            return 0;
+            return count;
         }};
 
     ::Run run{testLog.Log(),
