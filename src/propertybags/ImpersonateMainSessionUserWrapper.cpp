@@ -41,7 +41,8 @@ void ImpersonateMainSessionUserWrapper::Revert()
     impersonating = false;
 }
 
-/// Leaves the user: the profile goes with the token that it was loaded with.
+/// Leaves the user: the profile goes with the token that it was loaded with. Who calls this closes
+/// the token.
 void ImpersonateMainSessionUserWrapper::Leave() noexcept
 {
     if (!token)
@@ -56,5 +57,4 @@ void ImpersonateMainSessionUserWrapper::Leave() noexcept
         profile = nullptr;
     }
     Revert();
-    token.Reset();
 }

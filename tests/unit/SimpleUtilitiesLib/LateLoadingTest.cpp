@@ -200,6 +200,16 @@ TEST(LateImportTest, AFunctionThatIsImportedByItsNumberFailsInItsOwnWayToo)
     EXPECT_EQ(GetLastError(), 127U);
 }
 
+TEST(LateImportTest, AFunctionThatIsImportedByItsNameFailsInItsOwnWay)
+{
+    DelayLoadInfo call = {};
+    call.szDll = "OLE32.dll";
+    call.dlp.fImportByName = TRUE;
+    call.dlp.szProcName = "CoInitializeEx";
+    call.hmodCur = GetModuleHandleW(L"KERNEL32");
+    EXPECT_EQ(__pfnDliFailureHook2(dliFailGetProc, &call)(), NoFunction);
+}
+
 TEST(LateImportTest, AFunctionOfADllThatIsNotThereFails)
 {
     SetLastError(0);
