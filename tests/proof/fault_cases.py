@@ -68,7 +68,7 @@ RUNTIMES = set("""
     RtlVirtualUnwind TlsAlloc TlsFree TlsGetValue TlsSetValue CreateSemaphoreW ReleaseSemaphore
     VirtualProtect VirtualQuery GetStartupInfoW GetThreadId FormatMessageA LoadLibraryA LoadLibraryW
     FreeLibrary InitializeConditionVariable SleepConditionVariableCS WakeAllConditionVariable
-    WakeConditionVariable TryEnterCriticalSection _close _open _read _write fprintf fputc fwrite realloc
+    WakeConditionVariable TryEnterCriticalSection _close _open _read _write fprintf fputc fputs realloc
     strchr strtoul vfprintf""".split())
 
 # Imported, and out of reach of the lab.
@@ -143,7 +143,7 @@ WAYS = {
     "VariantClear": ["0x80020008"], "VariantChangeType": ["0x80020005", "0x8007000E"],
     "_vsnwprintf": ["return=4294967295,errno=22"], "_vscwprintf": ["return=4294967295,errno=22"],
     "fflush": ["return=4294967295,errno=28"],
-    "fputs": ["return=4294967295,errno=28"], "fwrite": ["return=0,errno=28"],
+    "fwrite": ["return=0,errno=28"],
     "VerifyVersionInfoW": ["1150"],
 }
 # The same of COM methods: by the whole name, by the name without the interface, or for all others.

@@ -40,6 +40,37 @@ MemoryLog::MemoryLog()
                          : decltype(createFile)::Original(name, access, share, security,
                                                           disposition, flags, pattern);
           }),
+      standardInfo(
+          [](HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID result, DWORD size)
+          {
+              if (file != LogHandle())
+              {
+                  return decltype(standardInfo)::Original(file, kind, result, size);
+              }
+              *static_cast<FILE_STANDARD_INFO*>(result) = {{}, {}, 1, FALSE, FALSE};
+              return TRUE;
+          }),
+      information(
+          [](HANDLE file, LPBY_HANDLE_FILE_INFORMATION result)
+          {
+              if (file != LogHandle())
+              {
+                  return decltype(information)::Original(file, result);
+              }
+              *result = {};
+              return TRUE;
+          }),
+      finalPath(
+          [this](HANDLE file, LPWSTR buffer, DWORD size, DWORD flags)
+          {
+              if (file != LogHandle())
+              {
+                  return decltype(finalPath)::Original(file, buffer, size, flags);
+              }
+              const std::wstring path = L"\\\\?\\" + log.Path();
+              path.copy(buffer, size);
+              return static_cast<DWORD>(path.size());
+          }),
       writeFile(
           [this](HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED overlapped)
           {

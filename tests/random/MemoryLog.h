@@ -26,6 +26,12 @@ private:
     std::vector<std::string> lines; ///< as they were written, with their line ends
 
     Replaced<"KERNEL32", "CreateFileW", decltype(CreateFileW)> createFile;
+    Replaced<"KERNEL32", "GetFileInformationByHandleEx", decltype(GetFileInformationByHandleEx)>
+        standardInfo;
+    Replaced<"KERNEL32", "GetFileInformationByHandle", decltype(GetFileInformationByHandle)>
+        information;
+    Replaced<"KERNEL32", "GetFinalPathNameByHandleW", decltype(GetFinalPathNameByHandleW)>
+        finalPath;
     Replaced<"KERNEL32", "WriteFile", decltype(::WriteFile)> writeFile;
     Replaced<"KERNEL32", "CloseHandle", decltype(CloseHandle)> closeHandle;
     Replaced<"KERNEL32", "WaitForSingleObject", decltype(WaitForSingleObject)> wait;
