@@ -8,6 +8,8 @@ set(palvo_triplet x86_64-w64-mingw32)
 # Clang 14 where it is, else the release's own.
 find_program(palvo_clang NAMES clang-14 clang REQUIRED)
 find_program(palvo_clangxx NAMES clang++-14 clang++ REQUIRED)
+# By its full path: Clang 14 looks for it under its plain name alone, which Debian's lld-14 lacks.
+find_program(palvo_lld NAMES ld.lld-14 ld.lld REQUIRED)
 set(CMAKE_C_COMPILER ${palvo_clang})
 set(CMAKE_CXX_COMPILER ${palvo_clangxx})
 set(CMAKE_C_COMPILER_TARGET ${palvo_triplet})
@@ -23,7 +25,7 @@ list(GET palvo_gcc_folder -1 palvo_gcc_folder)
 set(CMAKE_CXX_FLAGS_INIT "-cxx-isystem ${palvo_gcc_folder}/include/c++ \
 -cxx-isystem ${palvo_gcc_folder}/include/c++/${palvo_triplet}")
 set(CMAKE_ASM_FLAGS_INIT "--target=${palvo_triplet}")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -L${palvo_gcc_folder}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "--ld-path=${palvo_lld} -L${palvo_gcc_folder}")
 
 set(CMAKE_FIND_ROOT_PATH /usr/${palvo_triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
