@@ -58,18 +58,14 @@ bool DeleteOpenFile(HANDLE file) noexcept
                                       sizeof(deleteAtLastClose));
 }
 
-bool IsSeparator(wchar_t c) noexcept
-{
-    return c == L'\\' || c == L'/';
-}
-
 /// Takes the first component off the path: empty at its end.
 std::wstring_view TakeComponent(std::wstring_view& path) noexcept
 {
-    const auto* const first = std::find_if_not(path.begin(), path.end(), IsSeparator);
-    const auto* const last = std::find_if(first, path.end(), IsSeparator);
-    path = {last, path.end()};
-    return {first, last};
+    constexpr std::wstring_view Separators = L"\\/";
+    path.remove_prefix(std::min(path.find_first_not_of(Separators), path.size()));
+    const std::wstring_view component = path.substr(0, path.find_first_of(Separators));
+    path.remove_prefix(component.size());
+    return component;
 }
 
 bool AreSameName(std::wstring_view left, std::wstring_view right) noexcept

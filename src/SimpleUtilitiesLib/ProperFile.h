@@ -34,8 +34,9 @@ FileHandle OpenProperFile(const std::wstring& path, DWORD access, DWORD sharing,
 /// Throws std::bad_alloc.
 FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharing);
 
-/// Whether nothing on the way to `folder` leads elsewhere, as far as there are folders. What is
-/// made below is then made there, unless a user is quick enough to put a mount point in between.
+/// Whether nothing on the way to `folder` leads elsewhere, as far as there are folders that can be
+/// opened. What is made below is then made there, unless a user is quick enough to put a mount
+/// point in between. Throws std::bad_alloc.
 bool IsOnProperWay(std::wstring folder);
 
 /// Removes the name `path` and follows nothing: of a link it removes the link, and of a name that a

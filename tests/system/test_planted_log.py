@@ -67,6 +67,17 @@ class PlantedLog(unittest.TestCase):
         self.assertEqual(self.lab.log()[0], "# Called with 1 argument(s): -?")
         self.assertEqual(self.grants(), 2)
 
+    def lead_elsewhere(self, folder):
+        """For the program a mount point is a link like any other."""
+        shutil.rmtree(folder)
+        folder.symlink_to(self.elsewhere, target_is_directory=True)
+
+    def lead_back(self, folder):
+        folder.unlink()
+        shutil.rmtree(self.elsewhere)
+        self.elsewhere.mkdir()
+        self.expect_the_log_is_back()
+
     def link(self, path, target):
         path.unlink(missing_ok=True)
         os.link(target, path)
@@ -99,29 +110,23 @@ class PlantedLog(unittest.TestCase):
         for level in range(5):
             folder = self.log.parents[level]
             with self.subTest(folder=folder.name):
-                shutil.rmtree(folder)
-                folder.symlink_to(self.elsewhere, target_is_directory=True)
+                self.lead_elsewhere(folder)
                 inside = self.elsewhere / self.log.relative_to(folder)
                 for content in (None, LINE, LARGE):
                     inside.parent.mkdir(parents=True, exist_ok=True)
                     if content is not None:
                         inside.write_bytes(content)
                     self.expect_files_stay(inside)
-                folder.unlink()
-                shutil.rmtree(self.elsewhere)
-                self.elsewhere.mkdir()
-                self.expect_the_log_is_back()
+                self.lead_back(folder)
 
     def test_no_folder_is_made_where_a_mount_point_leads(self):
         for level in range(5):
             folder = self.log.parents[level]
             with self.subTest(folder=folder.name):
-                shutil.rmtree(folder)
-                folder.symlink_to(self.elsewhere, target_is_directory=True)
+                self.lead_elsewhere(folder)
                 self.lab.run("-?")
                 self.assertEqual(list(self.elsewhere.iterdir()), [])
-                folder.unlink()
-                self.expect_the_log_is_back()
+                self.lead_back(folder)
 
     def expect_files_stay(self, inside):
         content = inside.read_bytes() if inside.exists() else None
