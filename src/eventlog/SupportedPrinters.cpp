@@ -42,7 +42,7 @@ void SupportedPrinters::Examine(const std::wstring& name)
 SupportedPrinters::Finding SupportedPrinters::LookAtPrinter() const
 {
     const auto found = driver.FindDependentFile(printer.Handle(), L"-manifest.ini");
-    const std::wstring manifest = found.value_or(L"");
+    const std::wstring manifest = found.value_or(std::wstring());
     if (manifest.empty())
     {
         return found ? Finding::Unsupported : Finding::Unknown;

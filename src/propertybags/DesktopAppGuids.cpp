@@ -26,7 +26,7 @@ void RemoveFromHive(const std::wstring& hive)
         return;
     }
     const auto text =
-        DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, L""));
+        DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, {}));
     if (text)
     {
         bag->SetValue(RegistryPaths::DesktopAppGuids, *text);
@@ -42,7 +42,7 @@ void UpdateDesktopAppGuids()
         ForEveryPropertyBag(
             [&guids](RegistryKey& bag)
             {
-                const std::wstring value = bag.GetString(RegistryPaths::DesktopAppGuids, L"");
+                const std::wstring value = bag.GetString(RegistryPaths::DesktopAppGuids, {});
                 // Written also when it is unchanged.
                 bag.SetValue(RegistryPaths::DesktopAppGuids,
                              DesktopAppEntries::Update(value, guids));

@@ -5,7 +5,7 @@
 std::vector<std::wstring> UserHivesLastToFirst()
 {
     std::vector<std::wstring> hives;
-    const auto users = RegistryKey::OpenRegistryKey(HKEY_USERS, L"", KEY_READ);
+    const auto users = RegistryKey::OpenRegistryKey(HKEY_USERS, {}, KEY_READ);
     if (users == nullptr || !users->EnumerateSubKeys(hives))
     {
         return {};

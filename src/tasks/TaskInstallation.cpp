@@ -20,7 +20,7 @@ VARIANT TextVariant(BSTR text)
 void Register(ITaskFolder& folder, BSTR name, ITaskDefinition& definition)
 {
     const BStr user = ComText(L"NT AUTHORITY\\SYSTEM");
-    const BStr securityDescriptor = ComText(L"");
+    const BStr securityDescriptor = ComText({});
     const VARIANT noPassword = {};
     ComPointer<IRegisteredTask> registered;
     Require(folder.RegisterTaskDefinition(
