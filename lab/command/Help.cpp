@@ -73,6 +73,11 @@ const std::vector<Command>& Commands()
          L"                               or kill; of reads also bytes=N (no more come)\n"
          L"                               and wrong-type\n"
          L"fault clear                    no more faults\n"},
+        {L"hold", &RunHold,
+         L"hold mutex|event NAME [--account A] [--security SDDL]\n"
+         L"                               make an object, a mutex to own it, as somebody else who\n"
+         L"                               came first; it stays while this process lives: see serve\n"
+         L"hold off                       give them all up\n"},
         {L"imports", &RunImports,
          L"imports                        every function that the program imports: DLL, name, when "
          L"its\n"

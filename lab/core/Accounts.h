@@ -35,6 +35,12 @@ struct Identity
     // May use someone else's token for a new process.
     bool MayAssignPrimaryToken() const;
 
+    // May act as somebody else whose token it has.
+    bool MayImpersonate() const;
+
+    // Its own SID and those of the groups that count when it asks for access.
+    std::vector<std::wstring> EnabledSids() const;
+
     // "SYSTEM", "alice", "alice:elevated": the form in which accounts are given to commands and
     // handed down to child processes.
     std::wstring Text() const;

@@ -1,10 +1,13 @@
-// Wine's kernel objects are real. They pass through here to be counted and recorded by their names.
+// Wine's kernel objects are real. They pass through here to be counted and recorded by their names,
+// and named ones to be given and refused by account.
 // What makes, signals, gives back and ends them is recorded in the order in which it took effect.
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
 #include "CallRecord.h"
 #include "LeakRecord.h"
+#include "NamedObjects.h"
+#include "Owners.h"
 #include "Text.h"
 
 namespace PalvoLab
@@ -30,18 +33,29 @@ std::wstring Known(HANDLE handle)
     return detail.empty() ? Hex(reinterpret_cast<std::uintptr_t>(handle)) : detail;
 }
 
+// What was created or opened with all rights, if the account may have that of `access`. A creator
+// gets what it made.
+HANDLE Checked(HANDLE object, DWORD access, GENERIC_MAPPING rights)
+{
+    const DWORD error = GetLastError();
+    OwnedHandle owner(object);
+    const bool isDenied = owner && error == ERROR_ALREADY_EXISTS &&
+                          !MayOpen(object, EffectiveIdentity(), access, rights);
+    HANDLE given = isDenied ? nullptr : owner.Release();
+    owner = OwnedHandle();
+    SetLastError(isDenied ? ERROR_ACCESS_DENIED : error);
+    return given;
+}
+
 HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"CreateMutexW", owned, name);
-    return Opened(call, CreateMutexW(attributes, owned, name), L"mutex ", name);
-}
-
-HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
-{
-    const RecordInOrder order;
-    Call call(L"OpenMutexW", access, name);
-    return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
+    ObjectSecurity security(EffectiveIdentity(), attributes);
+    return Opened(call,
+                  Checked(CreateMutexW(security.Attributes(), owned, name), MUTEX_ALL_ACCESS,
+                          kMutexRights),
+                  L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
@@ -49,13 +63,40 @@ HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, 
 {
     const RecordInOrder order;
     Call call(L"CreateEventW", manual, initial, name);
-    return Opened(call, CreateEventW(attributes, manual, initial, name), L"event ", name);
+    ObjectSecurity security(EffectiveIdentity(), attributes);
+    return Opened(call,
+                  Checked(CreateEventW(security.Attributes(), manual, initial, name),
+                          EVENT_ALL_ACCESS, kEventRights),
+                  L"event ", name);
+}
+
+// Whether an object may be opened that Wine opens with all rights for the lab. One that is not there
+// is left to Wine, which says so.
+bool MayOpenNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
+{
+    const OwnedHandle object(opened);
+    return !object || MayOpen(object.Get(), EffectiveIdentity(), access, rights);
+}
+
+HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
+{
+    const RecordInOrder order;
+    Call call(L"OpenMutexW", access, name);
+    if (!MayOpenNamed(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name), access, kMutexRights))
+    {
+        return call.Fail(ERROR_ACCESS_DENIED, HANDLE{});
+    }
+    return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"OpenEventW", access, name);
+    if (!MayOpenNamed(OpenEventW(EVENT_ALL_ACCESS, FALSE, name), access, kEventRights))
+    {
+        return call.Fail(ERROR_ACCESS_DENIED, HANDLE{});
+    }
     return Opened(call, OpenEventW(access, inherit, name), L"event ", name);
 }
 

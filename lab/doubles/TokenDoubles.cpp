@@ -33,17 +33,6 @@ std::vector<BYTE> SidBytes(const std::wstring& text)
     return copy;
 }
 
-std::vector<std::wstring> EnabledGroups(const Identity& identity)
-{
-    std::vector<std::wstring> groups = {identity.sid, L"S-1-1-0", L"S-1-5-11", L"S-1-5-32-545"};
-    groups.push_back(identity.isService ? L"S-1-5-6" : L"S-1-5-4");
-    if (identity.isAdministrator)
-    {
-        groups.push_back(L"S-1-5-32-544");
-    }
-    return groups;
-}
-
 // A value of fixed size: any other size is a wrong length.
 template <typename T>
 BOOL GiveFixed(Call& call, const T& value, void* buffer, DWORD size, DWORD* needed)
@@ -207,7 +196,7 @@ BOOL WINAPI DoubleCheckTokenMembership(HANDLE token, PSID sid, PBOOL isMember)
         identity = info->identity;
     }
     *isMember = FALSE;
-    for (const std::wstring& group : EnabledGroups(identity))
+    for (const std::wstring& group : identity.EnabledSids())
     {
         std::vector<BYTE> bytes = SidBytes(group);
         *isMember = *isMember || EqualSid(bytes.data(), sid);

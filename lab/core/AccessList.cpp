@@ -1,0 +1,108 @@
+#include "AccessList.h"
+
+#include <sddl.h>
+
+#include <algorithm>
+
+namespace PalvoLab
+{
+namespace
+{
+
+std::wstring SidText(PSID sid)
+{
+    LPWSTR text = nullptr;
+    if (sid == nullptr || !ConvertSidToStringSidW(sid, &text))
+    {
+        return {};
+    }
+    const std::wstring copy = text;
+    LocalFree(text);
+    return copy;
+}
+
+bool IsAmong(PSID sid, const std::vector<std::wstring>& groups)
+{
+    return std::find(groups.begin(), groups.end(), SidText(sid)) != groups.end();
+}
+
+bool IsOwner(PSECURITY_DESCRIPTOR descriptor, const std::vector<std::wstring>& groups)
+{
+    PSID owner = nullptr;
+    BOOL defaulted = FALSE;
+    return GetSecurityDescriptorOwner(descriptor, &owner, &defaulted) && IsAmong(owner, groups);
+}
+
+// Entries count in their order: what one allowed no later one denies.
+bool ListAllows(PACL list, const std::vector<std::wstring>& groups, DWORD wanted,
+                GENERIC_MAPPING rights)
+{
+    for (DWORD i = 0; i < list->AceCount && wanted != 0; ++i)
+    {
+        void* entry = nullptr;
+        GetAce(list, i, &entry);
+        // Entries that deny look the same.
+        auto* ace = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        const bool counts = (ace->Header.AceFlags & INHERIT_ONLY_ACE) == 0 &&
+                            ace->Header.AceType <= ACCESS_DENIED_ACE_TYPE &&
+                            IsAmong(&ace->SidStart, groups);
+        DWORD mask = counts ? ace->Mask : 0;
+        MapGenericMask(&mask, &rights);
+        if (ace->Header.AceType == ACCESS_DENIED_ACE_TYPE && (mask & wanted) != 0)
+        {
+            return false;
+        }
+        wanted &= ~mask;
+    }
+    return wanted == 0;
+}
+
+} // namespace
+
+Descriptor ParseDescriptor(const std::wstring& text)
+{
+    PSECURITY_DESCRIPTOR parsed = nullptr;
+    ULONG size = 0;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1,
+                                                              &parsed, &size))
+    {
+        return {};
+    }
+    const auto* bytes = static_cast<const BYTE*>(parsed);
+    Descriptor descriptor(bytes, bytes + size);
+    LocalFree(parsed);
+    return descriptor;
+}
+
+bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD access,
+            GENERIC_MAPPING rights)
+{
+    const std::vector<std::wstring> groups = identity.EnabledSids();
+    MapGenericMask(&access, &rights);
+    access &= ~DWORD{MAXIMUM_ALLOWED};
+    if (IsOwner(descriptor, groups))
+    {
+        access &= ~DWORD{READ_CONTROL | WRITE_DAC};
+    }
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    return list == nullptr || ListAllows(list, groups, access, rights);
+}
+
+std::wstring OwnerOf(const Identity& creator)
+{
+    return creator.isAdministrator ? L"S-1-5-32-544" : creator.sid;
+}
+
+std::wstring DefaultList(const Identity& creator)
+{
+    if (creator.IsSystem())
+    {
+        return L"D:(A;;GA;;;SY)(A;;GRGX;;;BA)";
+    }
+    return L"D:(A;;GA;;;SY)(A;;GA;;;" + OwnerOf(creator) + L")";
+}
+
+} // namespace PalvoLab
