@@ -9,18 +9,6 @@ namespace PalvoLab
 namespace
 {
 
-std::wstring SidText(PSID sid)
-{
-    LPWSTR text = nullptr;
-    if (sid == nullptr || !ConvertSidToStringSidW(sid, &text))
-    {
-        return {};
-    }
-    const std::wstring copy = text;
-    LocalFree(text);
-    return copy;
-}
-
 bool IsAmong(PSID sid, const std::vector<std::wstring>& groups)
 {
     return std::find(groups.begin(), groups.end(), SidText(sid)) != groups.end();
@@ -74,6 +62,40 @@ Descriptor ParseDescriptor(const std::wstring& text)
     return descriptor;
 }
 
+std::wstring DescriptorText(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION what)
+{
+    LPWSTR text = nullptr;
+    if (!ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, what,
+                                                              &text, nullptr))
+    {
+        return {};
+    }
+    const std::wstring copy = text;
+    LocalFree(text);
+    return copy;
+}
+
+std::wstring SidText(PSID sid)
+{
+    LPWSTR text = nullptr;
+    if (sid == nullptr || !ConvertSidToStringSidW(sid, &text))
+    {
+        return {};
+    }
+    const std::wstring copy = text;
+    LocalFree(text);
+    return copy;
+}
+
+PACL ListOf(PSECURITY_DESCRIPTOR descriptor)
+{
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    return present ? list : nullptr;
+}
+
 bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD access,
             GENERIC_MAPPING rights)
 {
@@ -84,10 +106,7 @@ bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD acc
     {
         access &= ~DWORD{READ_CONTROL | WRITE_DAC};
     }
-    PACL list = nullptr;
-    BOOL present = FALSE;
-    BOOL defaulted = FALSE;
-    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    const PACL list = ListOf(descriptor);
     return list == nullptr || ListAllows(list, groups, access, rights);
 }
 

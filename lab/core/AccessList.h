@@ -28,6 +28,14 @@ inline constexpr GENERIC_MAPPING kFileRights = {FILE_GENERIC_READ, FILE_GENERIC_
 // What a text in the descriptor definition language says. Empty when it says nothing.
 Descriptor ParseDescriptor(const std::wstring& text);
 
+// Owner or list, as `what` says, in that language.
+std::wstring DescriptorText(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION what);
+
+std::wstring SidText(PSID sid);
+
+// A descriptor's list; null when it has none.
+PACL ListOf(PSECURITY_DESCRIPTOR descriptor);
+
 // Whether an account gets all of `access`. A descriptor without a list gives everybody everything;
 // an owner may always read and change the list.
 bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD access,

@@ -66,6 +66,7 @@ struct Session
     std::uint32_t state = 0; // WTS_CONNECTSTATE_CLASS
     std::wstring station;    // "Console", "RDP-Tcp#2"
     std::wstring user;       // empty: nobody is logged on
+    bool hasHive = true;     // false: the profile of the user is still being loaded
 };
 
 // Users.

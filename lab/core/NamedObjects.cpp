@@ -10,15 +10,6 @@ namespace
 // Wine's own user is in this group, no account of the lab is.
 constexpr wchar_t kLabsEntry[] = L"D:(A;;GA;;;S-1-2-0)";
 
-PACL ListOf(PSECURITY_DESCRIPTOR descriptor)
-{
-    PACL list = nullptr;
-    BOOL present = FALSE;
-    BOOL defaulted = FALSE;
-    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
-    return present ? list : nullptr;
-}
-
 bool HasList(PSECURITY_DESCRIPTOR descriptor)
 {
     SECURITY_DESCRIPTOR_CONTROL control = 0;

@@ -1,9 +1,12 @@
-// Reading of files is Wine's. It passes through here to be recorded, and to give less than was
-// asked for.
+// Files are Wine's. They pass through here to be given and refused by account, to be recorded, and
+// to give less than was asked for. What is asked of an open handle needs no more rights than it has.
 #include "DoubleTable.h"
+#include "Impersonation.h"
 #include "OddReads.h"
 
 #include "CallRecord.h"
+#include "FileRights.h"
+#include "LeakRecord.h"
 
 #include <algorithm>
 #include <utility>
@@ -13,7 +16,96 @@ namespace PalvoLab
 namespace
 {
 
+constexpr wchar_t kHandle[] = L"handle";
+
 std::optional<OddRead> asked;
+
+DWORD Denied(bool isAllowed)
+{
+    return isAllowed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+DWORD CheckAdding(LPCWSTR path, bool isFolder)
+{
+    const DWORD error = LevelError();
+    return error != ERROR_SUCCESS ? error
+                                  : Denied(MayAdd(path, EffectiveIdentity(), isFolder));
+}
+
+DWORD CheckOpening(LPCWSTR path, DWORD access, DWORD disposition, DWORD flags)
+{
+    const auto file = FindFile(path, flags);
+    if (!file)
+    {
+        const bool makes = disposition != OPEN_EXISTING && disposition != TRUNCATE_EXISTING;
+        return makes ? CheckAdding(path, false) : ERROR_SUCCESS;
+    }
+    if (disposition == CREATE_NEW)
+    {
+        return ERROR_SUCCESS; // Wine says that it exists.
+    }
+    if (disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING)
+    {
+        access |= FILE_WRITE_DATA;
+    }
+    if ((flags & FILE_FLAG_DELETE_ON_CLOSE) != 0)
+    {
+        access |= DELETE;
+    }
+    const DWORD error = LevelError();
+    return error != ERROR_SUCCESS ? error : Denied(MayUse(*file, EffectiveIdentity(), access));
+}
+
+HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
+                                LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
+                                HANDLE model)
+{
+    Call call(L"CreateFileW", name, access, share, disposition, flags);
+    const bool wasThere = name == nullptr || FindFile(name, flags);
+    const DWORD error =
+        name == nullptr ? ERROR_SUCCESS : CheckOpening(name, access, disposition, flags);
+    if (error != ERROR_SUCCESS)
+    {
+        return call.Fail(error, INVALID_HANDLE_VALUE);
+    }
+    const HANDLE file = CreateFileW(name, access, share, attributes, disposition, flags, model);
+    if (file != INVALID_HANDLE_VALUE)
+    {
+        CountOpened(kHandle, file, std::wstring(L"file ") + (name == nullptr ? L"" : name));
+        if (!wasThere)
+        {
+            NoteMade(name, EffectiveIdentity());
+        }
+    }
+    return call.Return(file);
+}
+
+BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attributes)
+{
+    Call call(L"CreateDirectoryW", path);
+    if (path != nullptr && !FindFile(path))
+    {
+        if (const DWORD error = CheckAdding(path, true); error != ERROR_SUCCESS)
+        {
+            return call.Fail(error);
+        }
+    }
+    const BOOL made = CreateDirectoryW(path, attributes);
+    if (made)
+    {
+        NoteMade(path, EffectiveIdentity());
+    }
+    return call.Return(made);
+}
+
+BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
+{
+    Call call(L"DeleteFileW", path);
+    const DWORD error =
+        path == nullptr ? ERROR_SUCCESS
+                        : CheckOpening(path, DELETE, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+    return error != ERROR_SUCCESS ? call.Fail(error) : call.Return(DeleteFileW(path));
+}
 
 BOOL WINAPI DoubleReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD read,
                            LPOVERLAPPED overlapped)
@@ -40,6 +132,9 @@ std::optional<OddRead> TakeOddRead()
 
 void AddFileDoubles(DoubleList& list)
 {
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateDirectoryW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", ReadFile);
 }
 

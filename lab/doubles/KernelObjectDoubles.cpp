@@ -19,7 +19,7 @@ constexpr wchar_t kKind[] = L"handle";
 
 HANDLE Opened(Call& call, HANDLE handle, const wchar_t* what, LPCWSTR name)
 {
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
+    if (handle != nullptr)
     {
         CountOpened(kKind, handle, std::wstring(what) + (name == nullptr ? L"" : name));
     }
@@ -33,17 +33,25 @@ std::wstring Known(HANDLE handle)
     return detail.empty() ? Hex(reinterpret_cast<std::uintptr_t>(handle)) : detail;
 }
 
+// Why the thread does not get an object; 0 when it does.
+DWORD Refusal(HANDLE object, DWORD access, GENERIC_MAPPING rights)
+{
+    const DWORD error = LevelError();
+    const bool isAllowed = MayOpen(object, EffectiveIdentity(), access, rights);
+    return error != ERROR_SUCCESS || isAllowed ? error : ERROR_ACCESS_DENIED;
+}
+
 // What was created or opened with all rights, if the account may have that of `access`. A creator
 // gets what it made.
 HANDLE Checked(HANDLE object, DWORD access, GENERIC_MAPPING rights)
 {
     const DWORD error = GetLastError();
     OwnedHandle owner(object);
-    const bool isDenied = owner && error == ERROR_ALREADY_EXISTS &&
-                          !MayOpen(object, EffectiveIdentity(), access, rights);
-    HANDLE given = isDenied ? nullptr : owner.Release();
+    const DWORD refusal =
+        owner && error == ERROR_ALREADY_EXISTS ? Refusal(object, access, rights) : ERROR_SUCCESS;
+    HANDLE given = refusal == ERROR_SUCCESS ? owner.Release() : nullptr;
     owner = OwnedHandle();
-    SetLastError(isDenied ? ERROR_ACCESS_DENIED : error);
+    SetLastError(refusal == ERROR_SUCCESS ? error : refusal);
     return given;
 }
 
@@ -70,43 +78,34 @@ HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, 
                   L"event ", name);
 }
 
-// Whether an object may be opened that Wine opens with all rights for the lab. One that is not there
-// is left to Wine, which says so.
-bool MayOpenNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
+// The same for an object that Wine opens with all rights for the lab. One that is not there is left to
+// Wine, which says so.
+DWORD RefusalOfNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
 {
     const OwnedHandle object(opened);
-    return !object || MayOpen(object.Get(), EffectiveIdentity(), access, rights);
+    return object ? Refusal(object.Get(), access, rights) : ERROR_SUCCESS;
 }
 
 HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"OpenMutexW", access, name);
-    if (!MayOpenNamed(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name), access, kMutexRights))
-    {
-        return call.Fail(ERROR_ACCESS_DENIED, HANDLE{});
-    }
-    return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
+    const DWORD refusal =
+        RefusalOfNamed(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name), access, kMutexRights);
+    return refusal != ERROR_SUCCESS
+               ? call.Fail(refusal, HANDLE{})
+               : Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"OpenEventW", access, name);
-    if (!MayOpenNamed(OpenEventW(EVENT_ALL_ACCESS, FALSE, name), access, kEventRights))
-    {
-        return call.Fail(ERROR_ACCESS_DENIED, HANDLE{});
-    }
-    return Opened(call, OpenEventW(access, inherit, name), L"event ", name);
-}
-
-HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
-                                LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
-                                HANDLE model)
-{
-    Call call(L"CreateFileW", name, access, share, disposition, flags);
-    return Opened(call, CreateFileW(name, access, share, attributes, disposition, flags, model),
-                  L"file ", name);
+    const DWORD refusal =
+        RefusalOfNamed(OpenEventW(EVENT_ALL_ACCESS, FALSE, name), access, kEventRights);
+    return refusal != ERROR_SUCCESS
+               ? call.Fail(refusal, HANDLE{})
+               : Opened(call, OpenEventW(access, inherit, name), L"event ", name);
 }
 
 BOOL WINAPI DoubleCloseHandle(HANDLE handle)
@@ -175,7 +174,6 @@ void AddKernelObjectDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "KERNEL32", OpenMutexW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CreateEventW);
     PALVOLAB_DOUBLE(list, "KERNEL32", OpenEventW);
-    PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CloseHandle);
     PALVOLAB_DOUBLE(list, "KERNEL32", WaitForSingleObject);
     PALVOLAB_DOUBLE(list, "KERNEL32", SetEvent);
