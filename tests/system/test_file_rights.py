@@ -84,10 +84,10 @@ class FileRights(unittest.TestCase):
         self.assertEqual(self.lab.log_bytes(), before)
 
     def test_a_standard_user_writes_nothing_in_the_suites_folder(self):
+        self.addCleanup((self.lab.suite() / "version.dll").unlink, missing_ok=True)
         for name in ("version.dll", "PalvoPrinterQuery.exe"):
             with self.subTest(file=name):
                 self.assertFalse(self.write("bob", rf"{SUITE}\{name}"))
-        self.addCleanup((self.lab.suite() / "version.dll").unlink, missing_ok=True)
         self.assertTrue(self.write("Administrator", SUITE + r"\version.dll"))
 
     def test_a_log_whose_list_shuts_the_system_out_costs_the_lines_and_no_more(self):
