@@ -96,6 +96,53 @@ PACL ListOf(PSECURITY_DESCRIPTOR descriptor)
     return present ? list : nullptr;
 }
 
+void TakeOffDenials(PACL list, PSID account, DWORD rights)
+{
+    for (DWORD i = list->AceCount; i-- > 0;)
+    {
+        void* entry = nullptr;
+        GetAce(list, i, &entry);
+        auto* ace = static_cast<ACCESS_DENIED_ACE*>(entry);
+        if (ace->Header.AceType != ACCESS_DENIED_ACE_TYPE ||
+            (ace->Header.AceFlags & INHERITED_ACE) != 0 || !EqualSid(&ace->SidStart, account))
+        {
+            continue;
+        }
+        ace->Mask &= ~rights;
+        if (ace->Mask == 0)
+        {
+            DeleteAce(list, i);
+        }
+    }
+}
+
+void PutInOrder(PACL list)
+{
+    std::vector<std::vector<BYTE>> entries;
+    while (list->AceCount != 0)
+    {
+        void* entry = nullptr;
+        GetAce(list, 0, &entry);
+        const auto* bytes = static_cast<const BYTE*>(entry);
+        entries.emplace_back(bytes, bytes + static_cast<ACE_HEADER*>(entry)->AceSize);
+        DeleteAce(list, 0);
+    }
+    const auto rank = [](const std::vector<BYTE>& entry)
+    {
+        const auto& header = reinterpret_cast<const ACE_HEADER&>(entry[0]);
+        return (header.AceFlags & INHERITED_ACE) != 0           ? 2
+               : header.AceType == ACCESS_DENIED_ACE_TYPE ? 0
+                                                          : 1;
+    };
+    std::stable_sort(entries.begin(), entries.end(),
+                     [&rank](const auto& left, const auto& right)
+                     { return rank(left) < rank(right); });
+    for (std::vector<BYTE>& entry : entries)
+    {
+        AddAce(list, list->AclRevision, MAXDWORD, entry.data(), static_cast<DWORD>(entry.size()));
+    }
+}
+
 bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD access,
             GENERIC_MAPPING rights)
 {

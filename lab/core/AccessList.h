@@ -36,6 +36,12 @@ std::wstring SidText(PSID sid);
 // A descriptor's list; null when it has none.
 PACL ListOf(PSECURITY_DESCRIPTOR descriptor);
 
+// Takes `rights` off a list's denials of an account, as Windows does when it grants them.
+void TakeOffDenials(PACL list, PSID account, DWORD rights);
+
+// Puts a list in Windows's order: what denies, what allows, what is inherited.
+void PutInOrder(PACL list);
+
 // Whether an account gets all of `access`. A descriptor without a list gives everybody everything;
 // an owner may always read and change the list.
 bool Allows(PSECURITY_DESCRIPTOR descriptor, const Identity& identity, DWORD access,

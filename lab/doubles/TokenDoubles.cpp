@@ -2,6 +2,7 @@
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
+#include "AccessList.h"
 #include "CallRecord.h"
 #include "LabState.h"
 #include "Owners.h"
@@ -62,6 +63,21 @@ BOOL GiveUser(Call& call, const Identity& identity, void* buffer, DWORD size, DW
     return call.Return(TRUE);
 }
 
+BOOL GiveDefaultList(Call& call, const Identity& identity, void* buffer, DWORD size, DWORD* needed)
+{
+    Descriptor descriptor = ParseDescriptor(DefaultList(identity));
+    const PACL list = ListOf(descriptor.data());
+    *needed = static_cast<DWORD>(sizeof(TOKEN_DEFAULT_DACL)) + list->AclSize;
+    if (buffer == nullptr || size < *needed)
+    {
+        return call.Fail(ERROR_INSUFFICIENT_BUFFER);
+    }
+    BYTE* place = static_cast<BYTE*>(buffer) + sizeof(TOKEN_DEFAULT_DACL);
+    std::memcpy(place, list, list->AclSize);
+    static_cast<TOKEN_DEFAULT_DACL*>(buffer)->DefaultDacl = reinterpret_cast<PACL>(place);
+    return call.Return(TRUE);
+}
+
 BOOL GiveLinkedToken(Call& call, const TokenInfo& info, void* buffer, DWORD size, DWORD* needed)
 {
     if (info.identity.elevation == Elevation::Default)
@@ -112,6 +128,8 @@ BOOL WINAPI DoubleGetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS what
     {
     case TokenUser:
         return GiveUser(call, info->identity, buffer, size, needed);
+    case TokenDefaultDacl:
+        return GiveDefaultList(call, info->identity, buffer, size, needed);
     case TokenElevationType:
         return GiveFixed(call, static_cast<DWORD>(info->identity.elevation), buffer, size, needed);
     case TokenElevation:

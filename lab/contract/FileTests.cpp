@@ -63,6 +63,7 @@ LAB_TEST(UsersReadProgramFilesAndWriteNothingThere)
         CHECK_FAILS(Opens(added, GENERIC_WRITE, CREATE_NEW), ERROR_ACCESS_DENIED);
         CHECK_FAILS(DeleteFileW(program), ERROR_ACCESS_DENIED);
         CHECK_FAILS(CreateDirectoryW(L"C:\\Program Files\\Lab", nullptr), ERROR_ACCESS_DENIED);
+        RemoveDirectoryW(L"C:\\Program Files\\Lab");
     }
     BecomeAccount(L"alice:elevated");
     CHECK(Opens(added, GENERIC_WRITE, CREATE_NEW));

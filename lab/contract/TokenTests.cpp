@@ -231,6 +231,7 @@ LAB_TEST(WhoMayNotImpersonateOnlyLearnsWhoSomebodyIs)
     CHECK(RegOpenKeyExW(HKEY_USERS, SidOf(L"alice").c_str(), 0, KEY_READ, &key) ==
           ERROR_BAD_IMPERSONATION_LEVEL);
     CHECK_FAILS(CreateDirectoryW(L"C:\\ProgramData\\Lab", nullptr), ERROR_BAD_IMPERSONATION_LEVEL);
+    RemoveDirectoryW(L"C:\\ProgramData\\Lab");
     CHECK(RevertToSelf());
     for (const wchar_t* account : {L"LocalService", L"alice:elevated", L"alice"})
     {

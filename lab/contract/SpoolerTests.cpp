@@ -27,7 +27,7 @@ HANDLE Open(const wchar_t* name)
 
 } // namespace
 
-LAB_TEST(UnknownPrintersCannotBeOpened)
+STATEMENT(UnknownPrintersCannotBeOpened, "OpenPrinterW", Caller::Anybody)
 {
     CHECK_FAILS(Open(L"No Such Printer"), ERROR_INVALID_PRINTER_NAME);
     CHECK_FAILS(Open(L""), ERROR_INVALID_PRINTER_NAME);

@@ -57,13 +57,13 @@ HRESULT Query(DWORD forProcess, DWORD forProxy)
 
 } // namespace
 
-LAB_TEST(WmiAnswersWhomItMayImpersonate)
+STATEMENT(WmiAnswersWhomItMayImpersonate, "IWbemServices::ExecQuery", Caller::Anybody)
 {
     CHECK(Query(0, RPC_C_IMP_LEVEL_IMPERSONATE) == S_OK);
     CHECK(Query(RPC_C_IMP_LEVEL_IMPERSONATE, 0) == S_OK);
 }
 
-LAB_TEST(WmiRefusesWhomItMayOnlyIdentify)
+STATEMENT(WmiRefusesWhomItMayOnlyIdentify, "IWbemServices::ExecQuery", Caller::Anybody)
 {
     CHECK(Query(0, 0) == static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
     CHECK(Query(0, RPC_C_IMP_LEVEL_IDENTIFY) == static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
