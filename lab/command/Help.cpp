@@ -79,10 +79,10 @@ const std::vector<Command>& Commands()
         {L"hold", &RunHold,
          L"hold mutex|event NAME [--account A] [--security SDDL]\n"
          L"                               make an object, a mutex to own it, as somebody else who\n"
-         L"                               came first; it stays while this process lives: see serve\n"
+         L"                               came first; it stays while this process lives (serve)\n"
          L"hold off                       give them all up\n"},
         {L"rights", &RunRights,
-         L"rights PATH [SDDL]             owner and access list of a file or folder, or new ones\n"},
+         L"rights PATH [SDDL]             whose a file or folder is and its list, or new ones\n"},
         {L"imports", &RunImports,
          L"imports                        every function that the program imports: DLL, name, when "
          L"its\n"

@@ -20,8 +20,9 @@ int RunRights(const Arguments& arguments)
     if (arguments.size() == 1)
     {
         Descriptor security = ParseDescriptor(SecurityOf(*file));
-        Print(security.empty() ? L"" : DescriptorText(security.data(), OWNER_SECURITY_INFORMATION |
-                                                                           DACL_SECURITY_INFORMATION));
+        Print(security.empty() ? L""
+                               : DescriptorText(security.data(), OWNER_SECURITY_INFORMATION |
+                                                                     DACL_SECURITY_INFORMATION));
         return kDone;
     }
     if (ParseDescriptor(arguments[1]).empty())

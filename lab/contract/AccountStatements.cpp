@@ -96,7 +96,8 @@ STATEMENT(UsersMakeNoFilesInProgramFiles, "CreateFileW, CreateDirectoryW", Calle
 {
     CHECK_FAILS(MakeFile(L"C:\\Program Files\\PalvoContract.txt", GENERIC_WRITE),
                 ERROR_ACCESS_DENIED);
-    CHECK_FAILS(CreateDirectoryW(L"C:\\Program Files\\PalvoContract", nullptr), ERROR_ACCESS_DENIED);
+    CHECK_FAILS(CreateDirectoryW(L"C:\\Program Files\\PalvoContract", nullptr),
+                ERROR_ACCESS_DENIED);
 }
 
 STATEMENT(LocalServiceMakesNoFilesInProgramFiles, "CreateFileW", Caller::LocalService)

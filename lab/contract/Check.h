@@ -1,6 +1,6 @@
-// Statements about Windows's services, and the few means to check them. A statement registers itself,
-// says which call it is about and who calls, and checks what Windows answers. One list serves twice: in the
-// lab each is checked against the doubles, on Windows against Windows.
+// Statements about Windows's services, and the few means to check them. A statement registers
+// itself, says which call it is about and who calls, and checks what Windows answers. One list
+// serves twice: in the lab each is checked against the doubles, on Windows against Windows.
 #pragma once
 
 #include "WindowsApi.h"
@@ -38,9 +38,9 @@ void CheckFailed(bool failed, DWORD expected, const char* what, int line);
 // The process is this account from here on; every statement that needs the lab begins as SYSTEM.
 void BecomeAccount(const wchar_t* account);
 
-// Users that are there for every statement in the lab: alice is an administrator split by UAC, bob a
-// standard user, carol an administrator with a whole token. alice is logged on at the console, bob in
-// session 2 and disconnected; carol is not logged on.
+// Users that are there for every statement in the lab: alice is an administrator split by UAC, bob
+// a standard user, carol an administrator with a whole token. alice is logged on at the console,
+// bob in session 2 and disconnected; carol is not logged on.
 std::wstring SidOf(const wchar_t* user);
 
 // Mounts the hives that the sessions ask for.

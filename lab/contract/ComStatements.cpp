@@ -25,7 +25,8 @@ STATEMENT(ComsSecurityIsSetOnce, "CoInitializeSecurity", Caller::Anybody)
     CoUninitialize();
 }
 
-STATEMENT(ComsSecurityIsSetAnewAfterTheLastUninitialisation, "CoInitializeSecurity", Caller::Anybody)
+STATEMENT(ComsSecurityIsSetAnewAfterTheLastUninitialisation, "CoInitializeSecurity",
+          Caller::Anybody)
 {
     for (int i = 0; i < 2; ++i)
     {

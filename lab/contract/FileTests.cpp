@@ -117,8 +117,8 @@ LAB_TEST(AFileKeepsWhatItsListSaysAndNothingInheritsFromIt)
 {
     MakeAs(L"SYSTEM");
     CHECK(Grants(kFile, L"D:(A;OICI;GRGWSD;;;AU)"));
-    const HANDLE file = CreateFileW(kFile, READ_CONTROL, kShareAll, nullptr, OPEN_EXISTING, 0,
-                                    nullptr);
+    const HANDLE file =
+        CreateFileW(kFile, READ_CONTROL, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     CHECK(GetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                           nullptr, nullptr, &descriptor) == ERROR_SUCCESS);

@@ -25,8 +25,8 @@ bool Holds(const Statement& statement);
 // All against the doubles. Exit code: 0 when all hold.
 int RunInLab();
 
-// Those that need no lab against the Windows that this is, each in a process of its own. Exit code: 0
-// when all that could be asked hold.
+// Those that need no lab against the Windows that this is, each in a process of its own. Exit code:
+// 0 when all that could be asked hold.
 int RunOnWindows();
 
 } // namespace PalvoLab

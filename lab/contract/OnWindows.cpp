@@ -1,5 +1,5 @@
-// The list without the lab. A statement may end its process, hang, or leave it changed, so each has a
-// process of its own.
+// The list without the lab. A statement may end its process, hang, or leave it changed, so each has
+// a process of its own.
 #include "List.h"
 
 #include "Owners.h"
@@ -48,10 +48,10 @@ Caller OwnAccount()
     TOKEN_ELEVATION elevation = {};
     DWORD size = 0;
     GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof elevation, &size);
-    return sid == L"S-1-5-18"                ? Caller::System
-           : sid == L"S-1-5-19"              ? Caller::LocalService
+    return sid == L"S-1-5-18"               ? Caller::System
+           : sid == L"S-1-5-19"             ? Caller::LocalService
            : elevation.TokenIsElevated != 0 ? Caller::Administrator
-                                             : Caller::StandardUser;
+                                            : Caller::StandardUser;
 }
 
 OwnedHandle StartOne(const Statement& statement, HANDLE output)
@@ -59,8 +59,8 @@ OwnedHandle StartOne(const Statement& statement, HANDLE output)
     std::array<wchar_t, 1024> program = {};
     GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
     const std::string name = statement.name;
-    std::wstring command = L"\"" + std::wstring(program.data()) + L"\" " +
-                           std::wstring(name.begin(), name.end());
+    std::wstring command =
+        L"\"" + std::wstring(program.data()) + L"\" " + std::wstring(name.begin(), name.end());
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -82,7 +82,8 @@ std::string ReadAll(HANDLE pipe)
     std::string text;
     std::array<char, 4096> part = {};
     DWORD read = 0;
-    while (ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &read, nullptr) && read != 0)
+    while (ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &read, nullptr) &&
+           read != 0)
     {
         text.append(part.data(), read);
     }

@@ -253,7 +253,8 @@ LAB_TEST(AProcessNeedsAProgramThatItsUserMayRun)
     PROCESS_INFORMATION made = {};
     CloseHandle(CreateFileW(L"C:\\ProgramData\\PalvoLabSelfTest.exe", GENERIC_WRITE, 0, nullptr,
                             CREATE_ALWAYS, 0, nullptr));
-    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe", L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)");
+    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe",
+                L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)");
     const auto create = [&]
     {
         return CreateProcessAsUserW(token, nullptr, command.data(), nullptr, nullptr, FALSE, 0,

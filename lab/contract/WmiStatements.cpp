@@ -22,8 +22,8 @@ HRESULT Query(DWORD forProcess, DWORD forProxy)
                      reinterpret_cast<void**>(&locator));
     IWbemServices* services = nullptr;
     const BSTR path = SysAllocString(L"ROOT\\CIMV2");
-    CHECK(SUCCEEDED(locator->ConnectServer(path, nullptr, nullptr, nullptr, 0, nullptr, nullptr,
-                                           &services)));
+    CHECK(SUCCEEDED(
+        locator->ConnectServer(path, nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services)));
     if (forProxy != 0)
     {
         CHECK(SUCCEEDED(CoSetProxyBlanket(services, RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
@@ -32,7 +32,8 @@ HRESULT Query(DWORD forProcess, DWORD forProxy)
     const BSTR language = SysAllocString(L"WQL");
     const BSTR query = SysAllocString(L"SELECT * FROM Win32_ComputerSystemProduct");
     IEnumWbemClassObject* objects = nullptr;
-    HRESULT result = services->ExecQuery(language, query, WBEM_FLAG_FORWARD_ONLY, nullptr, &objects);
+    HRESULT result =
+        services->ExecQuery(language, query, WBEM_FLAG_FORWARD_ONLY, nullptr, &objects);
     if (SUCCEEDED(result))
     {
         // A service that is refused may say so with the first object only.

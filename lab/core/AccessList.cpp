@@ -130,7 +130,7 @@ void PutInOrder(PACL list)
     const auto rank = [](const std::vector<BYTE>& entry)
     {
         const auto& header = reinterpret_cast<const ACE_HEADER&>(entry[0]);
-        return (header.AceFlags & INHERITED_ACE) != 0           ? 2
+        return (header.AceFlags & INHERITED_ACE) != 0     ? 2
                : header.AceType == ACCESS_DENIED_ACE_TYPE ? 0
                                                           : 1;
     };

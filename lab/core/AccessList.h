@@ -14,14 +14,12 @@ namespace PalvoLab
 using Descriptor = std::vector<BYTE>;
 
 // The generic rights of events, mutexes and files.
-inline constexpr GENERIC_MAPPING kEventRights = {STANDARD_RIGHTS_READ | 1,
-                                                 STANDARD_RIGHTS_WRITE | EVENT_MODIFY_STATE,
-                                                 STANDARD_RIGHTS_EXECUTE | SYNCHRONIZE,
-                                                 EVENT_ALL_ACCESS};
-inline constexpr GENERIC_MAPPING kMutexRights = {STANDARD_RIGHTS_READ | MUTEX_MODIFY_STATE,
-                                                 STANDARD_RIGHTS_WRITE,
-                                                 STANDARD_RIGHTS_EXECUTE | SYNCHRONIZE,
-                                                 MUTEX_ALL_ACCESS};
+inline constexpr GENERIC_MAPPING kEventRights = {
+    STANDARD_RIGHTS_READ | 1, STANDARD_RIGHTS_WRITE | EVENT_MODIFY_STATE,
+    STANDARD_RIGHTS_EXECUTE | SYNCHRONIZE, EVENT_ALL_ACCESS};
+inline constexpr GENERIC_MAPPING kMutexRights = {
+    STANDARD_RIGHTS_READ | MUTEX_MODIFY_STATE, STANDARD_RIGHTS_WRITE,
+    STANDARD_RIGHTS_EXECUTE | SYNCHRONIZE, MUTEX_ALL_ACCESS};
 inline constexpr GENERIC_MAPPING kFileRights = {FILE_GENERIC_READ, FILE_GENERIC_WRITE,
                                                 FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
 

@@ -67,8 +67,7 @@ std::wstring InheritedEntry(const ACCESS_ALLOWED_ACE& entry, const std::wstring&
 {
     const DWORD flags = entry.Header.AceFlags;
     const std::wstring sid = SidText(const_cast<DWORD*>(&entry.SidStart));
-    const bool counts =
-        (flags & (isFolder ? CONTAINER_INHERIT_ACE : OBJECT_INHERIT_ACE)) != 0;
+    const bool counts = (flags & (isFolder ? CONTAINER_INHERIT_ACE : OBJECT_INHERIT_ACE)) != 0;
     const DWORD passedOn = isFolder ? flags & kAnyInheritance : 0;
     if (counts && sid == kCreatorOwner)
     {
@@ -139,10 +138,10 @@ std::optional<LabFile> FileOf(HANDLE file)
 std::optional<LabFile> FindFile(const std::wstring& path, DWORD flags)
 {
     const KeepLastError keep;
-    const OwnedHandle file(CreateFileW(
-        path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | (flags & FILE_FLAG_OPEN_REPARSE_POINT),
-        nullptr));
+    const OwnedHandle file(
+        CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | (flags & FILE_FLAG_OPEN_REPARSE_POINT), nullptr));
     return file ? FileOf(file.Get()) : std::nullopt;
 }
 
@@ -185,6 +184,7 @@ bool MayAdd(const std::wstring& path, const Identity& identity, bool isFolder)
 
 void NoteMade(const std::wstring& path, const Identity& creator)
 {
+    const KeepLastError keep;
     const auto file = FindFile(path, FILE_FLAG_OPEN_REPARSE_POINT);
     const std::wstring security =
         file ? Inherited(FolderSecurity(file->path), OwnerOf(creator), file->isFolder) : L"";

@@ -1,7 +1,8 @@
 // Owners and access lists of files and folders. Of a list Wine keeps what the mode of a Unix file
-// can say, so the lab keeps them itself, as texts in the descriptor definition language. What nobody
-// made or changed in the lab belongs to the administrators and inherits from the folder above, down
-// from what Windows has on ProgramData, Program Files and Windows. Elsewhere everybody may all.
+// can say, so the lab keeps them itself, as texts in the descriptor definition language. What
+// nobody made or changed in the lab belongs to the administrators and inherits from the folder
+// above, down from what Windows has on ProgramData, Program Files and Windows. Elsewhere everybody
+// may all.
 #pragma once
 
 #include "WindowsApi.h"

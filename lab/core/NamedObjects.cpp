@@ -14,8 +14,7 @@ bool HasList(PSECURITY_DESCRIPTOR descriptor)
 {
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
-    return descriptor != nullptr &&
-           GetSecurityDescriptorControl(descriptor, &control, &revision) &&
+    return descriptor != nullptr && GetSecurityDescriptorControl(descriptor, &control, &revision) &&
            (control & SE_DACL_PRESENT) != 0;
 }
 

@@ -57,8 +57,7 @@ std::size_t LengthOfServer(std::wstring_view name)
 std::wstring_view WithoutOwnServer(std::wstring_view name)
 {
     const std::size_t length = LengthOfServer(name);
-    const bool isOwn =
-        length != 0 && EqualNoCase(name.substr(2, length - 3), ComputerName());
+    const bool isOwn = length != 0 && EqualNoCase(name.substr(2, length - 3), ComputerName());
     return name.substr(isOwn ? length : 0);
 }
 

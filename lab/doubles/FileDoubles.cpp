@@ -1,5 +1,6 @@
 // Files are Wine's. They pass through here to be given and refused by account, to be recorded, and
-// to give less than was asked for. What is asked of an open handle needs no more rights than it has.
+// to give less than was asked for. What is asked of an open handle needs no more rights than it
+// has.
 #include "DoubleTable.h"
 #include "Impersonation.h"
 #include "OddReads.h"
@@ -20,21 +21,25 @@ constexpr wchar_t kHandle[] = L"handle";
 
 std::optional<OddRead> asked;
 
+std::wstring PathOf(LPCWSTR path)
+{
+    return path == nullptr ? L"" : path;
+}
+
 DWORD Denied(bool isAllowed)
 {
     return isAllowed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-DWORD CheckAdding(LPCWSTR path, bool isFolder)
+DWORD CheckAdding(const std::wstring& path, bool isFolder)
 {
     const DWORD error = LevelError();
-    return error != ERROR_SUCCESS ? error
-                                  : Denied(MayAdd(path, EffectiveIdentity(), isFolder));
+    return error != ERROR_SUCCESS ? error : Denied(MayAdd(path, EffectiveIdentity(), isFolder));
 }
 
-DWORD CheckOpening(LPCWSTR path, DWORD access, DWORD disposition, DWORD flags)
+DWORD CheckOpening(const std::wstring& path, const std::optional<LabFile>& file, DWORD access,
+                   DWORD disposition, DWORD flags)
 {
-    const auto file = FindFile(path, flags);
     if (!file)
     {
         const bool makes = disposition != OPEN_EXISTING && disposition != TRUNCATE_EXISTING;
@@ -61,9 +66,8 @@ HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
                                 HANDLE model)
 {
     Call call(L"CreateFileW", name, access, share, disposition, flags);
-    const bool wasThere = name == nullptr || FindFile(name, flags);
-    const DWORD error =
-        name == nullptr ? ERROR_SUCCESS : CheckOpening(name, access, disposition, flags);
+    const auto there = FindFile(PathOf(name), flags);
+    const DWORD error = CheckOpening(PathOf(name), there, access, disposition, flags);
     if (error != ERROR_SUCCESS)
     {
         return call.Fail(error, INVALID_HANDLE_VALUE);
@@ -71,8 +75,8 @@ HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
     const HANDLE file = CreateFileW(name, access, share, attributes, disposition, flags, model);
     if (file != INVALID_HANDLE_VALUE)
     {
-        CountOpened(kHandle, file, std::wstring(L"file ") + (name == nullptr ? L"" : name));
-        if (!wasThere)
+        CountOpened(kHandle, file, std::wstring(L"file ") + PathOf(name));
+        if (!there)
         {
             NoteMade(name, EffectiveIdentity());
         }
@@ -83,9 +87,9 @@ HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
 BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attributes)
 {
     Call call(L"CreateDirectoryW", path);
-    if (path != nullptr && !FindFile(path))
+    if (!FindFile(PathOf(path)))
     {
-        if (const DWORD error = CheckAdding(path, true); error != ERROR_SUCCESS)
+        if (const DWORD error = CheckAdding(PathOf(path), true); error != ERROR_SUCCESS)
         {
             return call.Fail(error);
         }
@@ -101,9 +105,9 @@ BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attribute
 BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
 {
     Call call(L"DeleteFileW", path);
+    constexpr DWORD flags = FILE_FLAG_OPEN_REPARSE_POINT;
     const DWORD error =
-        path == nullptr ? ERROR_SUCCESS
-                        : CheckOpening(path, DELETE, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+        CheckOpening(PathOf(path), FindFile(PathOf(path), flags), DELETE, OPEN_EXISTING, flags);
     return error != ERROR_SUCCESS ? call.Fail(error) : call.Return(DeleteFileW(path));
 }
 

@@ -60,10 +60,10 @@ HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, L
     const RecordInOrder order;
     Call call(L"CreateMutexW", owned, name);
     ObjectSecurity security(EffectiveIdentity(), attributes);
-    return Opened(call,
-                  Checked(CreateMutexW(security.Attributes(), owned, name), MUTEX_ALL_ACCESS,
-                          kMutexRights),
-                  L"mutex ", name);
+    return Opened(
+        call,
+        Checked(CreateMutexW(security.Attributes(), owned, name), MUTEX_ALL_ACCESS, kMutexRights),
+        L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
@@ -78,8 +78,8 @@ HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, 
                   L"event ", name);
 }
 
-// The same for an object that Wine opens with all rights for the lab. One that is not there is left to
-// Wine, which says so.
+// The same for an object that Wine opens with all rights for the lab. One that is not there is left
+// to Wine, which says so.
 DWORD RefusalOfNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
 {
     const OwnedHandle object(opened);

@@ -1,4 +1,5 @@
-// Whether a user sees the process, and messages that a program showed or sent, as lines for `palvo-lab show messages`.
+// Whether a user sees the process, and messages that a program showed or sent, as lines for
+// `palvo-lab show messages`.
 #pragma once
 
 #include <cstdint>

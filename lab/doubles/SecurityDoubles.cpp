@@ -1,5 +1,5 @@
-// Access lists of files are the lab's own, those of other objects Wine's. What a program asked for is
-// told by the record of the call too: the list as text, and what it was set on.
+// Access lists of files are the lab's own, those of other objects Wine's. What a program asked for
+// is told by the record of the call too: the list as text, and what it was set on.
 #include "DoubleTable.h"
 
 #include "AccessList.h"
@@ -103,8 +103,8 @@ DWORD GetFileSecurityOf(HANDLE handle, const LabFile& file, PSID* owner, PACL* d
     {
         return ERROR_ACCESS_DENIED;
     }
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
-            SecurityOf(file).c_str(), SDDL_REVISION_1, descriptor, nullptr))
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(SecurityOf(file).c_str(),
+                                                              SDDL_REVISION_1, descriptor, nullptr))
     {
         return GetLastError();
     }

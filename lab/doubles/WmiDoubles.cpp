@@ -224,7 +224,8 @@ HRESULT STDMETHODCALLTYPE HookNext(IEnumWbemClassObject* objects, LONG timeout, 
 // What the process said for all its proxies counts where the proxy was told nothing.
 bool MayAct(void* services)
 {
-    return Trusted().count(services) != 0 || ProcessImpersonationLevel() >= RPC_C_IMP_LEVEL_IMPERSONATE;
+    return Trusted().count(services) != 0 ||
+           ProcessImpersonationLevel() >= RPC_C_IMP_LEVEL_IMPERSONATE;
 }
 
 HRESULT STDMETHODCALLTYPE HookExecQuery(IWbemServices* services, BSTR language, BSTR query,
@@ -273,8 +274,7 @@ void SetBlanketOf(void* proxy, DWORD impersonation, DWORD capabilities)
 {
     // With cloaking the thread's own token tells how far its user may be impersonated.
     const bool cloaked = (capabilities & (EOAC_STATIC_CLOAKING | EOAC_DYNAMIC_CLOAKING)) != 0;
-    if (impersonation >= RPC_C_IMP_LEVEL_IMPERSONATE &&
-        (!cloaked || LevelError() == ERROR_SUCCESS))
+    if (impersonation >= RPC_C_IMP_LEVEL_IMPERSONATE && (!cloaked || LevelError() == ERROR_SUCCESS))
     {
         Trusted().insert(proxy);
     }

@@ -74,7 +74,11 @@ class Accounts(unittest.TestCase):
 
     def release(self, pid):
         self.lab("sibling", "writer", "--release")
-        self.lab.wait_for(lambda: {NEW_DONE, REFRESH_DONE} & set(self.lines(pid)), "the first copy")
+        self.wait_for_end(pid)
+
+    def wait_for_end(self, pid):
+        self.lab.wait_for(lambda: {NEW_DONE, REFRESH_DONE} & set(self.lines(pid))
+                          and not self.lab.at_work(), "the copy's end")
 
     def expect(self, outcome, run, result):
         getattr(self, "expect_" + outcome.replace(" ", "_"))(run, result)
@@ -138,7 +142,7 @@ class Accounts(unittest.TestCase):
         self.assertEqual(self.lab.run("-r").code, 0)
         self.assertEqual(self.lines(pid), [])
         self.lab("hold", "off")
-        self.lab.wait_for(lambda: NEW_DONE in self.lines(pid), "the copy's end")
+        self.wait_for_end(pid)
 
 
 if __name__ == "__main__":

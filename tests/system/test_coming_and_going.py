@@ -25,7 +25,8 @@ class ComingAndGoing(unittest.TestCase):
         self.lab.wait_for(lambda: [s for s in self.lab.siblings() if s.name == "writer"], "the writer")
         change()
         self.lab("sibling", "writer", "--release")
-        self.lab.wait_for(lambda: "NewOrChanged event done...exiting." in self.lab.log(), "the end")
+        self.lab.wait_for(lambda: "NewOrChanged event done...exiting." in self.lab.log()
+                          and not self.lab.at_work(), "the end")
         return [message for process, message in self.lab.log_lines() if process == pid]
 
     def test_a_user_whose_hive_comes_after_the_logon_is_served_by_the_next_run(self):
