@@ -66,6 +66,8 @@ int RunSibling(const Arguments& arguments);
 int RunFault(const Arguments& arguments);
 int RunRecord(const Arguments& arguments);
 int RunSet(const Arguments& arguments);
+int RunRights(const Arguments& arguments);
+int RunHold(const Arguments& arguments);
 int RunImports(const Arguments& arguments);
 int RunHelp(const Arguments& arguments);
 

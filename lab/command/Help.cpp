@@ -24,8 +24,11 @@ const std::vector<Command>& Commands()
          L"driver package NAME [...]      the same, into the driver store only\n"},
         {L"user", &RunUser,
          L"user add NAME standard|admin|fulladmin   make a user (admin: split by UAC)\n"
-         L"user logon NAME [--session N] [--remote|--type N]   log on; the security log gets\n"
-         L"                               event 4624, twice for a user that UAC splits\n"
+         L"user logon NAME [--session N] [--remote|--type N] [--hive-after]   log on; the\n"
+         L"                               security log gets event 4624, twice for a user that\n"
+         L"                               UAC splits\n"
+         L"user hive NAME                 mount the user's hive, which --hive-after did not: on\n"
+         L"                               Windows the event comes before the profile is loaded\n"
          L"user disconnect NAME           leave the session without logging off\n"
          L"user logoff NAME               log off; the user's hive is unmounted\n"
          L"user list                      all users\n"},
@@ -73,6 +76,13 @@ const std::vector<Command>& Commands()
          L"                               or kill; of reads also bytes=N (no more come)\n"
          L"                               and wrong-type\n"
          L"fault clear                    no more faults\n"},
+        {L"hold", &RunHold,
+         L"hold mutex|event NAME [--account A] [--security SDDL]\n"
+         L"                               make an object, a mutex to own it, as somebody else who\n"
+         L"                               came first; it stays while this process lives (serve)\n"
+         L"hold off                       give them all up\n"},
+        {L"rights", &RunRights,
+         L"rights PATH [SDDL]             whose a file or folder is and its list, or new ones\n"},
         {L"imports", &RunImports,
          L"imports                        every function that the program imports: DLL, name, when "
          L"its\n"

@@ -40,6 +40,7 @@ int Logon(Arguments arguments)
     const auto wanted = TakeOption(arguments, L"--session");
     const auto type = TakeOption(arguments, L"--type");
     const bool isRemote = TakeFlag(arguments, L"--remote");
+    const bool hiveAfter = TakeFlag(arguments, L"--hive-after");
     const auto user = arguments.size() == 1 ? FindUser(arguments[0]) : std::nullopt;
     if (!user)
     {
@@ -61,6 +62,7 @@ int Logon(Arguments arguments)
     }
     session.user = user->name;
     session.state = WTSActive;
+    session.hasHive = !hiveAfter;
     SaveSession(session);
     MountHives();
     const unsigned byDefault = isRemote ? kRemoteInteractiveLogon : kInteractiveLogon;
@@ -99,6 +101,19 @@ int Logoff(const std::wstring& name)
     {
         RemoveSession(session->id);
     }
+    MountHives();
+    return kDone;
+}
+
+int LoadHive(const std::wstring& name)
+{
+    auto session = SessionOf(name);
+    if (!session)
+    {
+        return Complain(L"'" + name + L"' is not logged on");
+    }
+    session->hasHive = true;
+    SaveSession(*session);
     MountHives();
     return kDone;
 }
@@ -151,6 +166,10 @@ int RunUser(const Arguments& arguments)
     if (what == L"disconnect" && count == 2)
     {
         return Disconnect(arguments[1]);
+    }
+    if (what == L"hive" && count == 2)
+    {
+        return LoadHive(arguments[1]);
     }
     if (what == L"list" && count == 1)
     {

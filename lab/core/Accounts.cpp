@@ -53,6 +53,22 @@ bool Identity::MayAssignPrimaryToken() const
     return isService;
 }
 
+bool Identity::MayImpersonate() const
+{
+    return isService || isAdministrator;
+}
+
+std::vector<std::wstring> Identity::EnabledSids() const
+{
+    std::vector<std::wstring> sids = {sid, L"S-1-1-0", L"S-1-5-11", L"S-1-5-32-545"};
+    sids.push_back(isService ? L"S-1-5-6" : L"S-1-5-4");
+    if (isAdministrator)
+    {
+        sids.push_back(L"S-1-5-32-544");
+    }
+    return sids;
+}
+
 std::wstring Identity::Text() const
 {
     for (const BuiltIn& account : kBuiltIns)

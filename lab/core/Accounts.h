@@ -35,6 +35,12 @@ struct Identity
     // May use someone else's token for a new process.
     bool MayAssignPrimaryToken() const;
 
+    // May act as somebody else whose token it has.
+    bool MayImpersonate() const;
+
+    // Its own SID and those of the groups that count when it asks for access.
+    std::vector<std::wstring> EnabledSids() const;
+
     // "SYSTEM", "alice", "alice:elevated": the form in which accounts are given to commands and
     // handed down to child processes.
     std::wstring Text() const;
@@ -60,6 +66,7 @@ struct Session
     std::uint32_t state = 0; // WTS_CONNECTSTATE_CLASS
     std::wstring station;    // "Console", "RDP-Tcp#2"
     std::wstring user;       // empty: nobody is logged on
+    bool hasHive = true;     // false: the profile of the user is still being loaded
 };
 
 // Users.

@@ -37,7 +37,7 @@ std::vector<Mount> WantedMounts()
     for (const Session& session : Sessions())
     {
         const auto user = session.user.empty() ? std::nullopt : FindUser(session.user);
-        if (user)
+        if (user && session.hasHive)
         {
             const std::wstring data = kDataPath + user->sid;
             mounts.push_back({user->sid, data});

@@ -37,6 +37,8 @@ public:
 
     HANDLE Get() const { return m_handle; }
 
+    HANDLE Release() { return std::exchange(m_handle, nullptr); }
+
     explicit operator bool() const { return m_handle != nullptr; }
 
 private:

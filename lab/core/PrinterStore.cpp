@@ -1,5 +1,6 @@
 #include "PrinterStore.h"
 
+#include "Accounts.h"
 #include "EventChannel.h"
 #include "LabState.h"
 #include "Owners.h"
@@ -43,6 +44,21 @@ std::vector<Driver> ReadDrivers(const wchar_t* list)
         drivers.push_back(ReadDriver(list, name));
     }
     return drivers;
+}
+
+// How much of a name is "\\\\server\\".
+std::size_t LengthOfServer(std::wstring_view name)
+{
+    const std::size_t end = name.starts_with(L"\\\\") ? name.find(L'\\', 2) : 0;
+    return end == std::wstring_view::npos || end < 3 ? 0 : end + 1;
+}
+
+// A printer of the machine can be named with the machine as its server.
+std::wstring_view WithoutOwnServer(std::wstring_view name)
+{
+    const std::size_t length = LengthOfServer(name);
+    const bool isOwn = length != 0 && EqualNoCase(name.substr(2, length - 3), ComputerName());
+    return name.substr(isOwn ? length : 0);
 }
 
 void WriteBytes(const std::wstring& path, const std::string& bytes)
@@ -192,7 +208,7 @@ std::vector<Printer> Printers()
 std::optional<Printer> FindPrinter(std::wstring_view name)
 {
     // The registry compares names as the spooler does: without case.
-    const std::wstring text(name);
+    const std::wstring text(WithoutOwnServer(name));
     const auto driver = text.empty() ? std::nullopt : OpenStateKey(kPrinterKey).String(text);
     return driver ? std::optional(Printer{text, *driver}) : std::nullopt;
 }
@@ -240,9 +256,10 @@ bool RemovePrinter(std::wstring_view name)
 
 bool IsPrinterName(std::wstring_view name)
 {
-    return !name.empty() && name.size() <= 220 &&
-           name.find_first_of(L"\\,!") == std::wstring_view::npos &&
-           name.find(L'\0') == std::wstring_view::npos;
+    const std::wstring_view queue = name.substr(LengthOfServer(name));
+    return !queue.empty() && name.size() <= 220 &&
+           queue.find_first_of(L"\\,!") == std::wstring_view::npos &&
+           queue.find(L'\0') == std::wstring_view::npos;
 }
 
 void ResetPrinters()

@@ -55,7 +55,8 @@ bool AddLabPrinter(const std::wstring& name, std::wstring_view driver);
 bool ChangePrinter(std::wstring_view name);
 bool RemovePrinter(std::wstring_view name);
 
-// Windows's rule for the name of a printer.
+// Windows's rule for the name of a printer. One of another machine has "\\\\server\\" in front of
+// it.
 bool IsPrinterName(std::wstring_view name);
 
 void ResetPrinters();

@@ -35,6 +35,7 @@ Session ReadSession(std::uint32_t id, const LabKey& key)
     session.state = key.Number(L"State").value_or(0);
     session.station = key.String(L"Station").value_or(L"");
     session.user = key.String(L"User").value_or(L"");
+    session.hasHive = key.Number(L"HasHive").value_or(1) != 0;
     return session;
 }
 
@@ -132,6 +133,7 @@ void SaveSession(const Session& session)
     key.SetNumber(L"State", session.state);
     key.SetString(L"Station", session.station);
     key.SetString(L"User", session.user);
+    key.SetNumber(L"HasHive", session.hasHive ? 1 : 0);
 }
 
 void RemoveSession(std::uint32_t id)

@@ -3,6 +3,7 @@
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
+#include "AccessList.h"
 #include "CallRecord.h"
 #include "LabState.h"
 #include "LeakRecord.h"
@@ -142,6 +143,19 @@ BOOL WINAPI DoubleLookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid, 
     return call.Return(TRUE);
 }
 
+// Wine puts what is new in front of everything, and leaves what a grant contradicts.
+void Arrange(PACL list, const std::vector<EXPLICIT_ACCESSW>& entries)
+{
+    for (const EXPLICIT_ACCESSW& entry : entries)
+    {
+        if (entry.grfAccessMode == GRANT_ACCESS && entry.Trustee.TrusteeForm == TRUSTEE_IS_SID)
+        {
+            TakeOffDenials(list, entry.Trustee.ptstrName, entry.grfAccessPermissions);
+        }
+    }
+    PutInOrder(list);
+}
+
 // Trustees by name are looked up inside the function, where the lab's own names would be unknown.
 DWORD WINAPI DoubleSetEntriesInAclW(ULONG count, PEXPLICIT_ACCESSW entries, PACL oldAcl,
                                     PACL* newAcl)
@@ -173,6 +187,10 @@ DWORD WINAPI DoubleSetEntriesInAclW(ULONG count, PEXPLICIT_ACCESSW entries, PACL
     if (result == ERROR_SUCCESS)
     {
         result = SetEntriesInAclW(count, resolved.data(), oldAcl, newAcl);
+    }
+    if (result == ERROR_SUCCESS && newAcl != nullptr && *newAcl != nullptr)
+    {
+        Arrange(*newAcl, resolved);
     }
     for (PSID sid : sids)
     {

@@ -1,9 +1,13 @@
-// Reading of files is Wine's. It passes through here to be recorded, and to give less than was
-// asked for.
+// Files are Wine's. They pass through here to be given and refused by account, to be recorded, and
+// to give less than was asked for. What is asked of an open handle needs no more rights than it
+// has.
 #include "DoubleTable.h"
+#include "Impersonation.h"
 #include "OddReads.h"
 
 #include "CallRecord.h"
+#include "FileRights.h"
+#include "LeakRecord.h"
 
 #include <algorithm>
 #include <utility>
@@ -13,7 +17,99 @@ namespace PalvoLab
 namespace
 {
 
+constexpr wchar_t kHandle[] = L"handle";
+
 std::optional<OddRead> asked;
+
+std::wstring PathOf(LPCWSTR path)
+{
+    return path == nullptr ? L"" : path;
+}
+
+DWORD Denied(bool isAllowed)
+{
+    return isAllowed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+DWORD CheckAdding(const std::wstring& path, bool isFolder)
+{
+    const DWORD error = LevelError();
+    return error != ERROR_SUCCESS ? error : Denied(MayAdd(path, EffectiveIdentity(), isFolder));
+}
+
+DWORD CheckOpening(const std::wstring& path, const std::optional<LabFile>& file, DWORD access,
+                   DWORD disposition, DWORD flags)
+{
+    if (!file)
+    {
+        const bool makes = disposition != OPEN_EXISTING && disposition != TRUNCATE_EXISTING;
+        return makes ? CheckAdding(path, false) : ERROR_SUCCESS;
+    }
+    if (disposition == CREATE_NEW)
+    {
+        return ERROR_SUCCESS; // Wine says that it exists.
+    }
+    if (disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING)
+    {
+        access |= FILE_WRITE_DATA;
+    }
+    if ((flags & FILE_FLAG_DELETE_ON_CLOSE) != 0)
+    {
+        access |= DELETE;
+    }
+    const DWORD error = LevelError();
+    return error != ERROR_SUCCESS ? error : Denied(MayUse(*file, EffectiveIdentity(), access));
+}
+
+HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
+                                LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
+                                HANDLE model)
+{
+    Call call(L"CreateFileW", name, access, share, disposition, flags);
+    const auto there = FindFile(PathOf(name), flags);
+    const DWORD error = CheckOpening(PathOf(name), there, access, disposition, flags);
+    if (error != ERROR_SUCCESS)
+    {
+        return call.Fail(error, INVALID_HANDLE_VALUE);
+    }
+    const HANDLE file = CreateFileW(name, access, share, attributes, disposition, flags, model);
+    if (file != INVALID_HANDLE_VALUE)
+    {
+        CountOpened(kHandle, file, std::wstring(L"file ") + PathOf(name));
+        if (!there)
+        {
+            NoteMade(name, EffectiveIdentity());
+        }
+    }
+    return call.Return(file);
+}
+
+BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attributes)
+{
+    Call call(L"CreateDirectoryW", path);
+    if (!FindFile(PathOf(path)))
+    {
+        if (const DWORD error = CheckAdding(PathOf(path), true); error != ERROR_SUCCESS)
+        {
+            return call.Fail(error);
+        }
+    }
+    const BOOL made = CreateDirectoryW(path, attributes);
+    if (made)
+    {
+        NoteMade(path, EffectiveIdentity());
+    }
+    return call.Return(made);
+}
+
+BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
+{
+    Call call(L"DeleteFileW", path);
+    constexpr DWORD flags = FILE_FLAG_OPEN_REPARSE_POINT;
+    const DWORD error =
+        CheckOpening(PathOf(path), FindFile(PathOf(path), flags), DELETE, OPEN_EXISTING, flags);
+    return error != ERROR_SUCCESS ? call.Fail(error) : call.Return(DeleteFileW(path));
+}
 
 BOOL WINAPI DoubleReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD read,
                            LPOVERLAPPED overlapped)
@@ -40,6 +136,9 @@ std::optional<OddRead> TakeOddRead()
 
 void AddFileDoubles(DoubleList& list)
 {
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CreateDirectoryW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", ReadFile);
 }
 

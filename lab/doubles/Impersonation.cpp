@@ -6,6 +6,7 @@
 #include "LeakRecord.h"
 #include "Owners.h"
 
+#include <algorithm>
 #include <map>
 
 namespace PalvoLab
@@ -40,6 +41,16 @@ public:
     ~Guard() { ReleaseSRWLockExclusive(&tokenLock); }
 };
 
+// Who may not impersonate can only look at who somebody else is, and is not told so.
+void LimitLevel(TokenInfo& info)
+{
+    const Identity own = ProcessIdentity();
+    if (!own.MayImpersonate() && own.sid != info.identity.sid)
+    {
+        info.level = std::min(info.level, SecurityIdentification);
+    }
+}
+
 BOOL WINAPI DoubleImpersonateLoggedOnUser(HANDLE token)
 {
     Call call(L"ImpersonateLoggedOnUser", token);
@@ -58,6 +69,8 @@ BOOL WINAPI DoubleImpersonateLoggedOnUser(HANDLE token)
         return call.Return(FALSE);
     }
     info->level = info->primary ? SecurityImpersonation : info->level;
+    info->primary = false;
+    LimitLevel(*info);
     call.Add(info->identity.Text());
     SetThreadIdentity(info);
     return call.Return(TRUE);
@@ -86,7 +99,7 @@ BOOL WINAPI DoubleSetThreadToken(PHANDLE thread, HANDLE token)
         SetThreadIdentity(std::nullopt);
         return call.Return(SetThreadToken(nullptr, nullptr));
     }
-    const auto info = FindToken(token);
+    auto info = FindToken(token);
     if (!info)
     {
         return call.Fail(ERROR_INVALID_HANDLE);
@@ -95,6 +108,7 @@ BOOL WINAPI DoubleSetThreadToken(PHANDLE thread, HANDLE token)
     {
         return call.Fail(ERROR_BAD_TOKEN_TYPE);
     }
+    LimitLevel(*info);
     if ((info->access & TOKEN_IMPERSONATE) == 0)
     {
         return call.Fail(ERROR_ACCESS_DENIED);
@@ -225,6 +239,13 @@ Identity EffectiveIdentity()
 {
     const auto info = ThreadToken();
     return info ? info->identity : ProcessIdentity();
+}
+
+DWORD LevelError()
+{
+    const auto token = ThreadToken();
+    return token && token->level < SecurityImpersonation ? ERROR_BAD_IMPERSONATION_LEVEL
+                                                         : ERROR_SUCCESS;
 }
 
 void AddImpersonationDoubles(DoubleList& list)

@@ -39,4 +39,7 @@ bool IsAnyThreadImpersonating();
 // Who the calling thread acts as.
 Identity EffectiveIdentity();
 
+// A thread that only identifies its user gets nothing in that user's name: 0 or the error.
+DWORD LevelError();
+
 } // namespace PalvoLab

@@ -1,10 +1,13 @@
-// Wine's kernel objects are real. They pass through here to be counted and recorded by their names.
+// Wine's kernel objects are real. They pass through here to be counted and recorded by their names,
+// and named ones to be given and refused by account.
 // What makes, signals, gives back and ends them is recorded in the order in which it took effect.
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
 #include "CallRecord.h"
 #include "LeakRecord.h"
+#include "NamedObjects.h"
+#include "Owners.h"
 #include "Text.h"
 
 namespace PalvoLab
@@ -16,7 +19,7 @@ constexpr wchar_t kKind[] = L"handle";
 
 HANDLE Opened(Call& call, HANDLE handle, const wchar_t* what, LPCWSTR name)
 {
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE)
+    if (handle != nullptr)
     {
         CountOpened(kKind, handle, std::wstring(what) + (name == nullptr ? L"" : name));
     }
@@ -30,18 +33,37 @@ std::wstring Known(HANDLE handle)
     return detail.empty() ? Hex(reinterpret_cast<std::uintptr_t>(handle)) : detail;
 }
 
+// Why the thread does not get an object; 0 when it does.
+DWORD Refusal(HANDLE object, DWORD access, GENERIC_MAPPING rights)
+{
+    const DWORD error = LevelError();
+    const bool isAllowed = MayOpen(object, EffectiveIdentity(), access, rights);
+    return error != ERROR_SUCCESS || isAllowed ? error : ERROR_ACCESS_DENIED;
+}
+
+// What was created or opened with all rights, if the account may have that of `access`. A creator
+// gets what it made.
+HANDLE Checked(HANDLE object, DWORD access, GENERIC_MAPPING rights)
+{
+    const DWORD error = GetLastError();
+    OwnedHandle owner(object);
+    const DWORD refusal =
+        owner && error == ERROR_ALREADY_EXISTS ? Refusal(object, access, rights) : ERROR_SUCCESS;
+    HANDLE given = refusal == ERROR_SUCCESS ? owner.Release() : nullptr;
+    owner = OwnedHandle();
+    SetLastError(refusal == ERROR_SUCCESS ? error : refusal);
+    return given;
+}
+
 HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"CreateMutexW", owned, name);
-    return Opened(call, CreateMutexW(attributes, owned, name), L"mutex ", name);
-}
-
-HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
-{
-    const RecordInOrder order;
-    Call call(L"OpenMutexW", access, name);
-    return Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
+    ObjectSecurity security(EffectiveIdentity(), attributes);
+    return Opened(
+        call,
+        Checked(CreateMutexW(security.Attributes(), owned, name), MUTEX_ALL_ACCESS, kMutexRights),
+        L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
@@ -49,23 +71,41 @@ HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, 
 {
     const RecordInOrder order;
     Call call(L"CreateEventW", manual, initial, name);
-    return Opened(call, CreateEventW(attributes, manual, initial, name), L"event ", name);
+    ObjectSecurity security(EffectiveIdentity(), attributes);
+    return Opened(call,
+                  Checked(CreateEventW(security.Attributes(), manual, initial, name),
+                          EVENT_ALL_ACCESS, kEventRights),
+                  L"event ", name);
+}
+
+// The same for an object that Wine opens with all rights for the lab. One that is not there is left
+// to Wine, which says so.
+DWORD RefusalOfNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
+{
+    const OwnedHandle object(opened);
+    return object ? Refusal(object.Get(), access, rights) : ERROR_SUCCESS;
+}
+
+HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
+{
+    const RecordInOrder order;
+    Call call(L"OpenMutexW", access, name);
+    const DWORD refusal =
+        RefusalOfNamed(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name), access, kMutexRights);
+    return refusal != ERROR_SUCCESS
+               ? call.Fail(refusal, HANDLE{})
+               : Opened(call, OpenMutexW(access, inherit, name), L"mutex ", name);
 }
 
 HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
     const RecordInOrder order;
     Call call(L"OpenEventW", access, name);
-    return Opened(call, OpenEventW(access, inherit, name), L"event ", name);
-}
-
-HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
-                                LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
-                                HANDLE model)
-{
-    Call call(L"CreateFileW", name, access, share, disposition, flags);
-    return Opened(call, CreateFileW(name, access, share, attributes, disposition, flags, model),
-                  L"file ", name);
+    const DWORD refusal =
+        RefusalOfNamed(OpenEventW(EVENT_ALL_ACCESS, FALSE, name), access, kEventRights);
+    return refusal != ERROR_SUCCESS
+               ? call.Fail(refusal, HANDLE{})
+               : Opened(call, OpenEventW(access, inherit, name), L"event ", name);
 }
 
 BOOL WINAPI DoubleCloseHandle(HANDLE handle)
@@ -134,7 +174,6 @@ void AddKernelObjectDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "KERNEL32", OpenMutexW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CreateEventW);
     PALVOLAB_DOUBLE(list, "KERNEL32", OpenEventW);
-    PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CloseHandle);
     PALVOLAB_DOUBLE(list, "KERNEL32", WaitForSingleObject);
     PALVOLAB_DOUBLE(list, "KERNEL32", SetEvent);

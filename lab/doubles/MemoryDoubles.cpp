@@ -6,7 +6,6 @@
 #include "CallRecord.h"
 #include "LeakRecord.h"
 
-#include <aclapi.h>
 #include <objbase.h>
 #include <sddl.h>
 #include <shlobj.h>
@@ -83,19 +82,6 @@ BOOL WINAPI DoubleConvertStringSecurityDescriptorToSecurityDescriptorW(
         CountOpened(kLocal, *descriptor, L"ConvertStringSecurityDescriptor");
     }
     return call.Return(converted);
-}
-
-DWORD WINAPI DoubleGetSecurityInfo(HANDLE object, SE_OBJECT_TYPE type, SECURITY_INFORMATION what,
-                                   PSID* owner, PSID* group, PACL* dacl, PACL* sacl,
-                                   PSECURITY_DESCRIPTOR* descriptor)
-{
-    Call call(L"GetSecurityInfo", object, static_cast<DWORD>(type), what);
-    const DWORD result = GetSecurityInfo(object, type, what, owner, group, dacl, sacl, descriptor);
-    if (result == ERROR_SUCCESS && descriptor != nullptr && *descriptor != nullptr)
-    {
-        CountOpened(kLocal, *descriptor, L"GetSecurityInfo");
-    }
-    return call.Return(result);
 }
 
 DWORD WINAPI DoubleFormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language,
@@ -175,7 +161,6 @@ void AddMemoryDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertSidToStringSidW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertStringSidToSidW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", ConvertStringSecurityDescriptorToSecurityDescriptorW);
-    PALVOLAB_DOUBLE(list, "ADVAPI32", GetSecurityInfo);
     PALVOLAB_DOUBLE(list, "SHELL32", SHGetKnownFolderPath);
     PALVOLAB_DOUBLE(list, "OLE32", CoTaskMemFree);
     PALVOLAB_DOUBLE(list, "OLE32", CoInitializeEx);

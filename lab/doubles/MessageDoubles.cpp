@@ -154,9 +154,7 @@ BOOL WINAPI DoubleGetUserObjectInformationW(HANDLE object, int index, PVOID buff
         return call.Fail(ERROR_INVALID_PARAMETER);
     }
     USEROBJECTFLAGS flags = {};
-    const std::wstring station = Setting(L"WindowStation");
-    const bool visible = station.empty() ? ProcessIdentity().session != 0 : station == L"visible";
-    flags.dwFlags = visible ? WSF_VISIBLE : 0;
+    flags.dwFlags = HasVisibleStation() ? WSF_VISIBLE : 0;
     if (needed != nullptr)
     {
         *needed = sizeof flags;
@@ -170,6 +168,12 @@ BOOL WINAPI DoubleGetUserObjectInformationW(HANDLE object, int index, PVOID buff
 }
 
 } // namespace
+
+bool HasVisibleStation()
+{
+    const std::wstring station = Setting(L"WindowStation");
+    return station.empty() ? ProcessIdentity().session != 0 : station == L"visible";
+}
 
 void RecordSentMessage(std::uint32_t session, const std::wstring& title, std::uint32_t titleBytes,
                        const std::wstring& text, std::uint32_t textBytes, std::uint32_t style)

@@ -1,4 +1,5 @@
-// Messages that a program showed or sent, as lines for `palvo-lab show messages`.
+// Whether a user sees the process, and messages that a program showed or sent, as lines for
+// `palvo-lab show messages`.
 #pragma once
 
 #include <cstdint>
@@ -14,5 +15,8 @@ void RecordSentMessage(std::uint32_t session, const std::wstring& title, std::ui
 // A message box of the process itself, and what it returned.
 void RecordMessageBox(const std::wstring& title, const std::wstring& text, std::uint32_t style,
                       int result);
+
+// Whether what the process shows can be seen.
+bool HasVisibleStation();
 
 } // namespace PalvoLab

@@ -4,8 +4,10 @@
 #include "Impersonation.h"
 
 #include "CallRecord.h"
+#include "FileRights.h"
 #include "LabState.h"
 #include "LeakRecord.h"
+#include "MessageRecord.h"
 #include "NewProcess.h"
 #include "Text.h"
 
@@ -21,6 +23,7 @@ namespace
 
 constexpr wchar_t kHandle[] = L"handle";
 constexpr wchar_t kBlock[] = L"environment block";
+constexpr UINT kNoDesktop = 0xC0000142; // STATUS_DLL_INIT_FAILED
 
 // The variables of a block as "NAME=value" texts.
 std::vector<std::wstring> Variables(const wchar_t* block)
@@ -58,6 +61,47 @@ std::wstring Block(const std::vector<std::wstring>& variables)
     }
     block += L'\0';
     return block;
+}
+
+// The program that a command line starts: of a path with blanks the shortest that is a file.
+std::wstring ProgramOf(LPCWSTR application, const std::wstring& commandLine)
+{
+    if (application != nullptr)
+    {
+        return application;
+    }
+    if (commandLine.starts_with(L'"'))
+    {
+        return commandLine.substr(1, commandLine.find(L'"', 1) - 1);
+    }
+    std::size_t end = commandLine.find(L' ');
+    while (end != std::wstring::npos)
+    {
+        const std::wstring program = commandLine.substr(0, end);
+        const auto file = FindFile(program);
+        if (file ? !file->isFolder : FindFile(program + L".exe").has_value())
+        {
+            return file ? program : program + L".exe";
+        }
+        end = commandLine.find(L' ', end + 1);
+    }
+    return commandLine;
+}
+
+// The user of the new process must be able to read and run its program.
+bool MayRun(const Identity& identity, const std::wstring& program)
+{
+    const auto file = FindFile(program);
+    return !file || MayUse(*file, identity, GENERIC_READ | GENERIC_EXECUTE);
+}
+
+// A process gets its parent's desktop when it is given none. One of another user that is on a
+// session's screen is closed to it, and it ends before its first instruction.
+bool HasDesktop(const Identity& identity, const STARTUPINFOW& startup)
+{
+    const bool inherits = startup.lpDesktop == nullptr;
+    return !inherits || !HasVisibleStation() || identity.sid == ProcessIdentity().sid ||
+           identity.isAdministrator;
 }
 
 void CountProcess(const PROCESS_INFORMATION& made)
@@ -128,6 +172,10 @@ BOOL WINAPI DoubleCreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR
         return call.Fail(ERROR_INVALID_PARAMETER);
     }
     TouchCommandLine(commandLine);
+    if (!MayRun(info->identity, ProgramOf(application, commandLine == nullptr ? L"" : commandLine)))
+    {
+        return call.Fail(ERROR_ACCESS_DENIED);
+    }
 
     // The child learns its account from its environment.
     wchar_t* own = environment == nullptr ? GetEnvironmentStringsW() : nullptr;
@@ -139,11 +187,17 @@ BOOL WINAPI DoubleCreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR
     }
     SetVariable(variables, kAccountVariable, info->identity.Text());
     std::wstring block = Block(variables);
+    const bool hasDesktop = HasDesktop(info->identity, *startup);
+    const DWORD suspended = hasDesktop ? 0 : CREATE_SUSPENDED;
     const BOOL created = CreateProcessUnderWine(
         application, commandLine, processAttributes, threadAttributes, inherit,
-        flags | CREATE_UNICODE_ENVIRONMENT, block.data(), directory, startup, made);
+        flags | CREATE_UNICODE_ENVIRONMENT | suspended, block.data(), directory, startup, made);
     if (created)
     {
+        if (!hasDesktop)
+        {
+            TerminateProcess(made->hProcess, kNoDesktop);
+        }
         CountProcess(*made);
         call.Add(L"pid " + std::to_wstring(made->dwProcessId) + L" as " + info->identity.Text());
     }

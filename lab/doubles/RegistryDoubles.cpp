@@ -75,10 +75,9 @@ std::wstring KernelPath(HKEY root, LPCWSTR subkey)
 // What Windows's access check would say: 0 or the error.
 DWORD Check(const std::wstring& path, REGSAM access)
 {
-    const auto token = ThreadToken();
-    if (token && token->level < SecurityImpersonation)
+    if (const DWORD error = LevelError(); error != ERROR_SUCCESS)
     {
-        return ERROR_BAD_IMPERSONATION_LEVEL;
+        return error;
     }
     const bool writes = (access & kWriteRights) != 0;
     const Identity identity = EffectiveIdentity();

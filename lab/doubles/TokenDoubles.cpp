@@ -2,6 +2,7 @@
 #include "DoubleTable.h"
 #include "Impersonation.h"
 
+#include "AccessList.h"
 #include "CallRecord.h"
 #include "LabState.h"
 #include "Owners.h"
@@ -33,17 +34,6 @@ std::vector<BYTE> SidBytes(const std::wstring& text)
     return copy;
 }
 
-std::vector<std::wstring> EnabledGroups(const Identity& identity)
-{
-    std::vector<std::wstring> groups = {identity.sid, L"S-1-1-0", L"S-1-5-11", L"S-1-5-32-545"};
-    groups.push_back(identity.isService ? L"S-1-5-6" : L"S-1-5-4");
-    if (identity.isAdministrator)
-    {
-        groups.push_back(L"S-1-5-32-544");
-    }
-    return groups;
-}
-
 // A value of fixed size: any other size is a wrong length.
 template <typename T>
 BOOL GiveFixed(Call& call, const T& value, void* buffer, DWORD size, DWORD* needed)
@@ -70,6 +60,21 @@ BOOL GiveUser(Call& call, const Identity& identity, void* buffer, DWORD size, DW
     std::memcpy(place, sid.data(), sid.size());
     user->User.Sid = place;
     user->User.Attributes = 0;
+    return call.Return(TRUE);
+}
+
+BOOL GiveDefaultList(Call& call, const Identity& identity, void* buffer, DWORD size, DWORD* needed)
+{
+    Descriptor descriptor = ParseDescriptor(DefaultList(identity));
+    const PACL list = ListOf(descriptor.data());
+    *needed = static_cast<DWORD>(sizeof(TOKEN_DEFAULT_DACL)) + list->AclSize;
+    if (buffer == nullptr || size < *needed)
+    {
+        return call.Fail(ERROR_INSUFFICIENT_BUFFER);
+    }
+    BYTE* place = static_cast<BYTE*>(buffer) + sizeof(TOKEN_DEFAULT_DACL);
+    std::memcpy(place, list, list->AclSize);
+    static_cast<TOKEN_DEFAULT_DACL*>(buffer)->DefaultDacl = reinterpret_cast<PACL>(place);
     return call.Return(TRUE);
 }
 
@@ -123,6 +128,8 @@ BOOL WINAPI DoubleGetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS what
     {
     case TokenUser:
         return GiveUser(call, info->identity, buffer, size, needed);
+    case TokenDefaultDacl:
+        return GiveDefaultList(call, info->identity, buffer, size, needed);
     case TokenElevationType:
         return GiveFixed(call, static_cast<DWORD>(info->identity.elevation), buffer, size, needed);
     case TokenElevation:
@@ -207,7 +214,7 @@ BOOL WINAPI DoubleCheckTokenMembership(HANDLE token, PSID sid, PBOOL isMember)
         identity = info->identity;
     }
     *isMember = FALSE;
-    for (const std::wstring& group : EnabledGroups(identity))
+    for (const std::wstring& group : identity.EnabledSids())
     {
         std::vector<BYTE> bytes = SidBytes(group);
         *isMember = *isMember || EqualSid(bytes.data(), sid);

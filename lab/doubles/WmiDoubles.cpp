@@ -4,6 +4,7 @@
 // from who asks a machine without them.
 #include "WmiDoubles.h"
 #include "ComDoubles.h"
+#include "Impersonation.h"
 
 #include "CallRecord.h"
 #include "CallThunk.h"
@@ -19,6 +20,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <utility>
 
 namespace PalvoLab
@@ -73,6 +75,13 @@ template <typename Method> Method Original(void* object, std::size_t slot)
     return reinterpret_cast<Method>(Tables().at(object).original[slot]);
 }
 
+// Services that a program let act for it, by CoSetProxyBlanket.
+std::set<void*>& Trusted()
+{
+    static auto* trusted = new std::set<void*>;
+    return *trusted;
+}
+
 ULONG STDMETHODCALLTYPE HookRelease(IUnknown* object)
 {
     const auto release = Original<ULONG(STDMETHODCALLTYPE*)(IUnknown*)>(object, kRelease);
@@ -82,6 +91,7 @@ ULONG STDMETHODCALLTYPE HookRelease(IUnknown* object)
     const ULONG left = release(object);
     if (left == 0)
     {
+        Trusted().erase(object);
         Tables().erase(object);
         CountClosed(kInterface, object);
     }
@@ -210,6 +220,14 @@ HRESULT STDMETHODCALLTYPE HookNext(IEnumWbemClassObject* objects, LONG timeout, 
     return result;
 }
 
+// The service runs queries in the caller's name: a caller that lets it only identify it is refused.
+// What the process said for all its proxies counts where the proxy was told nothing.
+bool MayAct(void* services)
+{
+    return Trusted().count(services) != 0 ||
+           ProcessImpersonationLevel() >= RPC_C_IMP_LEVEL_IMPERSONATE;
+}
+
 HRESULT STDMETHODCALLTYPE HookExecQuery(IWbemServices* services, BSTR language, BSTR query,
                                         LONG flags, IWbemContext* context,
                                         IEnumWbemClassObject** objects)
@@ -217,6 +235,10 @@ HRESULT STDMETHODCALLTYPE HookExecQuery(IWbemServices* services, BSTR language, 
     if (const auto fault = PlannedFault(L"IWbemServices::ExecQuery"))
     {
         return *fault;
+    }
+    if (!MayAct(services))
+    {
+        return static_cast<HRESULT>(WBEM_E_ACCESS_DENIED);
     }
     const HRESULT result = Original<decltype(&HookExecQuery)>(services, kExecQuery)(
         services, language, query, flags, context, objects);
@@ -247,6 +269,20 @@ HRESULT STDMETHODCALLTYPE HookConnectServer(IWbemLocator* locator, BSTR path, BS
 }
 
 } // namespace
+
+void SetBlanketOf(void* proxy, DWORD impersonation, DWORD capabilities)
+{
+    // With cloaking the thread's own token tells how far its user may be impersonated.
+    const bool cloaked = (capabilities & (EOAC_STATIC_CLOAKING | EOAC_DYNAMIC_CLOAKING)) != 0;
+    if (impersonation >= RPC_C_IMP_LEVEL_IMPERSONATE && (!cloaked || LevelError() == ERROR_SUCCESS))
+    {
+        Trusted().insert(proxy);
+    }
+    else
+    {
+        Trusted().erase(proxy);
+    }
+}
 
 void WatchLocator(void* locator)
 {

@@ -15,7 +15,11 @@ namespace
 
 constexpr wchar_t kText[] = L"COM text";
 
+// RPC_C_IMP_LEVEL_DEFAULT: what COM takes when the process says nothing is to identify.
+constexpr DWORD kUnset = RPC_C_IMP_LEVEL_IDENTIFY;
+
 bool isSecuritySet = false;
+DWORD processLevel = kUnset;
 
 bool IsComInitialised()
 {
@@ -55,9 +59,26 @@ HRESULT WINAPI DoubleCoInitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG 
         const HRESULT result = real(descriptor, serviceCount, services, reserved1, authentication,
                                     impersonation, list, capabilities, reserved3);
         isSecuritySet = SUCCEEDED(result);
+        processLevel = isSecuritySet ? impersonation : kUnset;
         return result;
     };
     return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(decide())));
+}
+
+HRESULT WINAPI DoubleCoSetProxyBlanket(IUnknown* proxy, DWORD authentication, DWORD authorization,
+                                       OLECHAR* principal, DWORD level, DWORD impersonation,
+                                       RPC_AUTH_IDENTITY_HANDLE identity, DWORD capabilities)
+{
+    Call call(L"CoSetProxyBlanket", authentication, authorization, level, impersonation,
+              capabilities);
+    static const auto real = PALVOLAB_REAL("ole32.dll", CoSetProxyBlanket);
+    const HRESULT result = real(proxy, authentication, authorization, principal, level,
+                                impersonation, identity, capabilities);
+    if (SUCCEEDED(result))
+    {
+        SetBlanketOf(proxy, impersonation, capabilities);
+    }
+    return static_cast<HRESULT>(call.Return(static_cast<std::uint32_t>(result)));
 }
 
 HRESULT WINAPI DoubleCoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD context,
@@ -127,6 +148,7 @@ HRESULT WINAPI DoubleVariantChangeType(VARIANTARG* changed, VARIANTARG* source, 
 void AddComDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "OLE32", CoInitializeSecurity);
+    PALVOLAB_DOUBLE(list, "OLE32", CoSetProxyBlanket);
     PALVOLAB_DOUBLE(list, "OLE32", CoCreateInstance);
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysAllocString);
     PALVOLAB_DOUBLE(list, "OLEAUT32", SysFreeString);
@@ -134,9 +156,15 @@ void AddComDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "OLEAUT32", VariantChangeType);
 }
 
+DWORD ProcessImpersonationLevel()
+{
+    return processLevel;
+}
+
 void EndCom()
 {
     isSecuritySet = false;
+    processLevel = kUnset;
     const HMODULE scheduler = GetModuleHandleW(L"palvotasks.dll");
     if (scheduler != nullptr)
     {

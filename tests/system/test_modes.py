@@ -214,8 +214,7 @@ class BadInput(unittest.TestCase):
     def test_local_service_and_authenticated_users_may_write_the_log(self):
         self.lab("record", "on", "SetSecurityInfo")
         self.lab.run("-?")
-        # What is asked for: of an access list Wine keeps what the mode of a Unix file can say, and
-        # with it every account may write.
+        # What is asked for. What the file then stores is test_file_rights's.
         calls = re.findall(r' SetSecurityInfo\("file (.*)", 1, 4, "D:(\(.*?\)).*"\) = 0 \[\d+\]$',
                            self.lab("show", "calls"), re.MULTILINE)
         self.assertEqual(calls, [(LOG_NAME, "(A;OICI;SDGWGR;;;LS)"),

@@ -30,7 +30,9 @@ class Queuing(unittest.TestCase):
 
     def release_and_end(self, pid, last_line):
         self.lab("sibling", "writer", "--release")
-        self.lab.wait_for(lambda: last_line in self.lines(pid), "the end of the working copy")
+        # Lines may follow it.
+        self.lab.wait_for(lambda: last_line in self.lines(pid) and not self.lab.at_work(),
+                          "the end of the working copy")
         return self.lines(pid)
 
     def lines(self, pid):

@@ -102,7 +102,7 @@ LAB_TEST(RecordIdsGoOnCountingAfterAClear)
     CHECK(Prepare() == before + 4);
 }
 
-LAB_TEST(AQueryThatIsNotWellFormedFails)
+STATEMENT(AQueryThatIsNotWellFormedFails, "EvtQuery", Caller::Anybody)
 {
     for (const wchar_t* text :
          {L"", L"Event/System[", L"Event/System[EventID=]", L"Event/System[EventID=300 or]",
@@ -120,7 +120,7 @@ LAB_TEST(AQueryThatIsNotWellFormedFails)
     }
 }
 
-LAB_TEST(AQueryNeedsAKnownChannelAndSoundFlags)
+STATEMENT(AQueryNeedsAKnownChannelAndSoundFlags, "EvtQuery", Caller::Anybody)
 {
     CHECK_FAILS(EvtQuery(nullptr, L"No Such Channel", L"*", kForward), 15007);
     CHECK_FAILS(EvtQuery(nullptr, nullptr, L"*", kForward), ERROR_INVALID_PARAMETER);

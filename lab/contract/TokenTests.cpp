@@ -1,7 +1,10 @@
 #include "Check.h"
 
+#include "LabState.h"
+
 #include <wtsapi32.h>
 
+#include <aclapi.h>
 #include <sddl.h>
 #include <userenv.h>
 
@@ -46,6 +49,22 @@ std::wstring CurrentName()
     DWORD size = 64;
     GetUserNameW(name, &size);
     return name;
+}
+
+void SetFileList(const wchar_t* path, const wchar_t* text)
+{
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, &descriptor,
+                                                         nullptr);
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &present);
+    const HANDLE file =
+        CreateFileW(path, READ_CONTROL | WRITE_DAC, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    CHECK(SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, list,
+                          nullptr) == ERROR_SUCCESS);
+    CloseHandle(file);
+    LocalFree(descriptor);
 }
 
 } // namespace
@@ -200,4 +219,79 @@ LAB_TEST(AUsersEnvironmentNamesTheUser)
     CHECK_FAILS(DestroyEnvironmentBlock(block), ERROR_INVALID_PARAMETER);
     CloseHandle(token);
     CHECK_FAILS(CreateEnvironmentBlock(&block, token, FALSE), ERROR_INVALID_HANDLE);
+}
+
+LAB_TEST(WhoMayNotImpersonateOnlyLearnsWhoSomebodyIs)
+{
+    const HANDLE token = SessionToken(1);
+    BecomeAccount(L"bob");
+    CHECK(ImpersonateLoggedOnUser(token));
+    CHECK(CurrentName() == L"alice");
+    HKEY key = nullptr;
+    CHECK(RegOpenKeyExW(HKEY_USERS, SidOf(L"alice").c_str(), 0, KEY_READ, &key) ==
+          ERROR_BAD_IMPERSONATION_LEVEL);
+    CHECK_FAILS(CreateDirectoryW(L"C:\\ProgramData\\Lab", nullptr), ERROR_BAD_IMPERSONATION_LEVEL);
+    RemoveDirectoryW(L"C:\\ProgramData\\Lab");
+    CHECK(RevertToSelf());
+    for (const wchar_t* account : {L"LocalService", L"alice:elevated", L"alice"})
+    {
+        BecomeAccount(account);
+        CHECK(ImpersonateLoggedOnUser(token));
+        CHECK(RegOpenKeyExW(HKEY_USERS, SidOf(L"alice").c_str(), 0, KEY_READ, &key) == 0);
+        RegCloseKey(key);
+        CHECK(RevertToSelf());
+    }
+    CloseHandle(token);
+}
+
+LAB_TEST(AProcessNeedsAProgramThatItsUserMayRun)
+{
+    const HANDLE token = SessionToken(2);
+    std::wstring command = L"C:\\ProgramData\\PalvoLabSelfTest.exe now";
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION made = {};
+    CloseHandle(CreateFileW(L"C:\\ProgramData\\PalvoLabSelfTest.exe", GENERIC_WRITE, 0, nullptr,
+                            CREATE_ALWAYS, 0, nullptr));
+    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe",
+                L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)");
+    const auto create = [&]
+    {
+        return CreateProcessAsUserW(token, nullptr, command.data(), nullptr, nullptr, FALSE, 0,
+                                    nullptr, nullptr, &startup, &made);
+    };
+    CHECK_FAILS(create(), ERROR_ACCESS_DENIED);
+    // No program, but that is found later.
+    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe", L"D:(A;;FA;;;WD)");
+    CHECK(!create() && GetLastError() != ERROR_ACCESS_DENIED);
+    CHECK(DeleteFileW(L"C:\\ProgramData\\PalvoLabSelfTest.exe"));
+    CloseHandle(token);
+}
+
+LAB_TEST(AnotherUsersDesktopOnTheScreenEndsAProcessAtItsStart)
+{
+    const HANDLE token = ServiceToken(L"NT AUTHORITY", L"Local Service", LOGON32_LOGON_SERVICE);
+    std::wstring desktop;
+    const auto run = [&](bool none)
+    {
+        std::wstring command = L"C:\\windows\\system32\\cmd.exe /c exit 7";
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof startup;
+        startup.lpDesktop = none ? nullptr : desktop.data();
+        PROCESS_INFORMATION made = {};
+        CHECK(CreateProcessAsUserW(token, nullptr, command.data(), nullptr, nullptr, FALSE, 0,
+                                   nullptr, nullptr, &startup, &made));
+        WaitForSingleObject(made.hProcess, INFINITE);
+        DWORD code = 0;
+        GetExitCodeProcess(made.hProcess, &code);
+        CloseHandle(made.hProcess);
+        CloseHandle(made.hThread);
+        return code;
+    };
+    CHECK(run(true) == 7);
+    WriteSetting(L"WindowStation", L"visible");
+    CHECK(run(true) == 0xC0000142);
+    CHECK(run(false) == 7);
+    RemoveSetting(L"WindowStation");
+    CloseHandle(token);
 }

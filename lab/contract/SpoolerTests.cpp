@@ -1,5 +1,6 @@
 #include "Check.h"
 
+#include "Accounts.h"
 #include "EventChannel.h"
 #include "PrinterStore.h"
 
@@ -26,7 +27,7 @@ HANDLE Open(const wchar_t* name)
 
 } // namespace
 
-LAB_TEST(UnknownPrintersCannotBeOpened)
+STATEMENT(UnknownPrintersCannotBeOpened, "OpenPrinterW", Caller::Anybody)
 {
     CHECK_FAILS(Open(L"No Such Printer"), ERROR_INVALID_PRINTER_NAME);
     CHECK_FAILS(Open(L""), ERROR_INVALID_PRINTER_NAME);
@@ -96,4 +97,23 @@ LAB_TEST(DriversComeFromPackagesForAdministratorsOnly)
     CHECK(InstallPrinterDriverFromPackageW(nullptr, nullptr, L"", nullptr, 0) == E_INVALIDARG);
     CHECK(InstallPrinterDriverFromPackageW(nullptr, nullptr, L"None", nullptr, 0) ==
           static_cast<HRESULT>(0x80070705));
+}
+
+LAB_TEST(APrinterOfAServerHasItsServersName)
+{
+    CHECK(AddLabPrinter(L"\\\\server\\queue", L"Palvo Orvela PV6"));
+    CHECK(!AddLabPrinter(L"\\\\server\\", L"Palvo Orvela PV6"));
+    CHECK(!AddLabPrinter(L"\\\\server\\queue\\more", L"Palvo Orvela PV6"));
+    const HANDLE printer = Open(L"\\\\Server\\Queue");
+    CHECK(printer != nullptr && ClosePrinter(printer));
+    CHECK_FAILS(Open(L"\\\\other\\queue"), ERROR_INVALID_PRINTER_NAME);
+    CHECK_FAILS(Open(L"queue"), ERROR_INVALID_PRINTER_NAME);
+    CHECK(RemovePrinter(L"\\\\server\\queue"));
+}
+
+LAB_TEST(APrinterOfTheMachineCanBeNamedWithTheMachine)
+{
+    const std::wstring name = L"\\\\" + ComputerName() + L"\\Office 1";
+    const HANDLE printer = Open(name.c_str());
+    CHECK(printer != nullptr && ClosePrinter(printer));
 }

@@ -121,3 +121,17 @@ LAB_TEST(MachineKeysAreWrittenByAdministratorsOnly)
     CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_READ, &key) == ERROR_SUCCESS);
     RegCloseKey(key);
 }
+
+LAB_TEST(ALogonsHiveComesAfterItWhenTheProfileIsLoadedLate)
+{
+    SaveSession({7, WTSActive, L"RDP-Tcp#7", L"carol", false});
+    UpdateHives();
+    CHECK(!IsMounted(SidOf(L"carol")));
+    HANDLE token = nullptr;
+    CHECK(WTSQueryUserToken(7, &token) && CloseHandle(token));
+    SaveSession({7, WTSActive, L"RDP-Tcp#7", L"carol"});
+    UpdateHives();
+    CHECK(IsMounted(SidOf(L"carol")));
+    RemoveSession(7);
+    UpdateHives();
+}

@@ -1,0 +1,63 @@
+#include "List.h"
+
+#include <cstdio>
+
+namespace PalvoLab
+{
+namespace
+{
+
+std::vector<Statement>& List()
+{
+    static std::vector<Statement> list;
+    return list;
+}
+
+int failures = 0;
+
+} // namespace
+
+Registration::Registration(const char* name, const char* call, Caller caller,
+                           StatementFunction function)
+{
+    List().push_back({name, call, caller, false, function});
+}
+
+Registration::Registration(const char* name, StatementFunction function)
+{
+    List().push_back({name, "", Caller::System, true, function});
+}
+
+void Check(bool holds, const char* what, int line)
+{
+    if (!holds)
+    {
+        ++failures;
+        std::printf("    line %d: %s\n", line, what);
+    }
+}
+
+void CheckFailed(bool failed, DWORD expected, const char* what, int line)
+{
+    const DWORD error = GetLastError();
+    if (!failed || error != expected)
+    {
+        ++failures;
+        std::printf("    line %d: %s %s with %lu, expected failure with %lu\n", line, what,
+                    failed ? "failed" : "succeeded", error, expected);
+    }
+}
+
+const std::vector<Statement>& Statements()
+{
+    return List();
+}
+
+bool Holds(const Statement& statement)
+{
+    failures = 0;
+    statement.function();
+    return failures == 0;
+}
+
+} // namespace PalvoLab

@@ -1,0 +1,32 @@
+// The list of all statements, and how it is run.
+#pragma once
+
+#include "Check.h"
+
+#include <vector>
+
+namespace PalvoLab
+{
+
+struct Statement
+{
+    const char* name;
+    const char* call;
+    Caller caller;
+    bool needsLab;
+    StatementFunction function;
+};
+
+const std::vector<Statement>& Statements();
+
+// Checks one statement here and now, and writes what is wrong. True when it holds.
+bool Holds(const Statement& statement);
+
+// All against the doubles. Exit code: 0 when all hold.
+int RunInLab();
+
+// Those that need no lab against the Windows that this is, each in a process of its own. Exit code:
+// 0 when all that could be asked hold.
+int RunOnWindows();
+
+} // namespace PalvoLab
