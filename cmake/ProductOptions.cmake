@@ -20,15 +20,24 @@ target_compile_definitions(palvo_options INTERFACE
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0602)
 
 if(MSVC)
-    # The static runtime: the program is one self-contained file.
-    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+    # The static runtime: the program is one self-contained file. The unit tests replace functions of the
+    # C runtime too, which only a program that imports them allows; and their stand-ins throw.
+    if(PALVO_TESTS)
+        set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>DLL")
+        set(exceptions /EHs)
+    else()
+        set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+        set(exceptions /EHsc)
+    endif()
     # The C runtime's "safer" variants are not portable; lengths are checked by the code.
     target_compile_definitions(palvo_options INTERFACE _CRT_SECURE_NO_WARNINGS)
     target_compile_options(palvo_options INTERFACE
-        /utf-8 /permissive- /Zc:__cplusplus /Zc:inline /EHsc /GS /guard:cf /Zi)
-    # The manifest is in the resource file, for every compiler in the same way.
+        /utf-8 /permissive- /Zc:__cplusplus /Zc:inline ${exceptions} /GS /guard:cf /Zi)
+    # The manifest is in the resource file, for every compiler in the same way. No folder of the machine
+    # that linked it and no time goes into the program, and its stack is as large as GCC makes it.
     target_link_options(palvo_options INTERFACE
-        /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /MANIFEST:NO /DEBUG /OPT:REF /OPT:ICF)
+        /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /MANIFEST:NO /STACK:0x200000
+        /DEBUG /INCREMENTAL:NO /OPT:REF /OPT:ICF /PDBALTPATH:%_PDB% /Brepro)
     target_compile_options(palvo_warnings INTERFACE /W4 /WX)
     return()
 endif()

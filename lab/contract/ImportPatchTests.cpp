@@ -112,6 +112,23 @@ LAB_TEST(AStandInForWhatIsNotImportedIsNotApplied)
     CHECK(!ImportPatch(Program(), "USERENV", "GetTickCount", nullptr).IsApplied());
 }
 
+LAB_TEST(AnImportByNumberIsKnownByItsAddress)
+{
+    const ImportedFunction second{"OLEAUT32.dll", "#2", nullptr, true};
+    CHECK(IsFunction(second, "SysAllocString"));
+    CHECK(!IsFunction(second, "SysFreeString"));
+    CHECK(!IsFunction(second, "NoSuchFunction"));
+    CHECK(!IsFunction({"NoSuchDll.dll", "#2", nullptr, true}, "SysAllocString"));
+}
+
+LAB_TEST(EveryNameOfACRuntimeMeansTheCRuntime)
+{
+    CHECK(IsSameDll("api-ms-win-crt-heap-l1-1-0.dll", "msvcrt"));
+    CHECK(IsSameDll("UCRTBASE.dll", "msvcrt"));
+    CHECK(!IsSameDll("api-ms-win-core-heap-l1-1-0.dll", "msvcrt"));
+    CHECK(!IsSameDll("msvcp140.dll", "msvcrt"));
+}
+
 LAB_TEST(VariablesAreNoCode)
 {
     static int variable = 0;

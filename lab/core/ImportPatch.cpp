@@ -81,6 +81,34 @@ void AddTable(const Image& image, const char* dll, std::uint32_t names, std::uin
     }
 }
 
+// A function by its name, or by its number as "#<ordinal>". The DLL is loaded for it.
+void* LookUp(const std::string& dll, const std::string& function)
+{
+    const HMODULE module = LoadLibraryA(dll.c_str());
+    if (module == nullptr)
+    {
+        return nullptr;
+    }
+    const char* name = function.c_str();
+    if (*name == '#')
+    {
+        name = MAKEINTRESOURCEA(std::strtoul(name + 1, nullptr, 10));
+    }
+    return reinterpret_cast<void*>(GetProcAddress(module, name));
+}
+
+std::string Stem(const std::string& dll)
+{
+    return dll.substr(0, dll.rfind('.'));
+}
+
+bool IsCRuntime(const std::string& stem)
+{
+    constexpr char part[] = "api-ms-win-crt-";
+    return _stricmp(stem.c_str(), "msvcrt") == 0 || _stricmp(stem.c_str(), "ucrtbase") == 0 ||
+           _strnicmp(stem.c_str(), part, sizeof part - 1) == 0;
+}
+
 // A name such as "WINSPOOL.DRV": printable, ended, with a dot in it.
 bool IsDllName(const Image& image, std::uint32_t offset)
 {
@@ -201,17 +229,7 @@ void* ResolveImport(HMODULE module, const ImportedFunction& import, void* curren
     }
     // The slot still leads to the loading stub. Calling the stub would overwrite the slot, so the
     // function is looked up here.
-    const HMODULE dll = LoadLibraryA(import.dll.c_str());
-    if (dll == nullptr)
-    {
-        return nullptr;
-    }
-    const char* name = import.name.c_str();
-    if (*name == '#')
-    {
-        name = MAKEINTRESOURCEA(std::strtoul(name + 1, nullptr, 10));
-    }
-    return reinterpret_cast<void*>(GetProcAddress(dll, name));
+    return LookUp(import.dll, import.name);
 }
 
 bool IsCode(const void* address)
@@ -233,19 +251,27 @@ void WriteImportSlot(void** slot, void* address)
 
 bool IsSameDll(const std::string& left, const std::string& right)
 {
-    const auto stem = [](const std::string& name)
+    const std::string leftStem = Stem(left);
+    const std::string rightStem = Stem(right);
+    return _stricmp(leftStem.c_str(), rightStem.c_str()) == 0 ||
+           (IsCRuntime(leftStem) && IsCRuntime(rightStem));
+}
+
+bool IsFunction(const ImportedFunction& import, const char* function)
+{
+    if (import.name.empty() || import.name.front() != '#')
     {
-        const std::size_t dot = name.rfind('.');
-        return name.substr(0, dot);
-    };
-    return _stricmp(stem(left).c_str(), stem(right).c_str()) == 0;
+        return import.name == function;
+    }
+    void* const address = LookUp(import.dll, function);
+    return address != nullptr && address == LookUp(import.dll, import.name);
 }
 
 ImportPatch::ImportPatch(HMODULE module, const char* dll, const char* function, void* replacement)
 {
     for (const ImportedFunction& import : EnumerateImports(module))
     {
-        if (import.name != function || !IsSameDll(import.dll, dll))
+        if (!IsSameDll(import.dll, dll) || !IsFunction(import, function))
         {
             continue;
         }

@@ -37,8 +37,13 @@ bool IsCode(const void* address);
 // Writes a slot, whatever the protection of its page.
 void WriteImportSlot(void** slot, void* address);
 
-// True when two DLL names mean the same DLL: case and a missing ".dll" do not matter.
+// True when two DLL names mean the same DLL: case and a missing ".dll" do not matter, and every name of
+// a C runtime means the C runtime: "msvcrt" also what Visual C++ imports from "api-ms-win-crt-*.dll".
 bool IsSameDll(const std::string& left, const std::string& right);
+
+// True when the import is this function of its DLL. One by number, as Visual C++ imports those of
+// OLEAUT32, is known by its address; the DLL is loaded for it.
+bool IsFunction(const ImportedFunction& import, const char* function);
 
 // Replaces one function of one module for as long as the object lives.
 //

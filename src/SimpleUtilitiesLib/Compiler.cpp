@@ -11,6 +11,15 @@
 // name of a file. 0 switches that off; Visual C++ never does it.
 extern "C" int _dowildcard; // NOLINT(readability-identifier-naming): the start-up code's name
 int _dowildcard = 0;        // NOLINT(readability-identifier-naming)
+#else
+#include <cstdlib>
+
+namespace
+{
+// An exception that nobody expected ends the program with 3. Visual C++'s runtime would report an
+// error to Windows and end it with 0xC0000409.
+[[maybe_unused]] const unsigned previousAbortBehavior = _set_abort_behavior(0, _CALL_REPORTFAULT);
+} // namespace
 #endif
 
 std::string ClassName(const std::type_info& type)
@@ -24,7 +33,8 @@ std::string ClassName(const std::type_info& type)
     }
     return "class " + std::string(name.get());
 #else
-    return type.name();
+    const char* name = type.name(); // null when there is no memory for it
+    return name == nullptr ? std::string() : std::string(name);
 #endif
 }
 

@@ -50,16 +50,17 @@ inline void ArgumentDoesNotFitItsConversion() {}
 inline void NumberOfArgumentsDiffersFromTheFormat() {}
 inline void UnknownConversion() {}
 
-/// Walks one format and takes the arguments' kinds one after the other.
+/// Walks one format and takes the arguments' kinds one after the other, while the program is
+/// compiled: CheckedFormat, which has it done, is made at no other time.
 template <class Character> class Walk
 {
 public:
-    consteval Walk(const Character* format, const Kind* argumentKinds, std::size_t argumentCount)
+    constexpr Walk(const Character* format, const Kind* argumentKinds, std::size_t argumentCount)
         : at(format), kinds(argumentKinds), count(argumentCount)
     {
     }
 
-    consteval void ToTheEnd()
+    constexpr void ToTheEnd()
     {
         while (*at != 0)
         {
@@ -75,7 +76,7 @@ public:
     }
 
 private:
-    consteval void Take(Kind wanted)
+    constexpr void Take(Kind wanted)
     {
         if (taken == count)
         {
@@ -87,7 +88,7 @@ private:
         }
     }
 
-    consteval void WidthOrPrecision()
+    constexpr void WidthOrPrecision()
     {
         if (*at == '*')
         {
@@ -100,7 +101,7 @@ private:
         }
     }
 
-    consteval void Conversion()
+    constexpr void Conversion()
     {
         if (*at == '%')
         {

@@ -44,7 +44,8 @@ public:
     [[nodiscard]] Value Get() const noexcept { return value; }
     [[nodiscard]] bool IsValid() const noexcept { return Traits::IsOwned(value); }
     explicit operator bool() const noexcept { return IsValid(); }
-    Value operator->() const noexcept { return value; }
+    // Not every value is a pointer: Visual C++ refuses a plain `Value` for one that is not.
+    auto operator->() const noexcept { return value; }
 
     /// Hands the value over to the caller.
     [[nodiscard]] Value Release() noexcept { return std::exchange(value, Traits::Nothing()); }

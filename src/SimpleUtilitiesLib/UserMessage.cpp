@@ -87,9 +87,9 @@ public:
     }
 
 private:
-    static DWORD Bytes(const std::wstring& text)
+    static DWORD Bytes(const std::wstring& whole)
     {
-        return static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        return static_cast<DWORD>(whole.size() * sizeof(wchar_t));
     }
 
     bool Send(DWORD session, DWORD messageBytes)

@@ -13,6 +13,14 @@ constexpr UINT64 MaximumSizeBytes = 1052672;
 
 using FailureFormat = WideFormat<DWORD>;
 
+// Constants, since Visual C++ checks no format in the middle of values that it learns at run time.
+constexpr FailureFormat EnabledNotSet =
+    L"EvtSetChannelConfigProperty for Enabled property failed with %lu\n";
+constexpr FailureFormat RetentionNotSet =
+    L"EvtSetChannelConfigProperty for Retention property failed with %lu\n";
+constexpr FailureFormat MaximumSizeNotSet =
+    L"EvtChannelLoggingConfigMaxSize for MAx Size property failed with %lu\n";
+
 struct ChannelProperty
 {
     EVT_CHANNEL_CONFIG_PROPERTY_ID id;
@@ -53,14 +61,11 @@ ChannelSetupStatus ConfigurePrintServiceChannel(bool enable)
     }
     const std::array properties = {
         ChannelProperty{EvtChannelConfigEnabled, Boolean(enable),
-                        ChannelSetupStatus::EnabledOrRetentionNotSet,
-                        L"EvtSetChannelConfigProperty for Enabled property failed with %lu\n"},
+                        ChannelSetupStatus::EnabledOrRetentionNotSet, EnabledNotSet},
         ChannelProperty{EvtChannelLoggingConfigRetention, Boolean(false),
-                        ChannelSetupStatus::EnabledOrRetentionNotSet,
-                        L"EvtSetChannelConfigProperty for Retention property failed with %lu\n"},
+                        ChannelSetupStatus::EnabledOrRetentionNotSet, RetentionNotSet},
         ChannelProperty{EvtChannelLoggingConfigMaxSize, Number(MaximumSizeBytes),
-                        ChannelSetupStatus::MaximumSizeNotSet,
-                        L"EvtChannelLoggingConfigMaxSize for MAx Size property failed with %lu\n"},
+                        ChannelSetupStatus::MaximumSizeNotSet, MaximumSizeNotSet},
     };
     for (ChannelProperty property : properties)
     {

@@ -18,7 +18,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
       kernel(objects),
       createProcess(
           [this](LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
-                 LPSECURITY_ATTRIBUTES thread, WINBOOL inherit, DWORD flags, LPVOID environment,
+                 LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
                  LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information)
           {
               const bool defaults = process == nullptr && thread == nullptr && !inherit &&
@@ -30,7 +30,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
           }),
       createAsUser(
           [this](HANDLE token, LPCWSTR application, LPWSTR commandLine,
-                 LPSECURITY_ATTRIBUTES process, LPSECURITY_ATTRIBUTES thread, WINBOOL inherit,
+                 LPSECURITY_ATTRIBUTES process, LPSECURITY_ATTRIBUTES thread, BOOL inherit,
                  DWORD flags, LPVOID environment, LPCWSTR directory, LPSTARTUPINFOW startup,
                  LPPROCESS_INFORMATION information)
           {
@@ -40,7 +40,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
                                  startup, information);
           }),
       getExitCode(
-          [this](HANDLE process, LPDWORD code) -> WINBOOL
+          [this](HANDLE process, LPDWORD code) -> BOOL
           {
               const auto found = exitCodes.find(process);
               if (found == exitCodes.end() || failing.contains(L"GetExitCodeProcess"))
@@ -53,7 +53,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
           }),
       logOn(
           [this](LPCWSTR user, LPCWSTR domain, LPCWSTR password, DWORD type, DWORD provider,
-                 PHANDLE token) -> WINBOOL
+                 PHANDLE token) -> BOOL
           {
               Note(std::wstring(L"LogonUserW ") + domain + L"\\" + user + L" " +
                    std::to_wstring(type) + L" " + std::to_wstring(provider) +
@@ -68,7 +68,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
           }),
       duplicateToken(
           [this](HANDLE token, DWORD access, LPSECURITY_ATTRIBUTES attributes,
-                 SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, PHANDLE copy) -> WINBOOL
+                 SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, PHANDLE copy) -> BOOL
           {
               const bool expected = access == MAXIMUM_ALLOWED && attributes == nullptr &&
                                     level == SecurityImpersonation && type == TokenPrimary;
@@ -82,7 +82,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
               return TRUE;
           }),
       createBlock(
-          [this](LPVOID* block, HANDLE token, WINBOOL inherit) -> WINBOOL
+          [this](LPVOID* block, HANDLE token, BOOL inherit) -> BOOL
           {
               Note(L"CreateEnvironmentBlock " + NameOf(token) + (inherit ? L" BAD" : L""));
               if (failing.contains(L"CreateEnvironmentBlock"))
@@ -94,7 +94,7 @@ FakeChildren::FakeChildren(Journal& target, FakeKernelObjects& objects)
               return TRUE;
           }),
       destroyBlock(
-          [this](LPVOID block) -> WINBOOL
+          [this](LPVOID block) -> BOOL
           {
               Note(std::wstring(L"DestroyEnvironmentBlock") +
                    (block == &environmentBlock ? L"" : L" BAD"));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 
 FakeEventChannel::FakeEventChannel()
     : evtQuery([this](EVT_HANDLE session, LPCWSTR channel, LPCWSTR text, DWORD flags)

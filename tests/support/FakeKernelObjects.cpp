@@ -36,7 +36,7 @@ bool IsLogMutex(LPCWSTR name)
 FakeKernelObjects::FakeKernelObjects(Journal& target)
     : journal(target),
       createMutex(
-          [this](LPSECURITY_ATTRIBUTES attributes, WINBOOL owned, LPCWSTR name) -> HANDLE
+          [this](LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name) -> HANDLE
           {
               if (IsLogMutex(name))
               {
@@ -48,7 +48,7 @@ FakeKernelObjects::FakeKernelObjects(Journal& target)
               return OpenMutex(role);
           }),
       createEvent(
-          [this](LPSECURITY_ATTRIBUTES attributes, WINBOOL manual, WINBOOL initialState,
+          [this](LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initialState,
                  LPCWSTR name) -> HANDLE
           {
               const std::wstring role = RoleOf(name);
@@ -58,7 +58,7 @@ FakeKernelObjects::FakeKernelObjects(Journal& target)
               return OpenEvent(role, initialState != FALSE);
           }),
       setEvent(
-          [this](HANDLE handle) -> WINBOOL
+          [this](HANDLE handle) -> BOOL
           {
               const auto found = handles.find(handle);
               if (found == handles.end())
@@ -77,7 +77,7 @@ FakeKernelObjects::FakeKernelObjects(Journal& target)
                                             : found->second.wait(milliseconds);
           }),
       releaseMutex(
-          [this](HANDLE handle) -> WINBOOL
+          [this](HANDLE handle) -> BOOL
           {
               const auto found = handles.find(handle);
               if (found == handles.end())
@@ -88,7 +88,7 @@ FakeKernelObjects::FakeKernelObjects(Journal& target)
               return TRUE;
           }),
       closeHandle(
-          [this](HANDLE handle) -> WINBOOL
+          [this](HANDLE handle) -> BOOL
           {
               const auto found = handles.find(handle);
               if (found == handles.end())

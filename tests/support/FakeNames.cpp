@@ -9,10 +9,10 @@ constexpr wchar_t OfTheMachine[] = L"name of the machine";
 
 FakeNames::FakeNames(Journal* target)
     : journal(target),
-      computerName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL
+      computerName([this](LPWSTR buffer, LPDWORD size) -> BOOL
                    { return Give(OfTheMachine, computer, buffer, size); }),
       computerNameEx(
-          [this](COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD size) -> WINBOOL {
+          [this](COMPUTER_NAME_FORMAT format, LPWSTR buffer, LPDWORD size) -> BOOL {
               return format == ComputerNamePhysicalDnsDomain &&
                      Give(OfTheMachine, dnsDomain, buffer, size);
           }),
@@ -22,7 +22,7 @@ FakeNames::FakeNames(Journal* target)
                          ? 1
                          : 0;
           }),
-      userName([this](LPWSTR buffer, LPDWORD size) -> WINBOOL
+      userName([this](LPWSTR buffer, LPDWORD size) -> BOOL
                { return Give(L"name of the account", user, buffer, size); })
 {
 }

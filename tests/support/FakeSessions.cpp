@@ -36,7 +36,7 @@ void CopyName(const std::wstring& from, LPWSTR to, DWORD* size)
 FakeSessions::FakeSessions(Journal& target)
     : journal(target),
       enumerate([this](HANDLE server, DWORD reserved, DWORD version, PWTS_SESSION_INFOW* list,
-                       DWORD* count) -> WINBOOL
+                       DWORD* count) -> BOOL
                 { return Enumerate(server, reserved, version, list, count); }),
       freeMemory(
           [this](PVOID memory)
@@ -50,19 +50,19 @@ FakeSessions::FakeSessions(Journal& target)
               --lists;
               delete[] static_cast<WTS_SESSION_INFOW*>(memory);
           }),
-      queryToken([this](ULONG id, PHANDLE token) -> WINBOOL { return QueryToken(id, token); }),
+      queryToken([this](ULONG id, PHANDLE token) -> BOOL { return QueryToken(id, token); }),
       duplicateToken([this](HANDLE token, DWORD access, LPSECURITY_ATTRIBUTES attributes,
                             SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type,
-                            PHANDLE duplicate) -> WINBOOL
+                            PHANDLE duplicate) -> BOOL
                      { return Duplicate(token, access, attributes, level, type, duplicate); }),
       tokenInformation([this](HANDLE token, TOKEN_INFORMATION_CLASS kind, LPVOID buffer, DWORD size,
-                              PDWORD needed) -> WINBOOL
+                              PDWORD needed) -> BOOL
                        { return Information(token, kind, buffer, size, needed); }),
       lookUpAccount([this](LPCWSTR, PSID sid, LPWSTR name, LPDWORD nameSize, LPWSTR domain,
-                           LPDWORD domainSize, PSID_NAME_USE) -> WINBOOL
+                           LPDWORD domainSize, PSID_NAME_USE) -> BOOL
                     { return LookUp(sid, name, nameSize, domain, domainSize); }),
       impersonate(
-          [this](HANDLE token) -> WINBOOL
+          [this](HANDLE token) -> BOOL
           {
               const FakeToken* found = Find(token);
               journal.push_back(L"ImpersonateLoggedOnUser " + (found ? found->name : L"BAD TOKEN"));
@@ -74,7 +74,7 @@ FakeSessions::FakeSessions(Journal& target)
               return TRUE;
           }),
       revert(
-          [this]() -> WINBOOL
+          [this]() -> BOOL
           {
               journal.push_back(L"RevertToSelf");
               if (Fails(L"RevertToSelf"))
@@ -84,10 +84,10 @@ FakeSessions::FakeSessions(Journal& target)
               impersonated = L"itself";
               return TRUE;
           }),
-      checkMembership([this](HANDLE token, PSID sid, PBOOL member) -> WINBOOL
+      checkMembership([this](HANDLE token, PSID sid, PBOOL member) -> BOOL
                       { return CheckMember(token, sid, member); }),
       closeHandle(
-          [this](HANDLE handle) -> WINBOOL
+          [this](HANDLE handle) -> BOOL
           {
               if (const FakeToken* found = Find(handle))
               {

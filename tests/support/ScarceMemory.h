@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../../lab/core/ImportPatch.h"
+#include "CRuntime.h"
 
 #include <cstdlib>
 #include <limits>
@@ -109,16 +110,10 @@ private:
     }
 
     // Looked up rather than taken from the stand-ins: putting one in place allocates already.
-    template <class Function> static Function* Original(const char* name)
-    {
-        return reinterpret_cast<Function*>(
-            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt"), name)));
-    }
-
     static inline void* (*const originalMalloc)(std::size_t) =
-        Original<void*(std::size_t)>("malloc");
+        CRuntimeFunction<void*(std::size_t)>("malloc");
     static inline void* (*const originalRealloc)(void*, std::size_t) =
-        Original<void*(void*, std::size_t)>("realloc");
+        CRuntimeFunction<void*(void*, std::size_t)>("realloc");
     static inline unsigned long left = Always;
     static inline unsigned long refusals = 0;
     static inline unsigned long refused = 0;

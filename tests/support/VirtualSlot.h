@@ -1,31 +1,50 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <stdexcept>
 
-// The place of virtual operations in their class's table. The tests are compiled for the Itanium
-// C++ ABI, in which a pointer to a virtual member function holds one more than the byte offset of
-// its slot, and in which a virtual destructor that stands first takes the first two slots.
+// The place of virtual operations in their class's table, in the C++ ABI of GCC and in that of Visual
+// C++, which puts overloads in the reverse order.
 
-/// The slot of the first virtual operation after a destructor that stands first.
+/// The slot of the first virtual operation after a destructor that stands first: GCC has two entries
+/// for a destructor.
+#ifdef _MSC_VER
+inline constexpr std::size_t FirstSlotAfterDestructor = 1;
+#else
 inline constexpr std::size_t FirstSlotAfterDestructor = 2;
+#endif
 
-/// The slot of a virtual operation. Throws std::logic_error when it is not virtual.
+namespace VirtualSlotDetail
+{
+inline std::size_t called = 0;
+
+template <std::size_t Slot> void Note()
+{
+    called = Slot;
+}
+
+/// A class with virtual operations, as which the witness is called.
+struct AnyClass
+{
+    virtual void Operation() = 0;
+};
+
+/// An object whose virtual operations note their slots, and nothing else.
+struct Witness
+{
+    static constexpr void (*Table[])() = {&Note<0>, &Note<1>, &Note<2>, &Note<3>,
+                                          &Note<4>, &Note<5>, &Note<6>, &Note<7>};
+    void (*const* table)() = Table;
+};
+} // namespace VirtualSlotDetail
+
+/// The slot of an operation that is virtual: one of the first eight.
 template <class Function> std::size_t VirtualSlot(Function operation)
 {
-    struct
-    {
-        std::uintptr_t slotOffsetAndOne;
-        std::ptrdiff_t adjustment;
-    } parts = {};
-    static_assert(sizeof(operation) == sizeof(parts));
-    std::memcpy(&parts, &operation, sizeof(parts));
-    // The address of a function is even.
-    if (parts.slotOffsetAndOne % 2 == 0)
-    {
-        throw std::logic_error("not virtual");
-    }
-    return (parts.slotOffsetAndOne - 1) / sizeof(void*);
+    using namespace VirtualSlotDetail;
+    Witness witness;
+    // The caller of a 64-bit function takes its arguments off the stack itself: one that has some can
+    // be called without any.
+    (reinterpret_cast<AnyClass&>(witness).*std::bit_cast<void (AnyClass::*)()>(operation))();
+    return called;
 }

@@ -177,7 +177,9 @@ TEST(FailingFunctionTest, TheTableHasEveryLateFunctionOfThisProgram)
     for (const PalvoLab::ImportedFunction& import :
          PalvoLab::EnumerateImports(GetModuleHandleW(nullptr)))
     {
-        EXPECT_TRUE(!import.delayed || known.contains(import.name)) << import.name;
+        // By number only Visual C++ imports, and from OLEAUT32 alone; LateImportTest has them.
+        EXPECT_TRUE(!import.delayed || import.name.starts_with('#') || known.contains(import.name))
+            << import.name;
     }
 }
 

@@ -1,5 +1,6 @@
 #include "LegacyPlvException.h"
 
+#include "CRuntime.h"
 #include "FieldOffsets.h"
 #include "PrivateMember.h"
 #include "Replaced.h"
@@ -113,8 +114,7 @@ struct FreedMemory
 
 TEST(LegacyPlvExceptionTest, BufferIsFreedWithTheException)
 {
-    FreedMemory::real = reinterpret_cast<void (*)(void*)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt"), "free")));
+    FreedMemory::real = CRuntimeFunction<void(void*)>("free");
     ASSERT_NE(FreedMemory::real, nullptr);
     const PalvoLab::StandIn<void (*)(void*)> free("msvcrt", "free", &FreedMemory::Free);
     ASSERT_TRUE(free.IsApplied());

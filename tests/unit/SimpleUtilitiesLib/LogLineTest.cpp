@@ -1,6 +1,7 @@
 #include "LogLine.h"
 
 #include "Replaced.h"
+#include "SkippedTests.h"
 
 #include <gtest/gtest.h>
 
@@ -46,6 +47,7 @@ TEST(LogLineTest, MessageEndsAtItsFirstZero)
 
 TEST(LogLineTest, LineThatCannotBeFormattedIsEmpty)
 {
+    SKIP_WITH_VISUAL_CPP("its headers make these functions of others");
     const Replaced<"msvcrt", "_vsnwprintf", int(wchar_t*, std::size_t, const wchar_t*, char*)>
         format([](wchar_t*, std::size_t, const wchar_t*, char*) { return -1; });
     const Replaced<"msvcrt", "_vscwprintf", int(const wchar_t*, char*)> measure(

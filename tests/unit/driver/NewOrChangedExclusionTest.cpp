@@ -132,7 +132,7 @@ TEST_F(NewOrChangedExclusionTest, ExceptionBeforeTheRequestIsPostedIsCaughtToo)
     const ScarceMemory memory;
     using Set = Replaced<"KERNEL32", "SetEvent", decltype(SetEvent)>;
     const Set set(
-        [](HANDLE) -> WINBOOL
+        [](HANDLE) -> BOOL
         {
             ScarceMemory::End();
             return TRUE;

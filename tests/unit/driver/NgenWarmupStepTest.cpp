@@ -28,7 +28,7 @@ protected:
     DWORD typeMask = 0;
     WORD suiteMask = 0;
     DWORDLONG condition = 0;
-    Verify verify{[this](LPOSVERSIONINFOEXW wanted, DWORD types, DWORDLONG conditions) -> WINBOOL
+    Verify verify{[this](LPOSVERSIONINFOEXW wanted, DWORD types, DWORDLONG conditions) -> BOOL
                   {
                       typeMask = types;
                       suiteMask = wanted->wSuiteMask;

@@ -18,7 +18,7 @@ protected:
     int DeleteFailingWith(DWORD error)
     {
         const Delete failing(
-            [error](HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID, DWORD) -> WINBOOL
+            [error](HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID, DWORD) -> BOOL
             {
                 SetLastError(error);
                 return FALSE;

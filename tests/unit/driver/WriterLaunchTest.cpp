@@ -225,7 +225,7 @@ TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsLocalisedName)
 {
     using LookUp = Replaced<"ADVAPI32", "LookupAccountSidW", decltype(LookupAccountSidW)>;
     const LookUp lookUp(
-        [](LPCWSTR, PSID, LPWSTR name, LPDWORD, LPWSTR domain, LPDWORD, PSID_NAME_USE) -> WINBOOL
+        [](LPCWSTR, PSID, LPWSTR name, LPDWORD, LPWSTR domain, LPDWORD, PSID_NAME_USE) -> BOOL
         {
             wcscpy(name, L"Lokaler Dienst");
             wcscpy(domain, L"NT-AUTORIT\u00C4T");
@@ -240,7 +240,7 @@ TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsEnglishNameWhenItCannotBeLook
 {
     using LookUp = Replaced<"ADVAPI32", "LookupAccountSidW", decltype(LookupAccountSidW)>;
     const LookUp lookUp(
-        [](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE) -> WINBOOL
+        [](LPCWSTR, PSID, LPWSTR, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE) -> BOOL
         {
             SetLastError(ERROR_NONE_MAPPED);
             return FALSE;

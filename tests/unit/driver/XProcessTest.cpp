@@ -48,14 +48,14 @@ protected:
 
     /// The messages that wait; 0 stands for a request to quit, -1 for one that cannot be had.
     std::deque<int> messages;
-    Peek peek{[this](LPMSG, HWND window, UINT first, UINT last, UINT remove) -> WINBOOL
+    Peek peek{[this](LPMSG, HWND window, UINT first, UINT last, UINT remove) -> BOOL
               {
                   const bool expected =
                       window == nullptr && first == 0 && last == 0 && remove == PM_NOREMOVE;
                   journal.push_back(expected ? L"peek" : L"peek BAD");
                   return !messages.empty();
               }};
-    Get get{[this](LPMSG message, HWND window, UINT first, UINT last) -> WINBOOL
+    Get get{[this](LPMSG message, HWND window, UINT first, UINT last) -> BOOL
             {
                 const bool expected = window == nullptr && first == 0 && last == 0;
                 const int next = messages.front();
@@ -64,7 +64,7 @@ protected:
                 journal.push_back(L"get " + std::to_wstring(next) + (expected ? L"" : L" BAD"));
                 return next == 0 || next == -1 ? next : 1;
             }};
-    Translate translate{[this](const MSG* message) -> WINBOOL
+    Translate translate{[this](const MSG* message) -> BOOL
                         {
                             journal.push_back(L"translate " + std::to_wstring(message->wParam));
                             return FALSE;

@@ -129,7 +129,7 @@ TEST_F(AdministratorCheckTest, FailedSidIsLogged)
 {
     using Create = Replaced<"ADVAPI32", "CreateWellKnownSid", decltype(CreateWellKnownSid)>;
     const Create create(
-        [](WELL_KNOWN_SID_TYPE, PSID, PSID, DWORD*) -> WINBOOL
+        [](WELL_KNOWN_SID_TYPE, PSID, PSID, DWORD*) -> BOOL
         {
             SetLastError(ERROR_INVALID_PARAMETER);
             return FALSE;

@@ -41,7 +41,7 @@ TEST_F(UserPropertyBagsFailureTest, SidThatCannotBeReadBackGivesNoIdentifiers)
     using Convert =
         Replaced<"ADVAPI32", "ConvertStringSidToSidW", decltype(ConvertStringSidToSidW)>;
     const Convert convert(
-        [&](LPCWSTR text, PSID* sid) -> WINBOOL
+        [&](LPCWSTR text, PSID* sid) -> BOOL
         {
             // The doubled token reads its SID twice before.
             return ++calls <= 2 ? Convert::Original(text, sid) : FALSE;

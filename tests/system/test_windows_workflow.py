@@ -1,0 +1,53 @@
+"""What the workflow for Windows and its trial name is there: nobody sees them run here."""
+
+import json
+import re
+import unittest
+
+from lab import ROOT
+
+WORKFLOW = (ROOT / ".github" / "workflows" / "windows.yml").read_text()
+TRIAL = (ROOT / "tools" / "try-on-windows.ps1").read_text()
+
+
+def sources(*folders):
+    """The text of all sources, their string literals with single backslashes."""
+    files = sorted(file for folder in folders for file in (ROOT / folder).rglob("*.[ch]*"))
+    return "\n".join(file.read_text() for file in files).replace("\\\\", "\\")
+
+
+class WindowsWorkflowTest(unittest.TestCase):
+    def test_presets_that_it_names_exist(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text())
+        for command, kind in (("--workflow", "workflowPresets"), ("--build", "buildPresets")):
+            named = set(re.findall(rf"cmake {command} --preset (\S+)", WORKFLOW))
+            with self.subTest(command):
+                self.assertTrue(named)
+                self.assertLessEqual(named, {preset["name"] for preset in presets[kind]})
+
+    def test_scripts_that_it_runs_exist_and_take_what_it_gives(self):
+        scripts = set(re.findall(r"[\w/-]+\.ps1", WORKFLOW))
+        self.assertEqual(scripts, {"tools/try-on-windows.ps1"})
+        parameters = set(re.findall(r"^    (?:\[\S+\] )*\[string\] \$(\w+)", TRIAL, re.MULTILINE))
+        self.assertEqual(parameters, {"Program", "Outputs"})
+        self.assertEqual(set(re.findall(r" -(Program|Outputs) ", WORKFLOW)), parameters)
+
+    def test_folders_that_it_reads_are_those_of_presets(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
+        folders = set(re.findall(r"build/([\w-]+)/", WORKFLOW))
+        self.assertEqual(folders, {"windows", "windows-tests"})
+        self.assertLessEqual(folders, {preset["name"] for preset in presets})
+
+    def test_names_that_the_trial_looks_for_are_the_programs(self):
+        code = sources("src/tasks", "src/eventlog", "src/driver", "src/SimpleUtilitiesLib")
+        names = re.findall(r"'(Palvo PalvoOrvela [^']+|Microsoft-Windows-[^']+|PalvoPrinter\w+\.exe|"
+                           r"SOFTWARE\\Classes\\[^']+)'", TRIAL)
+        self.assertEqual(len(names), 8, names)
+        for name in names + ["Task successfully registered.", "1052672"]:
+            with self.subTest(name):
+                self.assertIn(name, code)
+                self.assertIn(name.replace(".", r"\.") if name.startswith("Task") else name, TRIAL)
+
+
+if __name__ == "__main__":
+    unittest.main()
