@@ -1,5 +1,6 @@
 // The lab's own tests. Run in the lab:
-//     palvo-lab run --program .../lab-selftest.exe
+//     palvo-lab run --program .../lab-selftest.exe [-- PATTERN...]
+// With patterns only the tests whose whole names match one: * is any characters, ? is one.
 #include "Check.h"
 
 #include "Accounts.h"
@@ -9,7 +10,10 @@
 
 #include <wtsapi32.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <string>
 #include <vector>
 
 namespace PalvoLab
@@ -40,6 +44,36 @@ void SetUp()
     SaveSession({2, WTSDisconnected, L"", L"bob"});
     UpdateHives();
     AddLabPrinter(L"Office 1", L"Palvo Orvela PV6");
+}
+
+bool Matches(const char* pattern, const char* name)
+{
+    if (*pattern == '*')
+    {
+        return Matches(pattern + 1, name) || (*name != '\0' && Matches(pattern, name + 1));
+    }
+    if (*pattern == '\0' || *name == '\0')
+    {
+        return *pattern == *name;
+    }
+    return (*pattern == '?' || *pattern == *name) && Matches(pattern + 1, name + 1);
+}
+
+bool IsAskedFor(const Test& test, const std::vector<std::string>& patterns)
+{
+    return patterns.empty() || std::any_of(patterns.begin(), patterns.end(),
+                                           [&](const std::string& pattern)
+                                           { return Matches(pattern.c_str(), test.name); });
+}
+
+bool Passes(const Test& test)
+{
+    std::printf("%s: begins\n", test.name);
+    failures = 0;
+    BecomeAccount(L"SYSTEM");
+    test.function();
+    std::printf("%s: %s\n", test.name, failures == 0 ? "ok" : "FAILED");
+    return failures == 0;
 }
 
 } // namespace
@@ -88,24 +122,30 @@ void UpdateHives()
 
 } // namespace PalvoLab
 
-int wmain()
+int wmain(int argc, wchar_t** argv)
 {
     using namespace PalvoLab;
+    // A crash must not take what was printed with it.
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (GetModuleHandleW(L"palvolab.dll") == nullptr)
     {
         std::puts("the lab is not loaded: run this through palvo-lab");
         return 1;
     }
+    std::vector<std::string> patterns;
+    std::transform(argv + 1, argv + argc, std::back_inserter(patterns),
+                   [](const wchar_t* pattern) { return ToLine(pattern); });
     SetUp();
-    int failedTests = 0;
+    int run = 0;
+    int failed = 0;
     for (const Test& test : Tests())
     {
-        failures = 0;
-        BecomeAccount(L"SYSTEM");
-        test.function();
-        std::printf("%s: %s\n", test.name, failures == 0 ? "ok" : "FAILED");
-        failedTests += failures == 0 ? 0 : 1;
+        if (IsAskedFor(test, patterns))
+        {
+            ++run;
+            failed += Passes(test) ? 0 : 1;
+        }
     }
-    std::printf("%d of %d failed\n", failedTests, static_cast<int>(Tests().size()));
-    return failedTests == 0 && !Tests().empty() ? 0 : 1;
+    std::printf("%d of %d failed\n", failed, run);
+    return failed == 0 ? 0 : 1;
 }
