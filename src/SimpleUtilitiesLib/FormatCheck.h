@@ -4,8 +4,8 @@
 #include <string>
 #include <type_traits>
 
-// Checks printf formats while the program is compiled. A format must be a constant of the program,
-// so data from outside cannot become one, and every argument must fit its conversion.
+// Checks printf formats at compile time. A format must be a constant, so that data cannot become
+// one, and every argument must fit its conversion.
 
 namespace FormatCheck
 {
@@ -45,12 +45,12 @@ template <class Argument> constexpr Kind KindOf()
     }
 }
 
-// Not constant on purpose: reaching one of these ends the compilation with its name.
+// Not constexpr on purpose: reaching one stops the compilation, which shows its name.
 inline void ArgumentDoesNotFitItsConversion() {}
 inline void NumberOfArgumentsDiffersFromTheFormat() {}
 inline void UnknownConversion() {}
 
-/// Walks one format and takes the arguments' kinds one after the other.
+/// Reads a format and consumes the arguments' kinds in order.
 template <class Character> class Walk
 {
 public:
@@ -157,7 +157,7 @@ private:
 template <class Character, class... Arguments> class CheckedFormat
 {
 public:
-    // Implicit, so that a plain literal can be given.
+    // Implicit, so that callers can pass a literal.
     // NOLINTNEXTLINE(google-explicit-constructor)
     consteval CheckedFormat(const Character* literal) : text(literal)
     {
