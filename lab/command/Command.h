@@ -59,6 +59,7 @@ int RunSession(const Arguments& arguments);
 int RunAccount(const Arguments& arguments);
 int RunEvent(const Arguments& arguments);
 int RunProgram(const Arguments& arguments);
+int RunResume(const Arguments& arguments);
 int RunKill(const Arguments& arguments);
 int RunBurst(const Arguments& arguments);
 int RunShow(const Arguments& arguments);

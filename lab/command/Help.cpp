@@ -47,13 +47,16 @@ const std::vector<Command>& Commands()
         {L"tasks", &RunTasks, kTasksHelp},
         {L"clock", &RunClock, kClockHelp},
         {L"run", &RunProgram,
-         L"run [--account A] [--timeout MS] [--output FILE] [--no-wait] [--print-exit]\n"
-         L"    [--kill-after N] [--fault \"F N ERROR [always]\"]... [--program PATH]\n"
-         L"    (-- ARGUMENT... | --raw TEXT [--escapes])\n"
+         L"run [--account A] [--timeout MS] [--output FILE] [--print-exit]\n"
+         L"    [--no-wait|--suspended] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
+         L"    [--program PATH] (-- ARGUMENT... | --raw TEXT [--escapes])\n"
          L"                               run the program; ends with its exit code.\n"
+         L"                               --suspended makes it, with the lab in it, prints its\n"
+         L"                               process id and leaves it before its first instruction;\n"
          L"                               --kill-after ends it after its N-th recorded call;\n"
          L"                               --raw takes the command line as it is, with --escapes\n"
          L"                               backslash, u, XXXX in it\n"},
+        {L"resume", &RunResume, L"resume PID                     let a suspended copy run\n"},
         {L"kill", &RunKill, L"kill PID                       end a copy of the program at once\n"},
         {L"burst", &RunBurst,
          L"burst FILE|- [--output-dir DIR]\n"

@@ -135,7 +135,8 @@ int RunProgram(const Arguments& given)
     LaunchRequest request = TakeLaunchOptions(options);
     const auto raw = TakeOption(options, L"--raw");
     const bool escapes = TakeFlag(options, L"--escapes");
-    const bool wait = !TakeFlag(options, L"--no-wait");
+    const bool suspended = TakeFlag(options, L"--suspended");
+    const bool wait = !TakeFlag(options, L"--no-wait") && !suspended;
     const bool printExit = TakeFlag(options, L"--print-exit");
     const auto timeout = TakeOption(options, L"--timeout");
     const auto outputPath = TakeOption(options, L"--output");
@@ -167,7 +168,10 @@ int RunProgram(const Arguments& given)
     {
         return CannotStart(request);
     }
-    launched->Start();
+    if (!suspended)
+    {
+        launched->Start();
+    }
     if (!wait)
     {
         Print(L"pid " + std::to_wstring(launched->Id()));
@@ -204,6 +208,18 @@ int RunKill(const Arguments& arguments)
     }
     WaitForSingleObject(process.Get(), INFINITE);
     return kDone;
+}
+
+int RunResume(const Arguments& arguments)
+{
+    const auto id = arguments.size() == 1 ? ParseNumber(arguments[0]) : std::nullopt;
+    if (!id)
+    {
+        return Misused(L"resume");
+    }
+    return ResumeSuspended(static_cast<DWORD>(*id))
+               ? kDone
+               : Complain(L"process " + arguments[0] + L" is not suspended");
 }
 
 int RunBurst(const Arguments& given)

@@ -3,6 +3,7 @@
 
 #include "Check.h"
 
+#include <string>
 #include <vector>
 
 namespace PalvoLab
@@ -22,8 +23,8 @@ const std::vector<Statement>& Statements();
 // Checks one statement here and now, and writes what is wrong. True when it holds.
 bool Holds(const Statement& statement);
 
-// All against the doubles. Exit code: 0 when all hold.
-int RunInLab();
+// Against the doubles: all, or those whose names match one of the patterns. Exit code: 0 when all hold.
+int RunInLab(const std::vector<std::string>& patterns);
 
 // Those that need no lab against the Windows that this is, each in a process of its own. Exit code:
 // 0 when all that could be asked hold.

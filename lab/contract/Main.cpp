@@ -31,7 +31,12 @@ int wmain(int count, wchar_t** arguments)
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     if (GetModuleHandleW(L"palvolab.dll") != nullptr)
     {
-        return RunInLab();
+        std::vector<std::string> patterns;
+        for (int each = 1; each < count; ++each)
+        {
+            patterns.push_back(ToLine(arguments[each]));
+        }
+        return RunInLab(patterns);
     }
     return count == 2 ? RunOne(ToLine(arguments[1])) : RunOnWindows();
 }

@@ -3,6 +3,8 @@
 #include "Accounts.h"
 #include "NewProcess.h"
 
+#include <tlhelp32.h>
+
 #include <vector>
 
 namespace PalvoLab
@@ -134,6 +136,27 @@ std::optional<Launched> Launch(const LaunchRequest& request)
         return std::nullopt;
     }
     return launched;
+}
+
+bool ResumeSuspended(DWORD processId)
+{
+    // Another process's thread is found among all of the machine's.
+    const OwnedHandle threads(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry = {};
+    entry.dwSize = sizeof entry;
+    bool resumed = false;
+    for (BOOL more = Thread32First(threads.Get(), &entry); more;
+         more = Thread32Next(threads.Get(), &entry))
+    {
+        if (entry.th32OwnerProcessID == processId)
+        {
+            const OwnedHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID));
+            // How often it was suspended before.
+            const DWORD count = thread ? ResumeThread(thread.Get()) : 0;
+            resumed = resumed || (count != 0 && count != static_cast<DWORD>(-1));
+        }
+    }
+    return resumed;
 }
 
 std::wstring LabDll()

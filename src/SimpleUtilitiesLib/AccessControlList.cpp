@@ -6,7 +6,7 @@
 
 namespace
 {
-/// A grant that an entry may be the same as.
+/// A grant to compare entries with.
 struct Grant
 {
     PSID sid;
@@ -14,12 +14,12 @@ struct Grant
     ObjectKind kind;
 };
 
-/// The entry when it is an allowing one of the object's own for the same account, null otherwise.
+/// The entry if it is an allowing, not inherited one for the same account; else null.
 ///
-/// On a leaf, an entry without inheritance flags counts as one with them: a file stores its entries
-/// without the flags that they were granted with. Otherwise every run of the program would find no
-/// entry of its own and add another, and the file's list would grow for ever. On a folder such an
-/// entry is for the folder alone, and what lies below it must not inherit its rights.
+/// On a leaf, an entry without inheritance flags matches too: a file stores its entries without the
+/// flags that were granted. Otherwise every run would add an entry and the file's list would grow
+/// without end. On a folder such an entry applies to the folder alone, and its rights must not be
+/// inherited.
 const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, const Grant& grant)
 {
     const bool inheritsTheSame = entry->AceFlags == grant.inheritance ||
@@ -32,8 +32,8 @@ const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, const Grant& gran
     return EqualSid(const_cast<DWORD*>(&allowed->SidStart), grant.sid) ? allowed : nullptr;
 }
 
-/// Copies `oldAcl` without the entries that are the same as `grant`, whose rights are added to
-/// `rights`. Null when a step fails.
+/// Copies `oldAcl` without the entries that match `grant`, and adds their rights to `rights`. Null
+/// on failure.
 Acl CopyWithoutTheSame(const Grant& grant, PACL oldAcl, DWORD& rights)
 {
     ACL_SIZE_INFORMATION information = {};
@@ -69,12 +69,11 @@ Acl CopyWithoutTheSame(const Grant& grant, PACL oldAcl, DWORD& rights)
     return copy;
 }
 
-/// The list with the entry merged into it; null when a step fails.
+/// The list with the entry merged; null on failure.
 Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
 {
     Acl others;
-    // Only a grant may take over the rights of the entries that it replaces: of a denial or of a
-    // new set of rights something else would become.
+    // Merge only grants; merging a deny or set entry would change its meaning.
     if (oldAcl != nullptr && explicitAccess.grfAccessMode == GRANT_ACCESS &&
         explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME)
     {
@@ -93,7 +92,7 @@ Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
         {
             return {};
         }
-        // A name that no account has may still be one that the system knows.
+        // SetEntriesInAclW may know a name that is no account's.
     }
     Acl merged;
     merged.KeepIf(SetEntriesInAclW(1, &explicitAccess, oldAcl, merged.Receive()) == ERROR_SUCCESS);
@@ -120,7 +119,7 @@ bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, O
                    Acl& newAcl) noexcept
 {
     EXPLICIT_ACCESS_W explicitAccess = {};
-    // The name is only pointed to.
+    // The entry keeps only a pointer to the name.
     BuildExplicitAccessWithNameW(&explicitAccess, const_cast<wchar_t*>(trusteeName.c_str()), rights,
                                  GRANT_ACCESS, SUB_CONTAINERS_AND_OBJECTS_INHERIT);
     return AddExplicitAccessToAcl(explicitAccess, oldAcl, kind, newAcl);

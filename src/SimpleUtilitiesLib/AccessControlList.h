@@ -8,23 +8,22 @@
 
 using Acl = LocalPointer<PACL>;
 
-/// What an object is to those that lie below it.
+/// Whether other objects inherit from an object.
 enum class ObjectKind
 {
     Folder, ///< others inherit from its list
     Leaf    ///< nothing lies below it
 };
 
-/// Merges one entry into a copy of `oldAcl` (null: an empty list) of an object of that kind. When
-/// the entry grants rights (GRANT_ACCESS) to an account by its name, an allowing entry that already
-/// stands there for the same account, with the same inheritance or, on a leaf, with none, is
-/// replaced by one entry with the rights of both, so that granting again and again does not make
-/// the list grow. Every other entry is given to the system as it is (SetEntriesInAclW), which may
-/// take what is granted out of a denial for the same account. False, with `newAcl` empty, when the
-/// system refuses or a step fails. Never throws.
+/// Merges one entry into a copy of `oldAcl` (null: an empty list) of an object of that kind. If the
+/// entry grants rights (GRANT_ACCESS) to an account by name, and the list already allows that
+/// account something with the same inheritance (on a leaf: or with none), one entry with the rights
+/// of both replaces the old one, so that repeated grants do not make the list grow. Any other entry
+/// goes to SetEntriesInAclW unchanged, which may remove granted rights from a denial for the same
+/// account. False, with `newAcl` empty, on failure. Never throws.
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
                             Acl& newAcl) noexcept;
 
-/// The same for an entry that grants `rights` to `trusteeName` and is inherited by what lies below.
+/// The same for an inheritable entry that grants `rights` to `trusteeName`.
 bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, ObjectKind kind,
                    Acl& newAcl) noexcept;

@@ -6,7 +6,7 @@
 
 namespace
 {
-// The instructions that every 64-bit processor of this family has, for both widths of characters.
+// SSE2, which every x64 processor has, for both widths of characters.
 
 __m128i Repeated(char character) noexcept
 {

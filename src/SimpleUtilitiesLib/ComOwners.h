@@ -46,9 +46,9 @@ private:
     VARIANT value = {};
 };
 
-/// COM on this thread (CoInitializeEx, apartment threaded), uninitialised at the end of this
-/// object's life when it was initialised: COM counts its users, and to leave without having come
-/// would take it from another. Declare it before the interface pointers that it must outlive.
+/// COM on this thread (CoInitializeEx, apartment threaded). The destructor uninitialises COM only
+/// if the initialisation succeeded: COM counts its users. Declare it before the interface pointers
+/// that it must outlive.
 class ComApartment
 {
 public:

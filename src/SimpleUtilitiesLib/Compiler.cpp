@@ -40,7 +40,7 @@ std::string ClassName(const std::type_info& type)
 
 std::string WhatText(const std::exception& e)
 {
-    // The standard library of GCC answers with the type's name here.
+    // GCC's standard library gives the type's name here.
     if (typeid(e) == typeid(std::bad_alloc))
     {
         return "bad allocation";

@@ -1,17 +1,15 @@
 #pragma once
 
-// What differs between compilers. The texts that come from here reach the log and must be the same
-// whichever compiler built the program.
+// What differs between compilers. These texts reach the log and must not depend on the compiler.
 
 #include <exception>
 #include <string>
 #include <typeinfo>
 
-/// The name of a class as Visual C++ spells it, for example "class ExceptionRegistryRequest".
-/// Empty when no name can be had.
+/// The name of a class as Visual C++ spells it, for example "class ExceptionRegistryRequest". Empty
+/// if there is none.
 std::string ClassName(const std::type_info& type);
 
-/// The text of `e.what()`. Those of std::bad_alloc and std::bad_array_new_length alone are replaced
-/// by Visual C++'s, "bad allocation" and "bad array new length"; any other comes as the exception
-/// has it.
+/// `e.what()`, except that std::bad_alloc and std::bad_array_new_length get Visual C++'s texts,
+/// "bad allocation" and "bad array new length".
 std::string WhatText(const std::exception& e);

@@ -9,11 +9,11 @@ bool CreateOrFind(const std::wstring& directory)
     return CreateDirectoryW(directory.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
-/// The position of the first component that may be created; npos when the path has neither a drive
+/// The position of the first component that may be created; npos if the path has neither a drive
 /// nor a server.
 std::size_t FirstComponent(const std::wstring& path)
 {
-    // The drive is looked for first: in "\\?\C:\a" it stands behind what looks like a server.
+    // Look for the drive first: in "\\?\C:\a" it follows what looks like a server.
     if (const std::size_t drive = path.find(L":\\"); drive != std::wstring::npos)
     {
         return drive + 2;

@@ -2,7 +2,6 @@
 
 #include <string>
 
-/// Creates a directory and every missing level above it. True when it exists at the end. Paths of a
-/// drive ("C:\...") and of a server ("\\server\share\...") are understood, with or without a
-/// trailing '\'.
+/// Creates a directory and every missing level above it. True if it exists at the end. The path
+/// begins with a drive ("C:\...") or a server ("\\server\share\..."); a trailing '\' is optional.
 bool MakeDirectory(const std::wstring& directory);

@@ -36,14 +36,15 @@ std::wstring ComBlock(const LegacyPlvComException& e)
 
 std::wstring WhatBlock(const std::exception& e)
 {
-    // The program's own exceptions answer with this very description: asking would never end.
+    // what() of the program's own exceptions returns this description: calling it would recurse
+    // forever.
     const bool describesItself = dynamic_cast<const LegacyPlvException*>(&e) != nullptr;
     const std::string what = describesItself ? std::string() : WhatText(e);
     return what.empty() ? L"\r\n\r\n\tNo additional information available.\r\n"
                         : Format(L"\r\n\r\n\t%S\r\n", what);
 }
 
-/// What follows the type line for the program's own two kinds; empty for any other exception.
+/// The text after the type line for the program's own two kinds; empty for other exceptions.
 std::wstring OwnBlock(const std::exception& e)
 {
     if (const auto* own = dynamic_cast<const LegacyPlvException*>(&e))
@@ -57,7 +58,7 @@ std::wstring OwnBlock(const std::exception& e)
     return {};
 }
 
-/// Appends what `build` gives; false when it gives nothing or fails.
+/// Appends the result of `build`; false if that is empty or fails.
 template <class Build> bool Append(std::wstring& text, Build build) noexcept
 {
     try

@@ -9,10 +9,10 @@ namespace FormatDetail
 {
 std::wstring FormatUnchecked(const wchar_t* format, ...)
 {
-    // Every list is ended where it was started, before anything can throw.
+    // End each list before anything can throw.
     va_list arguments;
     va_start(arguments, format);
-    // Nearly every text fits, and need not be measured first.
+    // Nearly every text fits: no need to measure it first.
     std::array<wchar_t, 256> buffer;
     int length = _vsnwprintf(buffer.data(), buffer.size(), format, arguments);
     va_end(arguments);

@@ -8,7 +8,7 @@
 namespace FormatDetail
 {
 /// Formats by the rules of the Windows C runtime (_vsnwprintf): `%s` takes wide text, `%S` narrow
-/// text, `I64` marks a 64-bit number. An impossible conversion gives the empty string.
+/// text, `I64` marks a 64-bit number. Returns an empty string if that fails.
 std::wstring FormatUnchecked(const wchar_t* format, ...);
 
 inline const wchar_t* Passed(const std::wstring& text)
@@ -25,15 +25,14 @@ template <class Argument> auto Passed(const Argument& argument)
 }
 } // namespace FormatDetail
 
-/// Formats wide text; arguments are checked against the format when the program is compiled.
+/// Formats wide text; the compiler checks the arguments against the format.
 template <class... Arguments>
 std::wstring Format(WideFormat<Arguments...> format, const Arguments&... arguments)
 {
     return FormatDetail::FormatUnchecked(format.Text(), FormatDetail::Passed(arguments)...);
 }
 
-/// The same for a format that exists as a narrow literal. It is widened first, so `%s` takes wide
-/// text here too.
+/// The same for a narrow literal. It is widened first, so `%s` takes wide text here too.
 template <class... Arguments>
 std::wstring Format(NarrowFormat<Arguments...> format, const Arguments&... arguments)
 {

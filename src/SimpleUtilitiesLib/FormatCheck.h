@@ -4,8 +4,8 @@
 #include <string>
 #include <type_traits>
 
-// Checks printf formats while the program is compiled. A format must be a constant of the program,
-// so data from outside cannot become one, and every argument must fit its conversion.
+// Checks printf formats at compile time. A format must be a constant, so that data cannot become
+// one, and every argument must fit its conversion.
 
 namespace FormatCheck
 {
@@ -45,13 +45,13 @@ template <class Argument> constexpr Kind KindOf()
     }
 }
 
-// Not constant on purpose: reaching one of these ends the compilation with its name.
+// Not constexpr on purpose: reaching one stops the compilation, which shows its name.
 inline void ArgumentDoesNotFitItsConversion() {}
 inline void NumberOfArgumentsDiffersFromTheFormat() {}
 inline void UnknownConversion() {}
 
-/// Walks one format and takes the arguments' kinds one after the other, while the program is
-/// compiled: CheckedFormat, which has it done, is made at no other time.
+/// Reads a format and consumes the arguments' kinds in order, at compile time: CheckedFormat, which
+/// asks for it, is made at no other time.
 template <class Character> class Walk
 {
 public:
@@ -158,7 +158,7 @@ private:
 template <class Character, class... Arguments> class CheckedFormat
 {
 public:
-    // Implicit, so that a plain literal can be given.
+    // Implicit, so that callers can pass a literal.
     // NOLINTNEXTLINE(google-explicit-constructor)
     consteval CheckedFormat(const Character* literal) : text(literal)
     {

@@ -10,13 +10,12 @@ enum class MutexWait
     Failed     ///< there is no such mutex
 };
 
-/// A wait for a mutex and, when it succeeded, the ownership that came of it. Ownership is given
-/// back at the end of this object's life, keeping the thread's last-error value. The mutex handle
-/// must live longer.
+/// Waits for a mutex and owns it if the wait succeeded. The destructor releases it (ReleaseMutex)
+/// and keeps the thread's last-error value. The mutex handle must live longer.
 class [[nodiscard]] HeldMutex
 {
 public:
-    /// Waits for at most `milliseconds`. A null handle is a failed wait.
+    /// Waits for at most `milliseconds`. With a null handle the wait fails.
     HeldMutex(HANDLE wanted, DWORD milliseconds) noexcept;
     ~HeldMutex();
     HeldMutex(HeldMutex&& other) noexcept;
@@ -30,7 +29,7 @@ public:
         return mutex != nullptr && (outcome == MutexWait::Owned || outcome == MutexWait::Abandoned);
     }
 
-    /// Leaves the ownership to the end of the thread, which abandons the mutex.
+    /// Does not release the mutex: the thread's end abandons it.
     void KeepUntilThreadEnds() noexcept { mutex = nullptr; }
 
 private:

@@ -11,8 +11,8 @@ extern "C" IMAGE_DOS_HEADER __ImageBase; // where the program begins
 
 namespace
 {
-/// Has every DLL of this process looked for in the system's folder alone, those that the system's
-/// own DLLs load in turn too. False on a Windows Vista or 7 without the update that brought this.
+/// Limits the search for DLLs of this process to the system folder, for DLLs that load others too.
+/// False on Windows Vista and 7 without the update that brought this.
 bool NarrowDllSearch() noexcept
 {
     using SetDirectories = BOOL(WINAPI*)(DWORD);
@@ -36,8 +36,8 @@ HMODULE LoadFromSystemFolder(const char* dll, DWORD flags) noexcept
     return LoadLibraryExA(path.data(), nullptr, flags);
 }
 
-/// The late functions whose result is an HRESULT. Every other one fails with null or FALSE, or has
-/// no result.
+/// The delay-loaded functions that return an HRESULT. The others fail with null or FALSE, or return
+/// nothing.
 bool ReturnsResultCode(const char* function) noexcept
 {
     constexpr std::array Known = {"CoCreateInstance",
@@ -52,8 +52,8 @@ bool ReturnsResultCode(const char* function) noexcept
                                { return std::strcmp(function, known) == 0; });
 }
 
-// The caller of a 64-bit function takes its arguments off the stack itself, and a result is in the
-// same register whatever its type: these can stand for any function.
+// In 64-bit code the caller removes the arguments, and a result is always in the same register:
+// these can replace any function.
 
 template <DWORD Error> INT_PTR WINAPI FailWithNull() noexcept
 {
@@ -71,8 +71,8 @@ template <DWORD Error> FARPROC FailingFunctionFor(const char* function) noexcept
     return ReturnsResultCode(function) ? &FailWithResultCode<Error> : &FailWithNull<Error>;
 }
 
-/// Visual C++ imports the functions of OLEAUT32 by their numbers. Those two that return an HRESULT
-/// have names here.
+/// Visual C++ imports the functions of OLEAUT32 by ordinal. These are the two that return an
+/// HRESULT.
 const char* NameOf(const DelayLoadProc& function) noexcept
 {
     if (function.fImportByName)
@@ -90,15 +90,15 @@ const char* NameOf(const DelayLoadProc& function) noexcept
     }
 }
 
-/// Called by the linker's delay-load helper at every stage of a first call; null lets it go on by
-/// itself. Both hooks are this one.
+/// Called by the linker's delay-load helper at every stage of a first call; null lets it go on.
+/// Used for both hooks.
 FARPROC WINAPI ObserveFirstCall(unsigned stage, DelayLoadInfo* call) noexcept
 {
     auto* const thisProgram = reinterpret_cast<HMODULE>(&__ImageBase);
     if (stage == dliNotePreLoadLibrary)
     {
-        // Null would have the helper look for the DLL in the program's folder. The program itself
-        // exports nothing, so in the place of a DLL that is missing it gives no function.
+        // With null the helper would search the program's folder. The program's own module exports
+        // nothing, so as a replacement it has no function.
         const HMODULE dll = LoadSystemDll(call->szDll);
         return reinterpret_cast<FARPROC>(dll == nullptr ? thisProgram : dll);
     }

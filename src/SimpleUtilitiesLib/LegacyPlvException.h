@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-// These classes stand in no namespace: a description begins with the class's name, and that name is
-// what support knows.
+// These classes are in no namespace: a description begins with the class's name, as support knows
+// it.
 
 /// Base of the program's own exceptions: where it was thrown, and optional details.
 class LegacyPlvException : public std::exception
@@ -16,13 +16,13 @@ class LegacyPlvException : public std::exception
 public:
     LegacyPlvException(std::wstring thrownDetails, std::wstring thrownFile,
                        std::uint32_t thrownLine, std::wstring thrownMethod);
-    /// Copies the four facts; the copy makes a buffer of its own when `what` is called.
+    /// Copies the four facts; the copy builds its own text when `what` is called.
     LegacyPlvException(const LegacyPlvException& other);
     LegacyPlvException& operator=(const LegacyPlvException&) = delete;
     ~LegacyPlvException() override;
 
     /// The description as UTF-8, at most 2048 bytes with its terminating zero. Never throws and
-    /// leaves the thread's last-error value alone. Valid as long as this object.
+    /// keeps the thread's last-error value. Valid as long as this object.
     const char* what() const noexcept override;
 
     /// A slot that other programs of the suite fill; it does nothing here.
@@ -52,7 +52,7 @@ public:
     const char* GetErrorId() const noexcept override;
 };
 
-/// A value holds fewer bytes than the number that was to be read from it.
+/// A registry value has fewer bytes than the number to read from it.
 class ExceptionNotEnoughBytesForDesiredDataType : public LegacyPlvException
 {
 public:

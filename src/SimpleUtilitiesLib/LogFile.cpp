@@ -17,7 +17,7 @@ namespace
 {
 constexpr DWORD MutexWaitMilliseconds = 5000;
 
-/// The size of the file, which is created when it is missing; 0 when it cannot be opened.
+/// The size of the file, which is created if missing; 0 if it cannot be opened.
 std::uint64_t FileSize(const std::wstring& path)
 {
     const FileHandle file = OpenProperFile(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -40,8 +40,8 @@ std::wstring LogMutexName(const std::wstring& directory)
 
 LogFile& LogFile::Get(const std::wstring& logDirectory, const std::wstring& name)
 {
-    // Never destroyed: whatever runs while the process ends may still log. In memory of its own,
-    // since there may be none to be had and no failure of the log reaches a caller.
+    // Never destroyed: code that runs while the process ends may still log. In static memory,
+    // because an allocation may fail and no failure may reach a caller.
     alignas(LogFile) static std::byte place[sizeof(LogFile)];
     static auto* const log = new (place) LogFile(logDirectory, name);
     return *log;
@@ -141,8 +141,8 @@ void LogFile::Append(std::wstring_view message)
         includeThreadId ? std::optional<DWORD>(GetCurrentThreadId()) : std::nullopt;
     const std::wstring line =
         LogLineText(now, moduleName, GetCurrentProcessId(), threadId, message);
-    // Appended as bytes in one write, with CR LF for every line feed: the C runtime's text mode
-    // would lose the rest of a line at the first character that its locale lacks.
+    // Append bytes in one write, with CR LF for each line feed: the C runtime's text mode would
+    // drop the rest of a line at the first character that its locale lacks.
     const std::string bytes = WithCarriageReturns(ToCodePage(line));
 
     const HeldMutex held = WaitForMutex();

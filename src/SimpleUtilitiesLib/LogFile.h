@@ -9,18 +9,18 @@
 #include <string>
 #include <string_view>
 
-/// The log file that every copy of the program appends to. Lines of all copies are serialised by
-/// one mutex, named after the log's directory. No failure of the log reaches a caller: a line that
-/// cannot be written is dropped.
+/// The log file that every copy of the program appends to. One mutex, named after the log's
+/// directory, serialises the lines. Failures never reach a caller: a line that cannot be written is
+/// dropped.
 class LogFile
 {
 public:
-    /// The log of this process. The first call builds it, with the file `logDirectory`\`name`.log;
-    /// later calls give the same log whatever they name. It lives until the process ends.
+    /// The log of this process. The first call creates it, with the file `logDirectory`\`name`.log;
+    /// later calls ignore their arguments. It lives until the process ends.
     static LogFile& Get(const std::wstring& logDirectory, const std::wstring& name);
 
-    /// Makes the directory and trims the file. An empty directory or name, or a mutex whose
-    /// security cannot be described, gives a log that writes nothing.
+    /// Creates the directory and trims the file. With an empty directory or name, or if the mutex's
+    /// security cannot be built, the log writes nothing.
     LogFile(const std::wstring& logDirectory, const std::wstring& name) noexcept;
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
@@ -38,11 +38,11 @@ public:
         }
         catch (...)
         {
-            // Out of memory: the line is dropped, as any line that cannot be written.
+            // Out of memory: the line is dropped.
         }
     }
 
-    /// The file's full path; empty when the log writes nothing.
+    /// The file's full path; empty if the log writes nothing.
     [[nodiscard]] const std::wstring& Path() const noexcept { return path; }
     /// Empty when the log could not be initialised or a write timed out.
     [[nodiscard]] const std::wstring& Directory() const noexcept { return directory; }
@@ -71,8 +71,7 @@ private:
     std::unique_ptr<NamedMutex> mutex;
 };
 
-/// The name of the mutex of the log in `directory`. Spellings that differ only in the case of the
-/// letters A to Z or in '\' and '/' have one name. Other spellings of the same directory, with a
-/// '\' at the end or with short names, have names of their own: all copies must be given the same
-/// one.
+/// The name of the mutex of the log in `directory`. Spellings that differ only in the case of A to
+/// Z or in '\' and '/' give the same name. Others, such as a trailing '\' or short names, do not:
+/// all copies must use the same spelling.
 std::wstring LogMutexName(const std::wstring& directory);

@@ -2,9 +2,9 @@
 
 class LogFile;
 
-// Each lets one more account append to the log file that exists. True only when the file's DACL was
-// set; a log that is switched off, a file that cannot be opened or a mutex that cannot be had
-// leaves everything as it is. Nothing is thrown or logged.
+// Each lets one more account append to the existing log file. True only if the file's DACL was set.
+// Does nothing if the log is off, the file cannot be opened or the mutex cannot be acquired. Throws
+// and logs nothing.
 
 bool GrantLocalServiceAccess(const LogFile& log) noexcept;
 bool GrantAuthenticatedUsersAccess(const LogFile& log) noexcept;

@@ -21,7 +21,7 @@ bool GoTo(HANDLE file, std::uint64_t position)
     return SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) != FALSE;
 }
 
-/// Reads the next block: empty at the end and on failure.
+/// Reads the next block; empty at the end and on failure.
 std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
 {
     DWORD length = 0;
@@ -30,7 +30,7 @@ std::string_view ReadBlock(HANDLE file, std::span<char> buffer)
     return {buffer.data(), isRead ? length : 0};
 }
 
-/// False when less than `size` bytes could be copied.
+/// False if fewer than `size` bytes could be copied.
 bool CopyWhole(HANDLE source, std::uint64_t size, HANDLE target)
 {
     std::array<char, ScannedBytes> buffer;
@@ -73,8 +73,8 @@ std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size)
     }
 }
 
-/// How many of the bytes may be written: those of whole lines; all of them at the end of the file,
-/// and those of a line that fills the whole buffer. A carriage return waits for the byte behind it.
+/// How many bytes may be written: those of whole lines, or all at the end of the file and if one
+/// line fills the buffer. A carriage return waits for the byte after it.
 std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
 {
     const std::size_t lineEnd = bytes.rfind('\n');
@@ -89,13 +89,13 @@ std::size_t WritableLength(std::string_view bytes, bool isEnd, bool isFull)
     return lineEnd + 1;
 }
 
-/// A file that is filled from its beginning.
+/// A file that is written from its beginning.
 class FilledLog
 {
 public:
     explicit FilledLog(HANDLE emptyFile) : file(emptyFile) {}
 
-    /// False when not all could be written, and no line is torn by that.
+    /// False if not all could be written; then no line is torn.
     bool Write(std::string_view bytes)
     {
         DWORD written = 0;
@@ -116,7 +116,7 @@ public:
         return written == bytes.size();
     }
 
-    /// Ends the file behind its last whole line.
+    /// Truncates the file after its last whole line.
     void CutTornLineOff()
     {
         if (size > endOfLines && GoTo(file, endOfLines))
@@ -135,7 +135,7 @@ private:
 void CopyFrom(std::uint64_t from, std::uint64_t size, HANDLE source, FilledLog target)
 {
     std::array<char, CopiedBytes> buffer;
-    // A block of nothing but line feeds becomes twice as long.
+    // A block of line feeds only becomes twice as long.
     std::array<char, 2 * CopiedBytes> text;
     std::size_t held = 0;
     for (;;)

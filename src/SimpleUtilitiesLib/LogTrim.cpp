@@ -11,7 +11,7 @@ namespace
 constexpr std::uint64_t KeptBytes = 0x200000;
 constexpr std::size_t LongestPiece = 4096;
 
-/// True when a carriage return stands before every line feed. Sixteen bytes are looked at together.
+/// True if a carriage return precedes every line feed. Compares sixteen bytes at a time.
 bool HasUsualLineEnds(std::string_view lines)
 {
     const __m128i lineFeeds = _mm_set1_epi8('\n');
@@ -76,7 +76,7 @@ std::size_t Scanner::TakeUsualLines(std::string_view bytes)
     return lines.size();
 }
 
-/// Takes the piece's next bytes, as many as can be looked through at once. Returns their number.
+/// Takes the piece's next bytes, as many as can be searched at once. Returns their number.
 std::size_t Scanner::TakeFromPiece(std::string_view bytes)
 {
     const std::string_view taken = bytes.substr(0, LongestPiece - pieceLength);
@@ -89,7 +89,7 @@ std::size_t Scanner::TakeFromPiece(std::string_view bytes)
         EndPiece();
         return lineFeed + 1;
     }
-    // Whether the last carriage return is a character is for the next byte to tell.
+    // The next byte decides whether the last carriage return is a character.
     heldCarriageReturn = taken.back() == '\r';
     position += taken.size();
     AddCharacters(taken.size() - (heldCarriageReturn ? 1 : 0));
@@ -118,7 +118,7 @@ void Scanner::AddCharacters(std::size_t characters)
     }
 }
 
-/// Ends the piece at the position that was reached.
+/// Ends the piece at the current position.
 void Scanner::EndPiece()
 {
     count += pieceLength + 1;

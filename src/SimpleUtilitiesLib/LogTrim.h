@@ -5,29 +5,30 @@
 #include <optional>
 #include <string_view>
 
-// Which part of a log that has grown too large is kept, and with which line ends. Works on bytes,
-// so that no byte that the machine's code page does not know can end or change a line.
+// Which part of a log that is too large is kept, and with which line ends. Works on bytes, so that
+// a byte unknown to the code page can neither end nor change a line.
 
 namespace LogTrim
 {
-/// A log of up to this many bytes is left alone.
+/// A log of up to this many bytes is not trimmed.
 inline constexpr std::uint64_t LargestLog = 0x400000;
 
 /// Finds the first byte that a trimmed log keeps.
 ///
 /// The log is read in pieces: a line with its line feed, or the next 4096 characters of a longer
-/// line. A carriage return before a line feed is no character of the piece, and every piece counts
-/// one more than its length, so the count follows the position in the file. The pieces are kept
-/// from the first one at whose end the count is more than the file's size less 2 MiB.
+/// line. A carriage return before a line feed is not counted as a character, but each piece counts
+/// one more than its length, so the count follows the file position. Kept are the pieces from the
+/// first one on at whose end the count exceeds the file's size minus 2 MiB.
 class Scanner
 {
 public:
     explicit Scanner(std::uint64_t fileSize);
 
-    /// Reads the next bytes of the file. The position of the first byte to keep, once it is known.
+    /// Reads the next bytes of the file. Returns the position of the first byte to keep, once
+    /// known.
     std::optional<std::uint64_t> Feed(std::string_view bytes);
 
-    /// The end of the file, which ends a line without a line feed.
+    /// The end of the file, which also ends a line.
     std::optional<std::uint64_t> Finish();
 
 private:
@@ -45,8 +46,8 @@ private:
     std::optional<std::uint64_t> firstKept;
 };
 
-/// Writes `bytes` to `text`, which has room for twice as many, with a carriage return before every
-/// line feed that stands alone. Returns how many bytes it wrote. The byte before the first is taken
-/// for no carriage return.
+/// Writes `bytes` to `text`, which has room for twice as many, with a carriage return before each
+/// bare line feed. Returns the number of bytes written. Assumes no carriage return before the first
+/// byte.
 std::size_t WriteLineEnds(std::string_view bytes, char* text) noexcept;
 } // namespace LogTrim

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-/// Keeps the thread's last-error value as it was when this object was made.
+/// Restores the thread's last-error value at the end of its life.
 class LastErrorKeeper
 {
 public:
@@ -17,9 +17,9 @@ private:
     DWORD saved;
 };
 
-/// A value and how to give it back. `Traits` names the value's type (`Value`), the value that
-/// stands for nothing (`Nothing`), which values are owned (`IsOwned`) and how one is given back
-/// (`Close`). Giving back keeps the thread's last-error value.
+/// Owns a value and releases it. `Traits` has the value's type (`Value`), the empty value
+/// (`Nothing`), which values are owned (`IsOwned`) and how one is released (`Close`). Releasing
+/// keeps the thread's last-error value.
 template <class Traits> class Owner
 {
 public:
@@ -59,7 +59,7 @@ public:
         }
     }
 
-    /// Where a Windows call puts a new value; what was owned before is given back first.
+    /// Where a Windows call stores a new value; releases the old one first.
     [[nodiscard]] Value* Receive() noexcept
     {
         Reset();
@@ -67,8 +67,7 @@ public:
         return &value;
     }
 
-    /// Tells whether the call that was to put a value at `Receive()` has put one there. What a call
-    /// that did not succeed left there is nobody's, and is forgotten.
+    /// Keeps the received value if the call succeeded; otherwise forgets it without releasing it.
     bool KeepIf(BOOL succeeded) noexcept
     {
         if (!succeeded)
@@ -82,7 +81,7 @@ private:
     Value value;
 };
 
-/// Traits of a value of which null alone means nothing.
+/// Traits of a value that is empty if null.
 template <class Type, auto CloseFunction> struct NullIsNothing
 {
     using Value = Type;
@@ -91,7 +90,7 @@ template <class Type, auto CloseFunction> struct NullIsNothing
     static void Close(Value value) noexcept { CloseFunction(value); }
 };
 
-/// Traits of a handle of which both null and all-ones mean nothing.
+/// Traits of a handle that is empty if null or all-ones.
 template <class Type, auto CloseFunction> struct NullAndOnesAreNothing
 {
     using Value = Type;
@@ -103,8 +102,8 @@ template <class Type, auto CloseFunction> struct NullAndOnesAreNothing
     static void Close(Value value) noexcept { CloseFunction(value); }
 };
 
-// How each kind of value is given back. Functions rather than the Windows calls themselves: the
-// address of a call into a DLL is no constant.
+// How each kind of value is released. Functions, because the address of a function in a DLL is not
+// a constant.
 namespace GiveBack
 {
 inline void Handle(HANDLE handle) noexcept
@@ -121,12 +120,12 @@ inline void Local(void* memory) noexcept
 }
 } // namespace GiveBack
 
-/// Process, thread, token, mutex and event handles: null is nothing.
+/// Process, thread, token, mutex and event handles: null is empty.
 using KernelHandle = Owner<NullIsNothing<HANDLE, &GiveBack::Handle>>;
-/// Handles of CreateFileW: all-ones is nothing.
+/// Handles of CreateFileW: all-ones is empty.
 using FileHandle = Owner<NullAndOnesAreNothing<HANDLE, &GiveBack::Handle>>;
 using RegistryHandle = Owner<NullIsNothing<HKEY, &GiveBack::RegistryKeyHandle>>;
-/// Memory that LocalFree gives back, as `Type` (a pointer).
+/// Memory that LocalFree releases, as `Type` (a pointer).
 template <class Type> using LocalPointer = Owner<NullIsNothing<Type, &GiveBack::Local>>;
 /// A SID from ConvertStringSidToSidW.
 using Sid = LocalPointer<PSID>;

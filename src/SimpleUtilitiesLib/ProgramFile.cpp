@@ -4,12 +4,12 @@
 
 namespace
 {
-/// Puts the path into `path`. False when there is none or it had to be cut.
+/// Stores the path in `path`. False if there is none or it was truncated.
 bool ReadProgramPath(DWORD bufferCharacters, std::wstring& path)
 {
     path.assign(bufferCharacters, L'\0');
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), bufferCharacters);
-    // A path that does not fit fills the buffer and is cut one short, for the zero.
+    // A truncated path fills the buffer but for the terminating zero.
     const bool isWhole = length < bufferCharacters;
     path.resize(isWhole ? length : bufferCharacters - 1);
     return isWhole;

@@ -8,8 +8,7 @@
 namespace
 {
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-// A link is opened itself. Whoever listens at a pipe in the file's place may not act as this
-// account.
+// Open a link itself. The server of a pipe in the file's place may not impersonate this account.
 constexpr DWORD Flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT |
                         SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
@@ -35,8 +34,8 @@ bool IsReparsePoint(HANDLE file) noexcept
            (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-/// A name that is to be deleted does not count as one, so both must come from one call: a user who
-/// may delete the name can take it off and put it on again.
+/// A name marked for deletion does not count, so both facts must come from one call: a user who may
+/// delete the name can set and clear the mark.
 bool HasOneName(HANDLE file) noexcept
 {
     FILE_STANDARD_INFO information = {};
@@ -58,7 +57,7 @@ bool DeleteOpenFile(HANDLE file) noexcept
                                       sizeof(deleteAtLastClose));
 }
 
-/// Takes the first component off the path: empty at its end.
+/// Removes the path's first component and returns it; empty at the end.
 std::wstring_view TakeComponent(std::wstring_view& path) noexcept
 {
     constexpr std::wstring_view Separators = L"\\/";
@@ -74,7 +73,7 @@ bool AreSameName(std::wstring_view left, std::wstring_view right) noexcept
                                 static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
-/// Takes `prefix` off the path when it begins with that.
+/// Removes `prefix` from the beginning of the path, if it is there.
 bool Take(std::wstring_view prefix, std::wstring_view& path) noexcept
 {
     const bool isThere = path.starts_with(prefix);
@@ -112,7 +111,7 @@ FileHandle CreateProperFile(const std::wstring& path, DWORD access, DWORD sharin
     FileHandle file = IsOnProperWay(DirectoryOf(path))
                           ? Open(path, access | DELETE, sharing, CREATE_NEW)
                           : FileHandle();
-    // A mount point may have come in between.
+    // A mount point may have been added meanwhile.
     if (file && !IsProperFile(file.Get(), path))
     {
         DeleteOpenFile(file.Get());
@@ -158,7 +157,7 @@ bool IsSamePath(std::wstring_view finalPath, std::wstring_view path) noexcept
     {
         return false;
     }
-    // Most often they are the same to the letter.
+    // Usually they are identical.
     while (finalPath != path)
     {
         if (!AreSameName(TakeComponent(finalPath), TakeComponent(path)))

@@ -7,7 +7,7 @@
 
 namespace
 {
-/// Opens the key for reading and gives what `read` makes of it, or the default.
+/// Opens the key for reading and returns the result of `read`, or the default.
 template <class Value, class Read>
 Value ReadOrDefault(HKEY root, const std::wstring& subKey, const Value& defaultValue, Read read)
 {

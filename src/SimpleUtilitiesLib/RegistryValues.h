@@ -10,8 +10,8 @@
 std::wstring ReadUserString(const std::wstring& subKey, const std::wstring& name,
                             const std::wstring& defaultText);
 
-/// Writes a string under HKEY_USERS, creating the key. False, with the reason in `errorText`, when
-/// the key cannot be created; throws ExceptionRegistryRequest when the value cannot be written.
+/// Writes a string under HKEY_USERS, creating the key. False, with the reason in `errorText`, if
+/// the key cannot be created. Throws ExceptionRegistryRequest if the value cannot be written.
 bool WriteUserString(const std::wstring& subKey, const std::wstring& name, const std::wstring& text,
                      std::wstring& errorText);
 
@@ -27,5 +27,5 @@ std::uint32_t ReadMachineNumber32(const std::wstring& subKey, const std::wstring
 std::uint64_t ReadMachineNumber64(const std::wstring& subKey, const std::wstring& name,
                                   std::uint64_t defaultNumber);
 
-/// Writes a REG_QWORD into the program's own key, creating it. Fails as WriteUserString.
+/// Writes a REG_QWORD to the program's own key, creating the key. Fails as WriteUserString.
 bool WriteMachineNumber64(const std::wstring& name, std::uint64_t number, std::wstring& errorText);

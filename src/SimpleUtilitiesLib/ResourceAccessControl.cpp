@@ -9,7 +9,7 @@
 
 namespace
 {
-/// The DACL and the integrity label of an object, and the memory that they lie in.
+/// The DACL and the integrity label of an object, and their memory.
 struct CurrentSecurity
 {
     LocalPointer<PSECURITY_DESCRIPTOR> descriptor;
@@ -19,8 +19,8 @@ struct CurrentSecurity
     LocalPointer<PSID> group;
 };
 
-/// Memory for a part of a descriptor; none when the descriptor has no such part. Throws
-/// std::bad_alloc when there is none to be had.
+/// Allocates a part of a descriptor; nothing if the descriptor has no such part. Throws
+/// std::bad_alloc.
 template <class Part> void Allocate(DWORD size, Part& part)
 {
     part = Part(size == 0 ? nullptr : static_cast<typename Part::Value>(LocalAlloc(LPTR, size)));
@@ -30,7 +30,7 @@ template <class Part> void Allocate(DWORD size, Part& part)
     }
 }
 
-/// Takes a self-relative descriptor apart (MakeAbsoluteSD). False when it cannot be.
+/// Splits a self-relative descriptor into parts (MakeAbsoluteSD). False on failure.
 bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
 {
     DWORD size = 0;
@@ -50,8 +50,8 @@ bool MakeAbsolute(PSECURITY_DESCRIPTOR relative, CurrentSecurity& absolute)
                           &ownerSize, absolute.group.Get(), &groupSize) != FALSE;
 }
 
-/// What the object has now. An object whose descriptor cannot be read or taken apart starts from an
-/// empty DACL. False when not even that can be had.
+/// The object's present lists. If its descriptor cannot be read or split, starts from an empty
+/// DACL. False if that fails too.
 bool ReadCurrentSecurity(const ResourceAccessControl& resource, CurrentSecurity& current)
 {
     LocalPointer<PSECURITY_DESCRIPTOR> relative;
@@ -69,8 +69,7 @@ bool ReadCurrentSecurity(const ResourceAccessControl& resource, CurrentSecurity&
            MakeAbsolute(relative.Get(), current);
 }
 
-/// An object of which this cannot be told counts as a folder, on which nothing is merged that other
-/// objects would inherit.
+/// An unknown object counts as a folder, where nothing is merged that other objects would inherit.
 ObjectKind KindOf(HANDLE handle)
 {
     BY_HANDLE_FILE_INFORMATION information = {};
@@ -123,7 +122,7 @@ FileAccessControl::FileAccessControl(std::wstring path) noexcept
 
 HANDLE FileAccessControl::Open() noexcept
 {
-    // Backup semantics let directories open too.
+    // Backup semantics open directories too.
     Own(FileHandle(CreateFileW(Name().c_str(), READ_CONTROL | WRITE_DAC | WRITE_OWNER | DELETE,
                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)));
@@ -138,7 +137,7 @@ bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeNam
     }
     catch (...)
     {
-        // Out of memory: the object is left as it is.
+        // Out of memory: the object is unchanged.
         return false;
     }
 }

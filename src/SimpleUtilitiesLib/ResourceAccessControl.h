@@ -14,7 +14,7 @@ public:
     ResourceAccessControl(const ResourceAccessControl&) = delete;
     ResourceAccessControl& operator=(const ResourceAccessControl&) = delete;
 
-    /// A slot that other kinds of objects fill; it does nothing here.
+    /// For other kinds of objects; does nothing here.
     virtual void Reserved() const noexcept;
 
     /// Opens the object for the edit. The handle stays this object's; an invalid one on failure.
@@ -25,13 +25,12 @@ public:
     /// INVALID_HANDLE_VALUE while the object is not open.
     [[nodiscard]] HANDLE Handle() const noexcept { return handle.Get(); }
 
-    /// The list that a new DACL is applied together with: the object's integrity label. Null when
-    /// there is none to carry over.
+    /// The SACL to apply with a new DACL: the object's integrity label. Null if it has none.
     [[nodiscard]] PACL Sacl() const noexcept { return sacl.Get(); }
     void CarryOver(Acl newSacl) noexcept;
 
 protected:
-    /// Takes an open handle over and closes the one before.
+    /// Takes ownership of an open handle and closes the previous one.
     void Own(FileHandle opened) noexcept;
 
 private:
@@ -49,8 +48,8 @@ public:
     HANDLE Open() noexcept override;
 };
 
-/// Widens the DACL of an open object so that `trusteeName` may read, write and delete it. True only
-/// when the new DACL was applied; otherwise the object is unchanged. An object that has no DACL at
-/// all is left alone, with false: everybody may do everything with it, and any list would take
-/// something away. Never throws.
+/// Extends the DACL of an open object so that `trusteeName` may read, write and delete it. True
+/// only if the new DACL was applied; otherwise the object is unchanged. Returns false for an object
+/// without a DACL: it grants everything to everybody, and any list would take rights away. Never
+/// throws.
 bool GrantAccess(ResourceAccessControl& resource, const std::wstring& trusteeName) noexcept;

@@ -12,5 +12,5 @@ inline void Wts(void* memory) noexcept
 }
 } // namespace GiveBack
 
-/// Memory that terminal services handed out, as `Type` (a pointer).
+/// Memory from Remote Desktop Services (WTSFreeMemory), as `Type` (a pointer).
 template <class Type> using WtsMemory = Owner<NullIsNothing<Type, &GiveBack::Wts>>;

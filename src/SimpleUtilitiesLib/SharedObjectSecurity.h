@@ -2,11 +2,11 @@
 
 #include "AccessControlList.h"
 
-/// Makes a descriptor of a DACL and, when there is one, a SACL. False when the system finds the
-/// result not valid. The descriptor points into both lists.
+/// Builds a descriptor from a DACL and, if there is one, a SACL. False if the result is not valid.
+/// The descriptor points to both lists.
 bool BuildSecurityDescriptor(PACL dacl, PACL sacl, SECURITY_DESCRIPTOR& descriptor) noexcept;
 
-/// A security descriptor and the list that it points into.
+/// A security descriptor and the list that it points to.
 struct SharedObjectSecurityDescriptor
 {
     bool isValid = false;
@@ -14,7 +14,7 @@ struct SharedObjectSecurityDescriptor
     SECURITY_DESCRIPTOR descriptor = {};
 };
 
-/// The descriptor of an object that every account which runs the program must be able to open: full
-/// access for Local Service, Administrators and Authenticated Users. `isValid` is false when it
-/// could not be built. Never throws.
+/// The descriptor of an object that every account running the program must be able to open: full
+/// access for Local Service, Administrators and Authenticated Users. `isValid` is false if it could
+/// not be built. Never throws.
 SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor() noexcept;

@@ -6,7 +6,7 @@
 
 namespace
 {
-/// The length of a name with its terminating zero that is tried before the system is asked.
+/// The buffer's length, with the terminating zero, to try before asking the system for it.
 constexpr DWORD FirstNameCharacters = 32;
 
 bool FindAccountOfSid(PSID sid, std::wstring& name, std::wstring& domain)
@@ -79,7 +79,7 @@ bool FindUserOfToken(HANDLE token, std::wstring& sidString)
     return !sidString.empty();
 }
 
-/// Runs `work`; false, with the reason as the last error, when there is no memory for it.
+/// Runs `work`. False, with the reason as the last error, if there is no memory.
 template <class Work> bool WithoutThrowing(Work work) noexcept
 {
     try

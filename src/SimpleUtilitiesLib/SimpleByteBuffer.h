@@ -4,8 +4,7 @@
 #include <utility>
 #include <vector>
 
-/// The raw bytes of a registry value and the numbers at their start. Bytes beyond a number are
-/// ignored.
+/// The raw bytes of a registry value, and the number at their start. Further bytes are ignored.
 class ByteBuffer
 {
 public:

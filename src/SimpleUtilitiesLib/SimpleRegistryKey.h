@@ -9,13 +9,13 @@
 
 /// An open registry key. The last owner of the shared pointer closes it.
 ///
-/// Opening never throws, nor does creating with an error text: they tell by a null result. Creating
-/// without one, and reading and writing a value, throw ExceptionRegistryRequest on errors that are
-/// not expected.
+/// Opening, and creating with an error text, never throw: they return null on failure. Creating
+/// without one, and reading and writing a value, throw ExceptionRegistryRequest on unexpected
+/// errors.
 class RegistryKey
 {
 public:
-    /// Opens a key that exists (RegOpenKeyExW); null when it cannot be opened.
+    /// Opens an existing key (RegOpenKeyExW); null on failure.
     static std::shared_ptr<RegistryKey> OpenRegistryKey(HKEY root, const std::wstring& subKey,
                                                         REGSAM access) noexcept;
 
@@ -29,7 +29,7 @@ public:
     static std::shared_ptr<RegistryKey> CreateRegistryKey(HKEY root, const std::wstring& subKey,
                                                           REGSAM access);
 
-    /// A key that somebody else owns, such as a predefined one, is not closed.
+    /// Does not close a key that it does not own, such as a predefined one.
     RegistryKey(HKEY key, bool owned) noexcept;
     ~RegistryKey();
     RegistryKey(const RegistryKey&) = delete;
@@ -44,13 +44,13 @@ public:
     /// or the handle is bad; other errors throw.
     [[nodiscard]] bool GetValue(const std::wstring& name, std::vector<std::uint8_t>& bytes) const;
 
-    /// The value's bytes as UTF-16 text up to its first zero character, whatever the value's type;
-    /// an odd last byte is dropped. `defaultText` when GetValue gives false.
+    /// The value's bytes as UTF-16 text up to the first zero character, whatever the value's type;
+    /// drops an odd last byte. `defaultText` if GetValue returns false.
     [[nodiscard]] std::wstring GetString(const std::wstring& name,
                                          const std::wstring& defaultText) const;
 
-    /// The names of the immediate subkeys. False, with an empty list, when there are none or they
-    /// cannot all be had.
+    /// The names of the immediate subkeys. False, with an empty list, if there are none or one
+    /// cannot be read.
     [[nodiscard]] bool EnumerateSubKeys(std::vector<std::wstring>& names) const;
 
 private:

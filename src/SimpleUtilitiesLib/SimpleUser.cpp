@@ -9,8 +9,8 @@
 
 namespace
 {
-/// Calls `read` with a buffer and its length in characters; the text up to the first zero is the
-/// result when the call succeeds.
+/// Calls `read` with a buffer and its length in characters. Returns the text up to the first zero
+/// if the call succeeds.
 template <class Read> std::wstring ReadName(DWORD bufferCharacters, Read read)
 {
     std::wstring name(bufferCharacters, L'\0');

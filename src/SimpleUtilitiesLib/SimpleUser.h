@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The account that runs the thread, and the machine. An impersonated thread answers for the
-/// impersonated user. A call that fails gives the empty string.
+/// The thread's account, which is the user's while it impersonates, and the machine. Empty on
+/// failure.
 namespace User
 {
 /// The account's name (GetUserNameW).

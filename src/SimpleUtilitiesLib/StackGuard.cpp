@@ -1,9 +1,9 @@
-// The value that GCC and Clang put between a function's buffers and its return address, and the end
-// of a process that finds it changed. Visual C++ has both in its runtime (/GS).
+// The value that GCC and Clang put between a function's buffers and its return address, and the
+// code that ends a process if it changed. Visual C++ has both in its runtime (/GS).
 //
-// The compilers' own runtime library for this, libssp, asks a cryptographic provider for the value
-// before wmain: six DLLs that no run needs, for twice the processor time of an empty program. The
-// value below is made as Visual C++'s runtime makes its own.
+// The compilers' own library for this, libssp, gets the value from a cryptographic provider before
+// wmain. That loads six DLLs that no run needs and doubles the processor time of an empty program.
+// The value below is computed as Visual C++'s runtime does.
 
 #include "WindowsHeaders.h"
 
@@ -38,8 +38,8 @@ extern "C"
 
 namespace
 {
-/// Mixes what another process can hardly guess as a whole. The lowest byte stays zero: a text that
-/// is copied over the guard would end there.
+/// Mixes values that another process can hardly guess together. The lowest byte is zero, so that a
+/// string copied over the guard ends there.
 __attribute__((no_stack_protector)) int MakeStackGuard()
 {
     LARGE_INTEGER counter = {};
@@ -57,6 +57,6 @@ __attribute__((no_stack_protector)) int MakeStackGuard()
     return 0;
 }
 
-/// The C runtime calls what stands in this section first of all, before any constructor.
+/// The C runtime calls the functions in this section first, before any constructor.
 __attribute__((section(".CRT$XIB"), used)) int (*const makeStackGuardFirst)() = &MakeStackGuard;
 } // namespace

@@ -8,10 +8,10 @@ namespace StandardOutput
 {
 void Write(const std::wstring& text)
 {
-    // In one go: fputs asks for the console's mode with every character.
+    // Write it in one call: fputs queries the console mode for each character.
     const std::string bytes = ToCodePage(text);
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-    // A run that ends in the middle has still said what it did.
+    // So that the text is out even if the run is ended.
     std::fflush(stdout);
 }
 } // namespace StandardOutput

@@ -5,6 +5,6 @@
 namespace StandardOutput
 {
 /// Prints text to standard output in the machine's ANSI code page. The text is data, never a
-/// format. A failure is nobody's business: most runs have no standard output that anyone reads.
+/// format. Failures are ignored: nobody reads most runs' standard output.
 void Write(const std::wstring& text);
 } // namespace StandardOutput

@@ -6,7 +6,7 @@
 std::wstring SystemMessage(DWORD code, DWORD flags)
 {
     LocalPointer<wchar_t*> buffer;
-    // With an allocated buffer the argument is where the buffer's address goes.
+    // For an allocated buffer this argument receives its address.
     const DWORD length =
         FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                        reinterpret_cast<wchar_t*>(buffer.Receive()), 0, nullptr);

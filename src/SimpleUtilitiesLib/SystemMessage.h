@@ -5,8 +5,8 @@
 #include <string>
 
 /// The system's message text for `code` (FormatMessageW), language neutral with the default
-/// sub-language. Empty when the system has none. `flags` must ask for an allocated buffer and for
-/// the system's messages.
+/// sub-language. Empty if there is none. `flags` must include FORMAT_MESSAGE_ALLOCATE_BUFFER and
+/// FORMAT_MESSAGE_FROM_SYSTEM.
 std::wstring SystemMessage(DWORD code, DWORD flags);
 
 /// The text of a Win32 error code as the log shows it: " = 2/0x2: " and the system's text with its

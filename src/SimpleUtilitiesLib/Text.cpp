@@ -18,10 +18,10 @@ wchar_t UpperLetter(wchar_t c)
     return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
 }
 
-/// Empty when the text cannot be converted.
+/// Empty if the text cannot be converted.
 std::string Narrowed(const std::wstring& text, UINT codePage, DWORD flags)
 {
-    // No code page has more bytes for a character.
+    // No code page needs more bytes for a character.
     std::string narrow(4 * text.size(), '\0');
     const int length =
         WideCharToMultiByte(codePage, flags, text.data(), static_cast<int>(text.size()),
@@ -81,14 +81,14 @@ std::string ToCodePage(const std::wstring& text)
     {
         return AsciiOf(text); // which is the same in every code page of Windows
     }
-    // Without this flag a similar character may be put in place of one that the code page lacks.
-    // A machine whose ANSI code page is UTF-8 lacks none and refuses the flag.
+    // Without this flag a similar character may replace one that the code page lacks. UTF-8 as ANSI
+    // code page lacks none and refuses the flag.
     std::string narrow = Narrowed(text, CP_ACP, WC_NO_BEST_FIT_CHARS);
     if (narrow.empty())
     {
         narrow = Narrowed(text, CP_ACP, 0);
     }
-    // A line of the log is never lost for its characters.
+    // Never lose a line of the log because of its characters.
     return narrow.empty() ? AsciiOf(text) : narrow;
 }
 

@@ -4,17 +4,17 @@
 #include <string>
 #include <string_view>
 
-// Text inside the program is UTF-16. Letters are folded from A to Z alone, so that the outcome does
-// not depend on the machine's language.
+// Text inside the program is UTF-16. Only A to Z are folded, so that the result does not depend on
+// the machine's language.
 
-/// Widens UTF-8 up to its first zero byte. A null pointer gives the empty string.
+/// Widens UTF-8 up to its first zero byte. Empty for a null pointer.
 std::wstring FromNarrow(const char* narrow);
 
-/// Writes `text` as UTF-8 into `buffer` of `size` bytes, cut to fit and always zero-terminated.
+/// Writes `text` as UTF-8 to `buffer` of `size` bytes, truncated to fit and zero-terminated.
 void ToNarrow(const std::wstring& text, char* buffer, std::size_t size);
 
-/// `text` in the machine's ANSI code page, with the code page's default character for everything
-/// that it cannot hold (WideCharToMultiByte).
+/// `text` in the machine's ANSI code page, with the default character for what it lacks
+/// (WideCharToMultiByte).
 std::string ToCodePage(const std::wstring& text);
 
 /// `bytes` with a carriage return before every line feed.
@@ -29,11 +29,11 @@ std::wstring ReplaceCharacter(std::wstring text, wchar_t from, wchar_t to);
 /// True for text that is empty or holds only blanks (U+0020).
 bool IsEmptyOrBlank(std::wstring_view text);
 
-/// The part of a path after its last '\', the whole text when there is none.
+/// The part of a path after its last '\', or the whole text.
 std::wstring FileNameOf(const std::wstring& path);
 
-/// The part of a path before its last '\', empty when there is none.
+/// The part of a path before its last '\', or nothing.
 std::wstring DirectoryOf(const std::wstring& path);
 
-/// The file name of a path without its extension: up to the last '.', or whole when there is none.
+/// The file name of a path without its extension: up to the last '.', or all of it.
 std::wstring BaseNameOf(const std::wstring& path);

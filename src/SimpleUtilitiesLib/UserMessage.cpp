@@ -105,7 +105,7 @@ private:
     DWORD style = MB_OK | MB_TASKMODAL;
 };
 
-/// None as well when the sessions cannot be listed.
+/// None if the sessions cannot be listed.
 std::vector<DWORD> ActiveSessions()
 {
     WtsMemory<WTS_SESSION_INFOW*> sessions;

@@ -4,7 +4,7 @@
 
 namespace
 {
-/// False when the machine cannot tell.
+/// False if the look-up fails.
 bool LookUp(const WellKnownAccount& account, AccountName& found)
 {
     const Sid sid = SidFromText(account.sid);

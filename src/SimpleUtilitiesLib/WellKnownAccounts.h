@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// An account that is the same on every machine but for its name, which is localised.
+/// An account that every machine has, with a localised name.
 struct WellKnownAccount
 {
     const wchar_t* sid;
@@ -34,24 +34,24 @@ struct AccountName
     std::wstring name;
 };
 
-/// What this machine calls the well-known accounts. Each is looked up once, since every look-up
-/// goes to another process, or to another machine.
+/// This machine's names of the well-known accounts. Each is looked up once: a look-up goes to
+/// another process or machine.
 class AccountNames
 {
 public:
-    /// Those of this run, which ResolveAccount uses.
+    /// This run's, for ResolveAccount.
     static AccountNames& OfThisRun();
 
-    /// The account's domain and name; the fallback when the machine cannot tell, which is asked
-    /// again then at the next time.
+    /// The account's domain and name. If the look-up fails, the fallback; the next call looks up
+    /// again.
     AccountName Resolve(const WellKnownAccount& account);
 
 private:
     std::map<std::wstring_view, AccountName> known; ///< by SID
 };
 
-/// The account's domain and name as this machine calls them; the fallback when it cannot tell.
+/// The account's domain and name on this machine; the fallback if the look-up fails.
 AccountName ResolveAccount(const WellKnownAccount& account);
 
-/// Domain, "\" and name of the above: how access control calls the account.
+/// The same as domain, "\" and name, for access control.
 std::wstring TrusteeName(const WellKnownAccount& account);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The one way in for windows.h. The oldest Windows that the program supports is Vista; functions
-// that came later must not be called.
+// The only include of windows.h. The oldest supported Windows is Vista: do not call later
+// functions.
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN

@@ -12,9 +12,8 @@ bool IsForOnePrinter(const WriterRequest& request)
     return request.mode == CmdLineOptionsEnum::NewOrChangedEvent && request.onePrinter;
 }
 
-/// `text` between double quotes. A quote within it, and a backslash that would change what a quote
-/// means, gets a backslash before it, as CommandLineToArgvW reads them back; any other text stays
-/// as it is.
+/// `text` in double quotes. Quotes, and backslashes before a quote or at the end, are escaped with
+/// a backslash so that CommandLineToArgvW returns `text`.
 std::wstring Quoted(const std::wstring& text)
 {
     std::wstring quoted = L"\"";

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-// The texts that the siblings are started with.
+// The siblings' command lines.
 
 /// What one request is about.
 struct WriterRequest
@@ -26,5 +26,5 @@ std::wstring WriterArguments(const WriterRequest& request);
 std::wstring InvokerTag(const std::wstring& arguments, const std::wstring& invoker,
                         std::uint32_t processId);
 
-/// Path and arguments with a blank between them; the path is not put in quotes.
+/// Path and arguments with a blank between them; the path is not quoted.
 std::wstring ChildCommandLine(const std::wstring& path, const std::wstring& arguments);

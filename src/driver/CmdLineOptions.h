@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-// What one run is asked to do, as the command line says.
+// What the command line asks a run to do.
 
 enum class NewOrChangedEventTypeEnum : std::uint32_t
 {
@@ -53,8 +53,8 @@ struct CmdLineOptions
 
 class LogFile;
 
-// The names under which the log shows the values. A value that is none of the enumeration is logged
-// as an error and has no name.
+// The values' names in the log. A value outside the enumeration is logged as an error and has no
+// name.
 std::wstring DisplayName(CmdLineOptionsEnum mode, LogFile& log);
 std::wstring DisplayName(NgenOptionEnum ngen, LogFile& log);
 std::wstring DisplayName(WarmupOptionEnum warmup, LogFile& log);

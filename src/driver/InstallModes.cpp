@@ -44,7 +44,7 @@ int ConfigureChannel(bool enable)
 
 int Install(const InstalledTask& task, const std::wstring& programPath)
 {
-    // A task that could only start something else is worse than none, or than an older one.
+    // Without the program's path the task would start another file: keep the old task, or none.
     return programPath.empty() ? 1 : InstallTask(programPath, task.arguments, task.kind);
 }
 

@@ -2,6 +2,5 @@
 
 #include "Run.h"
 
-/// Does what the run's mode asks for and returns the exit code. A value that is no mode prints the
-/// usage text, as the help does.
+/// Runs the mode and returns the exit code. An unknown mode prints the usage text.
 int RunMode(const Run& run);

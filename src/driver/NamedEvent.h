@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-/// A named auto-reset event. One that could not be created is never signalled. A request that it
-/// holds ends with the event's last handle; the next refresh makes good for it.
+/// A named auto-reset event (CreateEventW). If it could not be created it is never signalled. Its
+/// request is lost with the event's last handle; the next refresh makes good for it.
 class NamedEvent
 {
 public:
@@ -15,7 +15,7 @@ public:
 
     void Set() noexcept;
 
-    /// True when the event was signalled; it is not any more afterwards. Does not wait.
+    /// Resets the event. True if it was signalled. Does not wait.
     [[nodiscard]] bool Consume() noexcept;
 
     [[nodiscard]] const std::wstring& Name() const noexcept { return name; }

@@ -67,7 +67,7 @@ private:
         run.log.Write(text);
     }
 
-    /// Runs one pass after the other while a request is pending. Asking for a request takes it.
+    /// Runs passes until no request is pending. Looking for a request takes it.
     void ProcessRequests()
     {
         for (;;)
@@ -76,7 +76,7 @@ private:
             const bool special = specialRequest.Consume();
             if (special)
             {
-                // A full run serves the normal request as well.
+                // This serves the normal request too.
                 ProcessSpecialRequest();
             }
             else if (normal)
@@ -104,13 +104,13 @@ private:
     {
         if (passes == 0)
         {
-            // Printers are often added several at a time; the events of the others come meanwhile.
+            // Printers are often added several at a time: wait for the events of the others.
             Sleep(SettleMilliseconds);
         }
         PrinterEventScanResult found;
         ScanForPrinterEvents(run.log, found);
-        // Before the programs run: a printer at which a run is ended would be tried again by every
-        // later event. The next refresh does what such a run leaves undone.
+        // Store it before the programs run: otherwise a printer that makes the run end would be
+        // tried again at every event. The next refresh does what such a run left undone.
         StoreScanPosition(found.newestRecordId);
         if (passes > 0 && found.noPertinentPrinter)
         {

@@ -2,7 +2,7 @@
 
 #include "Run.h"
 
-/// Starts the writer in the background when the run asks for native images or a warm-up. Every run
-/// does this before its mode. A print server is not warmed up. Returns whether the debugger prompt
-/// was offered on the way.
+/// Starts the writer in the background if native images or a warm-up are asked for; a print server
+/// is not warmed up. Every run does this before its mode. Returns whether it offered the debugger
+/// prompt.
 bool RunNgenWarmupStep(Run& run);

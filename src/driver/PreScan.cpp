@@ -28,7 +28,7 @@ bool PreScanFindsNothingToDo(const Run& run)
         CreateMutexW(nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
     PrinterEventScanResult found;
     {
-        // Held or not, the scan runs: the wait is a bound, not a condition.
+        // Scan even if the wait failed: it only limits how many copies scan at once.
         const HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
         ScanForPrinterEvents(run.log, found);
     }
@@ -43,8 +43,8 @@ bool PreScanFindsNothingToDo(const Run& run)
 
 void StoreScanPosition(std::uint64_t recordId)
 {
-    // A key that cannot be created leaves no trace: no line of the log tells of it. The next scan
-    // begins where this one did and finds the same events again.
+    // A failure is not logged: the next scan starts from the old position and finds the same
+    // events.
     std::wstring reason;
     WriteMachineNumber64(RegistryPaths::ScanPosition, recordId, reason);
 }

@@ -2,10 +2,11 @@
 
 #include "Run.h"
 
-/// The first scan of a printer-event run, one copy at a time. True when no supported printer was
-/// added or changed, so that the run is over; the newest record is stored then.
+/// Scans the event log at the start of a printer-event run, one copy at a time. True if no
+/// supported printer was added or changed: the newest record id is then stored, and the run is
+/// over.
 bool PreScanFindsNothingToDo(const Run& run);
 
-/// Stores the newest record that was dealt with. A key that cannot be created is passed over: the
-/// next scan then begins where this one began.
+/// Stores the newest record id that was dealt with. Does nothing if the key cannot be created: the
+/// next scan then starts from the old position.
 void StoreScanPosition(std::uint64_t recordId);

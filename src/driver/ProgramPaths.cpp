@@ -9,7 +9,7 @@
 
 namespace
 {
-/// Memory that the shell handed out.
+/// Memory that the shell allocated.
 using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 } // namespace
 
@@ -25,7 +25,7 @@ ProgramPaths ProgramPathsIn(const std::wstring& directory)
 
 std::wstring LogDirectory()
 {
-    // The folder's text is to be given back whether the call succeeds or not.
+    // The text must be released even if the call fails.
     ShellText programData;
     const HRESULT result =
         SHGetKnownFolderPath(FOLDERID_ProgramData, KF_FLAG_CREATE, nullptr, programData.Receive());

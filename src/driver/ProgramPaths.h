@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The full paths of this program and of its two siblings in the same directory. All are empty when
-/// the directory cannot be had: nothing is then started or registered, least of all a file of that
+/// The full paths of this program and of its two siblings in the same directory. All are empty if
+/// the directory is unknown: then nothing is started or registered, in particular no file of that
 /// name in a drive's root.
 struct ProgramPaths
 {
@@ -12,9 +12,9 @@ struct ProgramPaths
     std::wstring writer;
 };
 
-/// The three paths for a program that lies in `directory`; empty ones when that is empty.
+/// The three paths for a program in `directory`; empty if `directory` is.
 ProgramPaths ProgramPathsIn(const std::wstring& directory);
 
-/// The log's directory under the ProgramData folder. Empty, so that nothing is logged, when the
-/// folder cannot be had.
+/// The log's directory under the ProgramData folder. Empty, so that nothing is logged, if Windows
+/// does not give the folder.
 std::wstring LogDirectory();

@@ -34,7 +34,7 @@ void LogBeginning(const Run& run)
     }
 }
 
-/// Runs one pass for every pending request. True when a pass was run.
+/// Runs a pass for each pending request. True if there was one.
 bool ProcessRequests(const Run& run, NamedEvent& request)
 {
     bool processed = false;
@@ -65,7 +65,7 @@ int RunRefresh(const Run& run)
         return LeaveRequest(run, request);
     }
     LogBeginning(run);
-    // The first pass updates the bags like any other: it counts as queued work too.
+    // Every pass counts as queued work, the first one too.
     if (ProcessRequests(run, request))
     {
         run.log.Write(L"Update UserPropertyBags With Desktop GUIDs before exiting after processing "
@@ -73,10 +73,9 @@ int RunRefresh(const Run& run)
         UpdateDesktopAppGuids();
     }
     run.log.Write(L"Refresh event done...exiting.");
-    // The mutex stays owned on purpose, so that every copy that comes before the handle is closed
-    // is redundant and its request waits in the event. Closing the handle takes no ownership away:
-    // as the last one it ends the mutex, and the next copy makes a new one; while another copy has
-    // the mutex open, this thread owns it until it ends, which abandons it.
+    // Do not release the mutex: until this copy ends, every other copy is redundant and posts its
+    // request. Closing the last handle deletes the mutex, and the next copy creates a new one.
+    // While another copy has it open, this thread owns it until the thread ends and abandons it.
     instance.KeepUntilThreadEnds();
     return 0;
 }

@@ -2,6 +2,6 @@
 
 #include "Run.h"
 
-/// The periodic and the on-demand refresh. One copy works at a time; a redundant one leaves its
-/// request and returns 1. The working copy returns 0 when no request is pending.
+/// Runs the periodic or the on-demand refresh. One copy works until no request is pending and
+/// returns 0; a redundant copy posts its request and returns 1.
 int RunRefresh(const Run& run);

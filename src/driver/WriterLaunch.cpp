@@ -17,13 +17,13 @@ KernelHandle LogOnLocalService()
     return token;
 }
 
-// A program that does not start leaves no line; the next request starts it again.
+// A program that does not start is not logged; the next request tries again.
 
 DWORD RunQuery(const std::wstring& commandLine)
 {
     XProcess query;
     const KernelHandle localService = LogOnLocalService();
-    // Some accounts may not log another one on: the printers are configured all the same.
+    // An account without the right to log another on still configures the printers.
     return localService ? query.RunAsUser(localService.Get(), commandLine)
                         : query.RunAsCurrentUser(commandLine);
 }
@@ -38,8 +38,8 @@ bool StartWriter(const std::wstring& commandLine)
     return XProcess().Start(commandLine);
 }
 
-/// What `launch` makes of the program at `path`. Without a path there is nothing to start, and
-/// nothing as a result: the command line would begin with the arguments.
+/// Launches the program at `path`. With an empty path does nothing and returns an empty result: the
+/// command line would begin with the arguments.
 template <class Result>
 Result Launch(Result (*launch)(const std::wstring&), const std::wstring& path,
               const std::wstring& arguments)

@@ -15,7 +15,7 @@ class LogFile;
 std::uint32_t LaunchWriterForRequest(const WriterRequest& request, const std::wstring& invoker,
                                      const ProgramPaths& paths, LogFile& log);
 
-/// Starts the writer with `arguments`, which begin with a blank, and does not wait. Returns 0, or 1
-/// when it could not be started.
+/// Starts the writer with `arguments`, which begin with a blank, and does not wait for it. Returns
+/// 0, or 1 if it does not start.
 int LaunchWriterInBackground(const std::wstring& invoker, const std::wstring& writerPath,
                              const std::wstring& arguments);

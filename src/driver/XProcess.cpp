@@ -14,8 +14,8 @@ struct EnvironmentTraits
     static void Close(Value block) noexcept { DestroyEnvironmentBlock(block); }
 };
 
-/// Dispatches every message that waits. A request to quit is posted again, for whoever pumps next.
-/// A message that cannot be had would be found again at once: it, too, waits for the next poll.
+/// Dispatches all waiting messages. Posts a quit message again, for the next message loop. Stops at
+/// a message that cannot be read: it would be found again at once.
 void PumpMessages()
 {
     MSG message = {};
@@ -66,7 +66,7 @@ DWORD XProcess::RunAsUser(HANDLE token, const std::wstring& commandLine)
     KernelHandle duplicate;
     const bool duplicated = duplicate.KeepIf(DuplicateTokenEx(
         token, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary, duplicate.Receive()));
-    // The token itself may do for starting a process; without it there would be none.
+    // Without a duplicate, try the token itself.
     HANDLE account = duplicated ? duplicate.Get() : token;
     PROCESS_INFORMATION information = {};
     BOOL created = FALSE;
@@ -87,7 +87,7 @@ bool XProcess::Own(BOOL created, const PROCESS_INFORMATION& information) noexcep
 {
     if (!created)
     {
-        // What the call left in the record is nobody's.
+        // A failed call leaves nothing that is ours.
         return false;
     }
     CloseChild();

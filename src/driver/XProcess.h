@@ -4,12 +4,12 @@
 
 #include <string>
 
-/// Runs one child process to its end. While it runs, the thread's message queue is kept alive;
-/// there is no time limit. Both ways take the whole command line, program path first, and return
-/// the child's exit code, or 0 when nothing ran.
+/// Runs one child process to its end, without a time limit, and dispatches the thread's messages
+/// meanwhile. Takes the whole command line, program path first. Returns the child's exit code, or 0
+/// if it did not start.
 ///
-/// The path is not put between quotes. Windows then tries the shorter paths at its blanks first, so
-/// the directories above the program must not be writable for others.
+/// The path is not quoted. Windows first tries the shorter paths that end before its blanks, so
+/// others must not be able to write to the directories above the program.
 class XProcess
 {
 public:
@@ -25,8 +25,8 @@ public:
     /// token stays the caller's.
     DWORD RunAsUser(HANDLE token, const std::wstring& commandLine);
 
-    /// Starts a child under the account of this process and does not wait. False when it cannot be
-    /// started.
+    /// Starts a child under this process's account and does not wait for it. False if it does not
+    /// start.
     bool Start(const std::wstring& commandLine);
 
 private:

@@ -6,9 +6,8 @@ int wmain(int argumentCount, wchar_t** arguments);
 
 int wmain(int argumentCount, wchar_t** arguments)
 {
-    // The runtime allocates what it keeps of exceptions when it is first asked, and ends the
-    // process when there is no memory. Now nothing is lost by that; at the first exception a
-    // request could be.
+    // Let the runtime allocate its memory for exceptions now. If that fails it ends the process:
+    // here nothing is lost, at the first exception a request could be.
     [[maybe_unused]] const volatile int none = std::uncaught_exceptions();
     return RunProgram(argumentCount, arguments);
 }

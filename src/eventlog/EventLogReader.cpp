@@ -5,7 +5,7 @@
 
 namespace
 {
-// The values of an event, in the order in which they are asked for.
+// An event's values, in the order of the render context's paths.
 enum RenderedValue : DWORD
 {
     EventIdValue,
@@ -25,7 +25,7 @@ std::wstring TextOf(const EVT_VARIANT& value)
     return value.StringVal;
 }
 
-/// The code of a call that failed; a failure without a code is one all the same.
+/// GetLastError() after a failed call, or ERROR_INVALID_DATA if none was set.
 DWORD FailureCode()
 {
     const DWORD code = GetLastError();
@@ -35,7 +35,7 @@ DWORD FailureCode()
 
 std::wstring PrinterEventQuery(std::uint64_t firstRecordId)
 {
-    // Whole: a record id has 64 bits.
+    // A record id has 64 bits.
     return Format(L"Event/System[(EventID=300 or EventID=306) and EventRecordID >= %I64u]",
                   firstRecordId);
 }
@@ -60,7 +60,7 @@ bool EventLogReader::MoveNext()
     }
     if (currentIndex == returnedCount)
     {
-        // Windows may give fewer events than it was asked for: only a batch that fails is the end.
+        // Windows may return fewer events than requested: only a failed batch is the end.
         endReached = !FetchBatch();
         if (endReached)
         {
@@ -116,8 +116,7 @@ DWORD EventLogReader::ReadNext()
     return ERROR_SUCCESS;
 }
 
-/// Makes the render context at the first event. One that could not be had is asked for again at the
-/// next.
+/// Creates the render context at the first event, or at a later one if that failed.
 bool EventLogReader::HasContext()
 {
     if (!context)
@@ -135,7 +134,7 @@ bool EventLogReader::HasContext()
     return context.IsValid();
 }
 
-/// Renders the current event into the buffer. `size` is what it needs.
+/// Renders the current event into the buffer. `size` gets the size that it needs.
 bool EventLogReader::Render(DWORD& size, DWORD& count)
 {
     return EvtRender(context.Get(), batch[currentIndex - 1].Get(), EvtRenderEventValues,

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// The query for printer events from a record id on. The bound is inclusive on purpose: the event
-/// that was dealt with last is read again and ends the range.
+/// The query for printer events from a record id on, that one included on purpose: the event that
+/// was dealt with last ends the range.
 std::wstring PrinterEventQuery(std::uint64_t firstRecordId);
 
 /// Reads the printer events of the print service's channel, newest first, in batches of ten.
@@ -20,15 +20,14 @@ public:
     EventLogReader(const EventLogReader&) = delete;
     EventLogReader& operator=(const EventLogReader&) = delete;
 
-    /// Starts the query (EvtQuery). False when it cannot be started; GetLastError tells why.
+    /// Starts the query (EvtQuery). False, with the reason in GetLastError(), if that fails.
     bool OpenQuery();
 
-    /// Goes to the next event. False at the end of the result set, and when a batch cannot be had.
+    /// Goes to the next event. False at the end of the result set, or if a batch fails.
     bool MoveNext();
 
-    /// Renders the current event into record id, event id and printer name. Returns the Windows
-    /// error code, 0 on success; on failure the printer name is empty and the ids are the last
-    /// event's.
+    /// Renders the current event's record id, event id and printer name. Returns the Windows error
+    /// code, or 0. On failure the printer name is empty and the ids are still the previous event's.
     DWORD ReadNext();
 
     [[nodiscard]] std::uint64_t RecordId() const noexcept { return recordId; }
@@ -61,7 +60,7 @@ private:
     std::wstring reservedText; ///< only reserves room: never filled
     std::wstring printerName;
 
-    // For all events of the reader: to make them anew for each takes longer than to render it.
+    // Shared by all events: creating them for each would take longer than rendering it.
     EventHandle context;
     std::vector<BYTE> buffer; ///< as large as the largest event needed
 };

@@ -9,7 +9,7 @@ namespace
 constexpr DWORD InfoLevel = 3;
 constexpr DWORD SupportedDriverModel = 4;
 
-/// The spooler's error as an HRESULT. A failure without a code is one all the same.
+/// The spooler's error as an HRESULT; a failure code even if no error was set.
 HRESULT SpoolerFailure()
 {
     const DWORD code = GetLastError();

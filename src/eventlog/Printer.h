@@ -23,8 +23,8 @@ public:
     Printer(const Printer&) = delete;
     Printer& operator=(const Printer&) = delete;
 
-    /// Opens a printer by name with no defaults (OpenPrinterW), closing the one that was open.
-    /// False when there is no such printer or it may not be opened.
+    /// Opens a printer by name without defaults (OpenPrinterW) and closes the one open before.
+    /// False if there is no such printer or access is denied.
     bool Open(const std::wstring& name);
     void Close();
 

@@ -6,7 +6,7 @@
 
 class LogFile;
 
-/// What a scan of the printer events found.
+/// The result of a scan.
 struct PrinterEventScanResult
 {
     bool noPertinentPrinter = false;  ///< there are events, and none concerns a supported printer
@@ -15,9 +15,9 @@ struct PrinterEventScanResult
     std::uint64_t newestRecordId = 0; ///< the newest record that was read; 0 when none was
 };
 
-/// Finds the supported printers that were added or changed since the last record that was dealt
-/// with, and logs what it found. False when there are more than 5000 events, so that all printers
-/// are to be processed. Stores nothing.
+/// Finds the supported printers added or changed since the stored record id, and logs the result.
+/// False if there are more than 5000 events: all printers are then to be processed. Does not store
+/// the record id.
 bool ScanForPrinterEvents(LogFile& log, PrinterEventScanResult& result);
 
 /// Sets the flags and the name from the printers found among `eventsRead` events.

@@ -24,7 +24,7 @@ void SupportedPrinters::Examine(const std::wstring& name)
 {
     if (names.contains(name) || unsupported.contains(name))
     {
-        // A burst names one printer many times; the spooler need not be asked again.
+        // A burst names one printer many times: ask the spooler once.
         return;
     }
     const Finding finding = printer.Open(name) ? LookAtPrinter() : Finding::Unknown;
@@ -47,7 +47,7 @@ SupportedPrinters::Finding SupportedPrinters::LookAtPrinter() const
     {
         return found ? Finding::Unsupported : Finding::Unknown;
     }
-    // A longer value is cut to nine characters and so can never match.
+    // A longer value is cut to nine characters, and so never matches.
     std::array<wchar_t, 10> platform = {};
     GetPrivateProfileStringW(L"PV-Private", L"DriverPlatform", L"", platform.data(),
                              static_cast<DWORD>(platform.size()), manifest.c_str());
@@ -55,6 +55,6 @@ SupportedPrinters::Finding SupportedPrinters::LookAtPrinter() const
     {
         return Finding::Supported;
     }
-    // A platform that is missing and a file that is not there or in use read alike.
+    // A missing platform cannot be told from a missing or locked file.
     return CanBeRead(manifest) ? Finding::Unsupported : Finding::Unknown;
 }

@@ -6,17 +6,16 @@
 #include <set>
 #include <string>
 
-/// True for the DriverPlatform of a manifest that names the suite's driver platform.
+/// True if a manifest's DriverPlatform is the suite's.
 bool IsSupportedPlatform(const std::wstring& driverPlatform);
 
-/// Gathers the names of the printers that the suite's version-4 drivers drive.
+/// Collects the names of printers with the suite's version-4 drivers.
 class SupportedPrinters
 {
 public:
-    /// Adds `name` when its printer is supported. A name that differs from another in case alone is
-    /// a name of its own. A printer that cannot be opened, whose driver or manifest cannot be read,
-    /// or that is not supported is passed over. It is tried again when it is named again, unless it
-    /// was found not to be supported.
+    /// Adds `name` if its printer is supported. Names are compared with case. A printer that cannot
+    /// be opened, or whose driver or manifest cannot be read, is examined again if it is named
+    /// again; one that was found not to be supported is not.
     void Examine(const std::wstring& name);
 
     [[nodiscard]] const std::set<std::wstring>& Names() const noexcept { return names; }

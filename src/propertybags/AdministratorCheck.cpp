@@ -19,7 +19,7 @@ bool Query(HANDLE token, TOKEN_INFORMATION_CLASS kind, Information& information,
     return false;
 }
 
-/// `fullToken` gets the full companion of a limited token and stays empty for any other.
+/// `fullToken` gets the linked full token of a limited token; for any other it stays empty.
 bool FindFullToken(HANDLE token, KernelHandle& fullToken, LogFile& log)
 {
     TOKEN_ELEVATION_TYPE elevation = TokenElevationTypeDefault;

@@ -4,7 +4,7 @@
 
 class LogFile;
 
-/// Whether the token's user is a member of the built-in Administrators group. A token that User
-/// Account Control has limited is judged by its full companion. False, with the reason in the log,
-/// when it cannot be told.
+/// Whether the token's user is a member of the built-in Administrators group. If User Account
+/// Control limited the token, its linked full token decides. False, with the reason in the log, on
+/// failure.
 bool IsAdministrator(HANDLE token, LogFile& log);

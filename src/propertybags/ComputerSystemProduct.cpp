@@ -49,7 +49,7 @@ ComPointer<IEnumWbemClassObject> Query(IWbemServices& services)
     return objects;
 }
 
-/// The value's text. Null counts as empty text, so that the other property keeps its place.
+/// The value as text. Null counts as empty, so that the other property keeps its place.
 std::wstring TextOf(Variant& property)
 {
     const VARIANT& value = property.Get();

@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// What identifies the machine's hardware. Both texts are empty unless `ok`.
+/// The identity of the machine's hardware. Both texts are empty unless `ok`.
 struct ComputerSystemProduct
 {
     std::wstring uuid;
@@ -10,7 +10,7 @@ struct ComputerSystemProduct
     bool ok = false;
 };
 
-/// Asks WMI for the UUID and the IdentifyingNumber of the single Win32_ComputerSystemProduct. A
-/// property that is no text and cannot be made one counts as empty text. Not ok on any failure, and
-/// when there is no such object or more than one.
+/// Gets the UUID and the IdentifyingNumber of the single Win32_ComputerSystemProduct from WMI. A
+/// property that cannot be converted to text counts as empty. Not ok on any failure, or if there is
+/// not exactly one such object.
 ComputerSystemProduct QueryComputerSystemProduct();

@@ -12,7 +12,7 @@ namespace
 constexpr wchar_t EntrySeparator = L'*';
 constexpr wchar_t KeySeparator = L':';
 
-/// Exactly a key and a list, and the key is this version's to the letter.
+/// True for exactly a key and a list, if the key is this version's; case matters.
 bool IsOwnEntry(std::wstring_view entry)
 {
     const std::size_t keyEnd = FindCharacter(entry, KeySeparator);
@@ -24,14 +24,14 @@ bool IsOwnEntry(std::wstring_view entry)
     return FindCharacter(list, KeySeparator) == list.size();
 }
 
-/// The entry that begins at `start`. The next one begins behind the separator that follows it.
+/// The entry that begins at `start`. The next one begins after its separator.
 std::wstring_view EntryAt(std::wstring_view value, std::size_t start)
 {
     const std::wstring_view rest = value.substr(start);
     return rest.substr(0, FindCharacter(rest, EntrySeparator));
 }
 
-/// This version's first entry in `value`; empty when there is none.
+/// This version's first entry in `value`; empty if there is none.
 std::wstring_view FindOwnEntry(std::wstring_view value)
 {
     for (std::size_t start = 0; start <= value.size();)
@@ -87,7 +87,7 @@ std::optional<std::wstring> Remove(const std::wstring& value)
         const std::wstring_view entry = EntryAt(value, start);
         if (entry.data() != own.data() && !IsEmptyOrBlank(entry))
         {
-            // With the separator behind it, which the last entry has not.
+            // With the separator after it; the last entry has none.
             text.append(value, start, entry.size() + 1);
         }
         start += entry.size() + 1;

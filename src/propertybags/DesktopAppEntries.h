@@ -12,12 +12,10 @@ namespace DesktopAppEntries
 /// This program's version key.
 inline constexpr wchar_t VersionKey[] = L"7.0";
 
-/// `value` with this version's entry set to `guids`: replaced where it stands, else added at the
-/// end.
+/// `value` with this version's entry set to `guids`: replaced in its place, or added at the end.
 std::wstring Update(const std::wstring& value, const std::wstring& guids);
 
-/// `value` without this version's entry; nothing when it has none and is not to be written. Taking
-/// the last entry out leaves a '*' at the end: the separators follow the places of the entries, and
-/// other readers of the value rely on that.
+/// `value` without this version's entry; nothing if it has none, and the value need not be written.
+/// Removing the last entry leaves a '*' at the end, on purpose: other readers rely on it.
 std::optional<std::wstring> Remove(const std::wstring& value);
 } // namespace DesktopAppEntries

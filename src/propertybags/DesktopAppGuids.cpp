@@ -6,8 +6,8 @@
 
 namespace
 {
-/// Makes the message that an engineer finds in a debugger which stops here. It goes nowhere else,
-/// and a value that nobody reads is volatile lest the compiler leave it out.
+/// Makes a message for an engineer whose debugger stops here; it goes nowhere else. It is volatile
+/// so that the compiler keeps it although nobody reads it.
 void NoteFailingHive() noexcept
 {
     [[maybe_unused]] const char* const volatile note =
@@ -43,7 +43,7 @@ void UpdateDesktopAppGuids()
             [&guids](RegistryKey& bag)
             {
                 const std::wstring value = bag.GetString(RegistryPaths::DesktopAppGuids, {});
-                // Written also when it is unchanged.
+                // Write it even if unchanged.
                 bag.SetValue(RegistryPaths::DesktopAppGuids,
                              DesktopAppEntries::Update(value, guids));
             },
@@ -51,7 +51,7 @@ void UpdateDesktopAppGuids()
     }
     catch (...)
     {
-        // Out of memory before the first hive: there is nobody to tell.
+        // Out of memory before the first hive. Nothing is reported.
     }
 }
 

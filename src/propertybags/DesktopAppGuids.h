@@ -1,11 +1,10 @@
 #pragma once
 
-// The list of desktop applications in every user's printer property bag. Neither operation reports
-// anything, and no error leaves it: a hive that cannot be read or written is passed over.
+// The list of desktop applications in every user's printer property bag. Both operations skip a
+// hive that cannot be read or written. They report nothing and throw nothing.
 
-/// Makes sure that every hive's bag names this version's desktop applications.
+/// Adds this version's desktop applications to every hive's bag.
 void UpdateDesktopAppGuids();
 
-/// Takes this version's desktop applications out of every hive's bag that names them. Creates
-/// nothing.
+/// Removes this version's desktop applications from every hive's bag. Creates nothing.
 void RemoveDesktopAppGuids();

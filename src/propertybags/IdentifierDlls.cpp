@@ -2,14 +2,13 @@
 
 #include "LateLoading.h"
 
-// The identifiers are computed while the thread impersonates a user: the loader would look for a
-// DLL with the user's rights, and through the user's drive letters. What is loaded already is not
-// looked for.
+// The identifiers are computed while impersonating a user. The loader would search for a DLL with
+// the user's rights and drive letters; it does not search for a loaded one.
 
 namespace
 {
-/// The program's own late DLLs, and what COM, WMI and the cryptographic provider load in turn on
-/// one version of Windows or another.
+/// The program's own delay-loaded DLLs, and those that COM, WMI and the cryptographic provider load
+/// on some version of Windows.
 constexpr const char* Dlls[] = {
     // names
     "SECUR32.dll",

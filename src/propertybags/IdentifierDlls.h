@@ -1,5 +1,5 @@
 #pragma once
 
-/// Loads every DLL that the identifiers need, from the system's folder, before a user is
-/// impersonated. One that this Windows lacks is passed over.
+/// Loads every DLL that the identifiers need from the system folder. Call it before impersonating.
+/// Skips a DLL that this Windows lacks.
 void LoadDllsOfIdentifiers();

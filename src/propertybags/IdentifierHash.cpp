@@ -23,7 +23,7 @@ struct HashTraits
     static void Close(Value hash) noexcept { CryptDestroyHash(hash); }
 };
 
-/// Lower case by the invariant locale's rules, which know more letters than A to Z.
+/// Lower case by the invariant locale, not only A to Z.
 std::wstring InvariantLowerCase(const std::wstring& text)
 {
     const int length = static_cast<int>(text.size()) + 1;
@@ -36,7 +36,7 @@ std::wstring InvariantLowerCase(const std::wstring& text)
     return lower.data();
 }
 
-/// Strict UTF-8; false for text that is no valid UTF-16.
+/// Converts to UTF-8; false if the text is not valid UTF-16.
 bool ToStrictUtf8(const std::wstring& text, std::string& utf8)
 {
     const int length = static_cast<int>(text.size());

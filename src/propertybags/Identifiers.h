@@ -9,11 +9,11 @@ struct Identifier
     std::wstring sourceText;
 };
 
-// Both run in the caller's security context. Nothing is reported: what cannot be had is an empty
+// Both run in the caller's security context. Failures are not reported: what is unknown is an empty
 // part of the source text.
 
-/// Stands for one account on this machine. An empty name means the account that runs the thread.
+/// Identifies an account on this machine. An empty name means the thread's account.
 Identifier ComputeUserId(const std::wstring& accountName);
 
-/// Stands for this machine.
+/// Identifies this machine.
 Identifier ComputeDeviceId();

@@ -25,7 +25,7 @@ bool ImpersonateMainSessionUserWrapper::ImpersonateAgain()
 {
     if (!token || !ImpersonateLoggedOnUser(token.Get()))
     {
-        // The flag stays: a thread that impersonated before still does.
+        // Keep the flag: a thread that impersonated before still does.
         return false;
     }
     impersonating = true;
@@ -41,8 +41,7 @@ void ImpersonateMainSessionUserWrapper::Revert()
     impersonating = false;
 }
 
-/// Leaves the user: the profile goes with the token that it was loaded with. Who calls this closes
-/// the token.
+/// Leaves the user: unloads the profile with the token that loaded it. The caller closes the token.
 void ImpersonateMainSessionUserWrapper::Leave() noexcept
 {
     if (!token)

@@ -2,8 +2,8 @@
 
 #include "Owners.h"
 
-/// The impersonation of a session's user by this thread, and its undoing at the end of the object's
-/// life: the profile is unloaded, the thread reverts to itself, the token is closed.
+/// Impersonates a session's user on this thread. The destructor unloads the profile, reverts the
+/// thread and closes the token.
 class ImpersonateMainSessionUserWrapper
 {
 public:
@@ -12,18 +12,18 @@ public:
     ImpersonateMainSessionUserWrapper(const ImpersonateMainSessionUserWrapper&) = delete;
     ImpersonateMainSessionUserWrapper& operator=(const ImpersonateMainSessionUserWrapper&) = delete;
 
-    /// Duplicates `sessionToken` (which stays the caller's) and impersonates its user, after the
-    /// user before was left. False when either fails: the thread then stays whoever it was if there
-    /// is no duplicate, and is itself if the duplicate cannot be impersonated.
+    /// Duplicates `sessionToken` (which stays the caller's), leaves the user before and
+    /// impersonates the new one. False on failure: without a duplicate the thread keeps its
+    /// identity, else it has reverted.
     bool Impersonate(HANDLE sessionToken);
 
-    /// Impersonates the same user again, after Revert. False when that fails: the thread then stays
-    /// whoever it was.
+    /// Impersonates the same user again, after Revert. On failure returns false; the thread keeps
+    /// its identity.
     bool ImpersonateAgain();
 
-    /// Makes the thread itself again. Does nothing when it is. A thread that cannot be made itself
-    /// again must not go on as somebody else: the process ends with 1, without a line in the log,
-    /// which it would open and write as that user.
+    /// Reverts the thread to its own account (RevertToSelf), if it impersonates. If that fails,
+    /// ends the process with 1: it must not go on as the user. Nothing is logged, since the log
+    /// would be written as that user.
     void Revert();
 
 private:

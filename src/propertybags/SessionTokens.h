@@ -4,6 +4,6 @@
 
 #include <vector>
 
-/// The primary tokens of the users of all active and disconnected sessions but session 0, in the
-/// order in which the sessions are enumerated. A session whose token cannot be had is left out.
+/// The primary tokens of the users of all active and disconnected sessions except session 0, in the
+/// order of enumeration. Skips a session whose token cannot be queried.
 std::vector<KernelHandle> CollectSessionTokens();

@@ -7,17 +7,16 @@
 #include <string>
 #include <vector>
 
-// The hives that are loaded under HKEY_USERS, all of them: users, their _Classes companions,
-// .DEFAULT and the service accounts.
+// All hives loaded under HKEY_USERS: users, their _Classes, .DEFAULT and the service accounts.
 
-/// The names of the hives, from the last enumerated to the first. Empty when they cannot be had.
+/// The names of the hives, from the last enumerated to the first. Empty on failure.
 std::vector<std::wstring> UserHivesLastToFirst();
 
 /// The path of a hive's printer property bag under HKEY_USERS.
 std::wstring PropertyBagPath(const std::wstring& hive);
 
-/// Runs `work` with every hive's open property bag, which is created where it is missing. Whatever
-/// goes wrong in one hive is dropped: `failed` is called, and the next hive follows.
+/// Runs `work` with every hive's open property bag, creating missing ones. If a hive fails, calls
+/// `failed` and goes on with the next.
 template <class Work> void ForEveryPropertyBag(Work work, void (*failed)() noexcept)
 {
     for (const std::wstring& hive : UserHivesLastToFirst())

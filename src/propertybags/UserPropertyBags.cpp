@@ -13,7 +13,7 @@
 
 namespace
 {
-/// The user of a session: the text of the SID, and the account that it belongs to.
+/// A session's user: the SID as text, and its account.
 struct SessionUser
 {
     std::wstring sid;
@@ -41,7 +41,7 @@ bool WriteUserId(const SessionUser& user, const std::wstring& userId)
     }
     catch (const LegacyPlvException&)
     {
-        // The user's own hive may be gone or closed to writing; the other values are not kept back.
+        // The user's hive may be unloaded or read-only; still write the other values.
         return false;
     }
 }
@@ -72,7 +72,7 @@ void UpdateForSession(HANDLE token, LogFile& log)
     {
         WriteIdentifiers(token, log);
     }
-    // The membership is asked for as this program: a user need not be able to see it.
+    // Check membership under our own account; the user may lack the right.
     user.Revert();
     const bool isAdministrator = IsAdministrator(token, log);
     if (user.ImpersonateAgain())
@@ -89,7 +89,7 @@ void SetValueInAllUserPropertyBags(const std::wstring& name, const std::wstring&
 
 void UpdateUserPropertyBags(LogFile& log)
 {
-    // All tokens are taken before any user is handled.
+    // Get all tokens before handling any user.
     const std::vector<KernelHandle> tokens = CollectSessionTokens();
     if (!tokens.empty())
     {

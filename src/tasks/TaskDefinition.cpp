@@ -9,8 +9,7 @@
 
 namespace
 {
-// Plain 1 and 0, not COM's all-ones, on purpose: what is stored in the task is the same number that
-// installations have had since the first version.
+// 1 and 0, not COM's all-ones, on purpose: every version has stored these numbers.
 constexpr VARIANT_BOOL Yes = 1;
 constexpr VARIANT_BOOL No = 0;
 
@@ -38,7 +37,7 @@ ComPointer<TriggerInterface> CreateTrigger(ITriggerCollection& triggers, TASK_TR
     ComPointer<ITrigger> trigger;
     Require(triggers.Create(type, trigger.Receive()), trigger, creationFailure);
     ComPointer<TriggerInterface> specific;
-    // The sentence names the event trigger for every type.
+    // The message names the event trigger for every type, on purpose.
     Require(trigger->QueryInterface(interfaceId, reinterpret_cast<void**>(specific.Receive())),
             specific, L"\nQueryInterface call on IEventTrigger failed: %x");
     return specific;
@@ -57,7 +56,7 @@ void AddEventTrigger(ITriggerCollection& triggers, const wchar_t* id, const wcha
 
 void AddDailyTrigger(ITaskDefinition& definition, ITriggerCollection& triggers, BSTR timeLimit)
 {
-    // A refresh that still runs serves the new start too. The sentence is the first trigger's.
+    // A running refresh serves the new start too. The message is the first trigger's, on purpose.
     constexpr WideFormat<HRESULT> InstancesFailure = L"\nCannot create the first trigger: %x";
     ComPointer<ITaskSettings> settings;
     Require(definition.get_Settings(settings.Receive()), settings, InstancesFailure);

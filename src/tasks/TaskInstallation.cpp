@@ -34,7 +34,7 @@ void InstallSequence(const TaskRequest& task, BSTR timeLimit)
 {
     const TaskRoot root = OpenTaskRoot();
     const BStr name = ComText(TaskName(task.kind));
-    // A task of that name is replaced; there may be none.
+    // Delete an older task of that name; there may be none.
     root.folder->DeleteTask(name.Get(), 0);
 
     ComPointer<ITaskDefinition> definition;
@@ -55,7 +55,7 @@ int DeleteByName(const std::wstring& name)
         [&]
         {
             const TaskRoot root = OpenTaskRoot();
-            // A task that does not exist is no failure.
+            // A missing task is no failure.
             root.folder->DeleteTask(ComText(name).Get(), 0);
         });
 }

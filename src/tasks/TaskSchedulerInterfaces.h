@@ -8,7 +8,7 @@
 // mingw-w64's taskschd.h lacks this interface of Task Scheduler 2.0.
 struct ITaskNamedValueCollection;
 
-// A COM interface has no destructor: its objects are given back by Release.
+// A COM interface has no destructor; Release destroys its objects.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)

@@ -6,17 +6,16 @@
 
 #include <utility>
 
-/// A step of a sequence failed, and standard output says so. Leaves the sequence.
+/// Thrown when a step of a sequence failed and its message was printed.
 struct TaskStepFailed
 {
 };
 
-/// Goes on when the step succeeded; else prints its sentence with the HRESULT and throws
-/// TaskStepFailed.
+/// If the step failed, prints its message with the HRESULT and throws TaskStepFailed.
 void Require(HRESULT result, WideFormat<HRESULT> sentence);
 
-/// The same for a step that puts an object into `object`. What a step that failed left there is
-/// nobody's, and is forgotten.
+/// The same for a step that returns an object. If the step failed, `object` is emptied without a
+/// release.
 template <class Interface>
 void Require(HRESULT result, ComPointer<Interface>& object, WideFormat<HRESULT> sentence)
 {
@@ -27,15 +26,14 @@ void Require(HRESULT result, ComPointer<Interface>& object, WideFormat<HRESULT> 
 /// Requires COM and initialises its security for this process.
 void RequireComSecurity(const ComApartment& apartment);
 
-/// Runs `sequence` with COM initialised on this thread. 0 when every step succeeded, 1 when one
-/// failed; COM is uninitialised at the end, after everything that the sequence held was given back.
-/// Any other exception passes.
+/// Runs `sequence` with COM initialised on this thread. Returns 0, or 1 if a step failed. COM is
+/// uninitialised after everything that the sequence held was released. Other exceptions pass.
 template <class Sequence> int RunComSequence(Sequence sequence)
 {
     try
     {
         const ComApartment apartment;
-        // What the sequence holds goes before COM does.
+        // What the sequence holds is released before COM is uninitialised.
         const Sequence held(std::move(sequence));
         RequireComSecurity(apartment);
         held();
@@ -47,10 +45,10 @@ template <class Sequence> int RunComSequence(Sequence sequence)
     }
 }
 
-/// A COM string. Throws LegacyPlvComException with E_OUTOFMEMORY when there is no room for it.
+/// A COM string. Throws LegacyPlvComException with E_OUTOFMEMORY if there is no memory.
 BStr ComText(const std::wstring& text);
 
-/// The scheduler's root folder on this machine, and the service that it belongs to.
+/// This machine's root folder of the scheduler, and its service.
 struct TaskRoot
 {
     ComPointer<ITaskService> service;

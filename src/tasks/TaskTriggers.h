@@ -13,14 +13,14 @@ inline constexpr wchar_t NewOrChangedSubscription[] =
     L"*[System[Provider[@Name='Microsoft-Windows-PrintService'] and "
     L"(EventID=300 or EventID=306)]]</Select></Query></QueryList>";
 
-/// Event subscription: a user logged on, at the machine (type 2) or from afar (type 10).
+/// Event subscription: a user logged on, locally (type 2) or remotely (type 10).
 inline constexpr wchar_t UserLogonSubscription[] =
     L"<QueryList><Query Id=\"0\" Path=\"Security\"><Select Path=\"Security\">"
     L"*[System[(EventID=4624)]] and (*[EventData[Data[@Name='LogonType']='10']] or "
     L"*[EventData[Data[@Name='LogonType']='2']])</Select></Query></QueryList>";
 
-/// The same from Windows 10 on, which can tell elevated tokens and virtual accounts: those do not
-/// count. "%%1843" is how the Security log writes "No".
+/// The same for Windows 10 and later, without elevated tokens and virtual accounts. "%%1843" is the
+/// Security log's "No".
 inline constexpr wchar_t UserLogonSubscriptionWindows10[] =
     L"<QueryList><Query Id=\"0\" Path=\"Security\"><Select Path=\"Security\">"
     L"*[System[(EventID=4624)]] and (*[EventData[Data[@Name='LogonType']='10']] or "
@@ -28,7 +28,7 @@ inline constexpr wchar_t UserLogonSubscriptionWindows10[] =
     L"*[EventData[Data[@Name='ElevatedToken']='%%1843']] and "
     L"*[EventData[Data[@Name='VirtualAccount']='%%1843']]</Select></Query></QueryList>";
 
-/// When the daily refresh starts: between 00:00 and 03:50 in steps of ten minutes, so that the
-/// machines of a fleet do not all start at once. The same seed gives the same time.
+/// When the daily refresh starts: between 00:00 and 03:50 in steps of ten minutes, so that a
+/// fleet's machines do not start all at once. The same seed gives the same time.
 std::wstring StartBoundary(unsigned seed);
 } // namespace TaskTriggers

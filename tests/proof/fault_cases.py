@@ -27,7 +27,8 @@ class Mode:
 EVENT = Mode("printer event", CHANGED, 0, range(2))
 # The printer that the second request is for was dealt with by the first.
 SKIPPING = Mode("queued request that needs no work", CHANGED, 0, range(2), posted=NORMAL_REQUEST)
-LOGON = Mode("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2), posted=NORMAL_REQUEST)
+LOGON = Mode("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2),
+             posted=NORMAL_REQUEST)
 REFRESH = Mode("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0, range(2))
 # The siblings take long enough for the message queue to be looked at, and hold messages for it.
 ON_DEMAND = Mode("on demand, twice, slowly", (), 0, range(2), posted=REFRESH_REQUEST)
@@ -113,7 +114,8 @@ WAYS = {
     "OpenPrinterW": ["1801", "1722", "5"], "GetPrinterDriverW": ["122", "1801", "0"],
     "ClosePrinter": ["6"], "InstallPrinterDriverFromPackageW": ["0x80070005", "0x800F0219"],
     "WTSEnumerateSessionsW": ["1722", "5", "return=1"], "WTSQueryUserToken": ["1314", "1008"],
-    "WTSSendMessageW": ["1722", "5"], "MessageBoxW": ["1459"], "GetMessageW": ["return=4294967295,error=1400"],
+    "WTSSendMessageW": ["1722", "5"], "MessageBoxW": ["1459"],
+    "GetMessageW": ["return=4294967295,error=1400"],
     "GetUserObjectInformationW": ["122", "5"],
     "GetModuleFileNameW": ["5", "return=260,error=122"], "GetModuleHandleW": ["126"],
     "LoadLibraryExA": ["126", "8"], "GetProcAddress": ["127"], "GetSystemDirectoryA": ["122"],

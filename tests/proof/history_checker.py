@@ -290,7 +290,6 @@ class Checker:
         runs = defaultdict(deque)
         for run in self.history.siblings:
             runs[run.pid].append(run)
-        at_work = {}
         spans = defaultdict(list)
         for step in self.steps:
             if step.kind != "start":

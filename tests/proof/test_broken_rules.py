@@ -4,7 +4,7 @@ import unittest
 
 from recorded_history import Ended
 from written_history import (
-    CALLED, DONE, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
+    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, second, two_owners, unseen_owner, unseen_posting,
     unseen_request, unseen_taking, worker)
 
@@ -332,6 +332,80 @@ class BrokenRules(unittest.TestCase):
         script = positions(2, 3)
         script.history.log = script.history.log.replace(NONE.format(3).encode(), ONE.format(3).encode())
         self.broken(script, "leaves 'Office' unprocessed")
+
+    def test_arguments_that_nobody_gave(self):
+        script = Script()
+        script.copy(100, "-c -i UserLogonTask -z")
+        self.broken(script, "record line 1: arguments that nobody gave: -c -i UserLogonTask -z")
+
+    def test_the_last_line_has_no_end(self):
+        script = Script()
+        logon_alone(script)
+        script.history.log = script.history.log[:-2]
+        self.broken(script, "the log's last line has no end")
+
+    def test_a_line_of_a_copy_that_lived_on_is_torn(self):
+        script = Script()
+        logon_alone(script)
+        script.history.log = script.history.log.replace(b"\r\n[", b"[", 1)
+        self.broken(script, "a torn line that nothing excuses", kills=True)
+
+    def test_a_request_event_is_made_while_another_copy_holds_it(self):
+        script = Script()
+        first = worker(script)
+        script.copy(200, LOGON).begin()
+        first.special_pass()
+        self.broken(script, "a second normal request beside that of pid 100")
+
+    def test_a_request_event_is_there_though_nobody_holds_it(self):
+        script = Script()
+        script.copy(100, LOGON).begin(existed=True)
+        self.broken(script, "opened a normal request that nobody holds")
+
+    def test_a_request_is_not_served_though_the_working_copy_looked_for_it(self):
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.ask("normal request", 258)
+        first.ask("special request", 0xFFFFFFFF)
+        first.leave()
+        self.broken(script, "its special request was never served, though pid 100")
+
+    def test_a_program_that_was_started_left_no_trace(self):
+        script = Script()
+        logon_alone(script)
+        script.history.siblings.pop(0)
+        self.broken(script, "left no trace")
+
+    def test_a_program_sees_other_arguments_than_it_was_given(self):
+        script = Script()
+        logon_alone(script)
+        script.history.siblings[0].command = "-e"
+        self.broken(script, "PalvoPrinterQuery got '-e' instead of '-c'")
+
+    def test_an_installation_stores_another_position_than_zero(self):
+        script = Script()
+        copy = script.copy(100, "-IT")
+        copy.line(*CALLED["-IT"])
+        copy.store(5)
+        self.broken(script, "-IT stored 5")
+
+    def test_a_position_is_stored_without_a_scan(self):
+        script = Script()
+        worker(script).store(5)
+        self.broken(script, "stored a position without a scan")
+
+    def test_two_working_copies_store_positions_and_the_older_comes_last(self):
+        script = Script()
+        old, new = worker(script, 100, EVENT), worker(script, 200, EVENT)
+        old.scan(ONE.format(3))
+        new.scan(ONE.format(4))
+        new.store(4)
+        old.store(3)
+        self.broken(script, "two working copies stored positions, 4 and then 3")
 
 
 if __name__ == "__main__":

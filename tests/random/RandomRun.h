@@ -81,7 +81,10 @@ void CompareRandomCases(const char* name, std::uint64_t usualCases, std::uint64_
         if (difference)
         {
             const auto smallest = Shrink(subject, whole, *difference);
-            ADD_FAILURE() << name << ": seed " << runOptions.seed << ", case " << number
+            // Not this file, which is that of no case.
+            const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+            ADD_FAILURE_AT(test.file(), test.line())
+                          << name << ": seed " << runOptions.seed << ", case " << number
                           << ", shrunk to\n"
                           << subject.Text(smallest) << "\n"
                           << *difference;

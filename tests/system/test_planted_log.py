@@ -2,7 +2,6 @@
 SYSTEM runs the program must lead nowhere."""
 
 import os
-import re
 import shutil
 import unittest
 

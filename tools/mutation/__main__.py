@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Breaks the program's own code, one small change at a time, and sees whether the tests notice.
 
-    python3 tools/mutate                  a small sample, for every day
-    python3 tools/mutate --sample 200     a larger one; --seed N for another
-    python3 tools/mutate --long           every mutant; goes on where it was ended
+    tools/mutate                  a small sample, for every day
+    tools/mutate --sample 200     a larger one; --seed N for another
+    tools/mutate --long           every mutant; goes on where it was ended
 
 The test programs of a build are linked with the mutant's object and run under Wine. Survivors that
 no test can kill stand in tests/mutation/survivors.txt, each with its reason. The exit code is 0 when
@@ -40,8 +40,8 @@ WANTED_PERCENT_OF_SMALL_SAMPLE = 90     # of which those that no test can kill m
 # Read by the compiler alone, or by no test program.
 LEFT_OUT = {
     "src/driver/main.cpp": "one call, in the program that ships; the system tests run it",
-    "src/SimpleUtilitiesLib/StackGuard.cpp": "runs before any test; the product's tests run programs "
-                                              "with it",
+    "src/SimpleUtilitiesLib/StackGuard.cpp":
+        "runs before any test; the product's tests run programs with it",
     "src/SimpleUtilitiesLib/FormatCheck.h": "runs in the compiler, which is the test of it",
 }
 
