@@ -5,6 +5,8 @@
 //     mutex NAME SDDL                 makes or opens a mutex, and owns it
 //     object KIND NAME SDDL           makes or opens a mutex, an event or a section
 //     value PATH NAME TYPE SIZE BYTE  sets a value under HKEY_USERS; its key goes with the hive
+//     run FOLDER COMMAND NAMES        runs a program to its end in that folder, to which PATH and these
+//                                     variables, with blanks between, lead too
 //     let-go NUMBER                   gives back what was answered with that number
 //
 // An empty SDDL means default security. Each is answered with "ok NUMBER" or "error CODE". What is
@@ -16,6 +18,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -109,6 +112,32 @@ bool SetUserValue(const Parts& parts)
     return status == ERROR_SUCCESS;
 }
 
+/// Runs a program with the attacker's current folder and variables.
+bool Run(const Parts& parts)
+{
+    std::wistringstream names(L"PATH " + parts[3]);
+    for (std::wstring name; names >> name;)
+    {
+        SetEnvironmentVariableW(name.c_str(), parts[1].c_str());
+    }
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION made = {};
+    std::wstring command = parts[2];
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        parts[1].c_str(), &startup, &made))
+    {
+        return false;
+    }
+    DWORD code = 0;
+    WaitForSingleObject(made.hProcess, INFINITE);
+    GetExitCodeProcess(made.hProcess, &code);
+    CloseHandle(made.hThread);
+    CloseHandle(made.hProcess);
+    SetLastError(code);
+    return code == 0;
+}
+
 class Attacker
 {
 public:
@@ -117,6 +146,10 @@ public:
         if (parts[0] == L"value")
         {
             return SetUserValue(parts);
+        }
+        if (parts[0] == L"run")
+        {
+            return Run(parts);
         }
         if (parts[0] == L"let-go")
         {
