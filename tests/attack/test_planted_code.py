@@ -74,6 +74,14 @@ class PlantedCode(AttackTest):
         self.addCleanup(shutil.rmtree, self.log.parents[1])
         self.expect_served()
 
+    def test_nothing_is_loaded_while_users_are_impersonated_however_many(self):
+        probe = "Z:" + str(TOOLS.with_name("product") / "IdentifierProbe.exe").replace("/", "\\")
+        for number, name in enumerate(("anna", "ben", "carl", "dora")):
+            self.add_user(name, "admin" if number % 2 else "standard")
+            with self.subTest(users=number + 1):
+                printed = self.lab("run", "--program", probe, "--", "sessions")
+                self.assertEqual(printed, f"impersonated {2 * (number + 1)} times\n")
+
     def test_folder_under_a_name_that_the_command_line_may_mean_is_no_hindrance(self):
         # What every user may make below a drive's root: folders.
         folder = self.drive / "Program.exe"
