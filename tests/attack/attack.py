@@ -17,12 +17,13 @@ from lab import SUPPORTED, Lab  # noqa: E402  (the path is set just above)
 
 EVENT = ("-c", "-i", "NewOrChangedTask")
 LOGON = ("-c", "-i", "UserLogonTask")
+BAG = r"Software\Classes\Local Settings\Printers\PropertyBags\Manufacturers\Palvo"
 LONG = os.environ.get("PALVO_LONG") == "1"
 TOOLS = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build/release")) / "tests" / "attack"
 
 # Of the machine's drive, what is the log's, the lab's and Wine's own.
-NOT_OUTSIDE = ("ProgramData/Palvo/PrinterDriver/V6.0/PalvoPrinterConfiguration/PalvoOrvela/",
-               "ProgramData/PalvoLab/", "windows/temp/", "windows/Logs/")
+NOT_OUTSIDE = ("ProgramData/Palvo/PrinterDriver/V6.0/PalvoPrinterConfiguration/PalvoOrvela",
+               "ProgramData/PalvoLab", "windows/temp", "windows/Logs")
 
 # Names that mean something to somebody: to formats, to command lines, to the log, to the spooler.
 ODD_NAMES = (
@@ -100,19 +101,21 @@ class AttackTest(unittest.TestCase):
     def outside(self):
         """Every file and folder of the machine but those of the log, with all of it that a write, a
         grant or a name that comes or goes would change."""
-        found = {}
-        way_to_log = {path for path in self.log.parents if not path.is_symlink()}
-        for folder, folders, files in os.walk(self.drive):
-            place = os.path.relpath(folder, self.drive).removeprefix(".").lstrip("/")
-            folders[:] = [name for name in folders
-                          if not f"{place}/{name}/".lstrip("/").startswith(NOT_OUTSIDE)]
-            for name in folders + files:
-                path = Path(folder, name)
-                of = os.lstat(path)
-                is_file = not stat.S_ISDIR(of.st_mode)
-                if path not in way_to_log:
-                    found[str(path.relative_to(self.drive))] = (
-                        of.st_mode, *(of.st_nlink, of.st_size, of.st_mtime_ns) * is_file)
+        drive, found = str(self.drive), {}
+        way_to_log = {str(path) for path in self.log.parents if not path.is_symlink()}
+        skipped = {f"{drive}/{folder}" for folder in NOT_OUTSIDE}
+        folders = [drive]
+        while folders:
+            for entry in os.scandir(folders.pop()):
+                if entry.path in skipped:
+                    continue
+                of = entry.stat(follow_symlinks=False)
+                if stat.S_ISDIR(of.st_mode):
+                    folders.append(entry.path)
+                    if entry.path not in way_to_log:
+                        found[entry.path] = of.st_mode
+                else:
+                    found[entry.path] = (of.st_mode, of.st_nlink, of.st_size, of.st_mtime_ns)
         return found
 
     @contextmanager

@@ -2,9 +2,8 @@
 
 import unittest
 
-from attack import EVENT, LOG_MUTEX, LOGON, LONG, ODD_NAMES, AttackTest
+from attack import BAG, EVENT, LOG_MUTEX, LOGON, LONG, ODD_NAMES, AttackTest
 
-BAG = r"Software\Classes\Local Settings\Printers\PropertyBags\Manufacturers\Palvo"
 LARGE = 100_000_000 if LONG else 10_000_000     # bytes
 HUGE_TEXTS = ("%s", "a" * 30_000, "\\u0416" * 30_000, '"' * 20_000, "\\\\u000A" * 3_000)
 
@@ -46,6 +45,7 @@ class HostileData(AttackTest):
         self.assertEqual(bag["IsAdmin"][1], "0")
 
     def test_printers_with_odd_names_are_served_like_others(self):
+        self.expect_served()
         for name in ODD_NAMES:
             with self.subTest(name=name):
                 self.lab("printer", "add", name, "Palvo Orvela PV6", check=False)
@@ -53,6 +53,9 @@ class HostileData(AttackTest):
                     continue    # The spooler takes no such name.
                 code, siblings = self.attacked_work(*EVENT)
                 self.assertEqual((code, [s.name for s in siblings]), (0, ["query", "writer"]))
+                # The writer's line is the last. The process's number stands before the operands.
+                operands = self.lab("show", "operands").split("\n")[-3].split("\t")[1:]
+                self.assertEqual((len(operands), operands[0]), (2, "-e"))
         self.log.unlink()   # A name with a line's end has made lines of its own.
         self.expect_served()
 

@@ -11,14 +11,13 @@ from contextlib import suppress
 
 from lab import Server
 
-from attack import (EVENT, LOG_MUTEX, LOGON, LONG, ODD_NAMES, TOOLS, AttackTest, global_objects)
+from attack import (BAG, EVENT, LOG_MUTEX, LOGON, LONG, ODD_NAMES, TOOLS, AttackTest, global_objects)
 from test_held_objects import DESCRIPTORS, WINDOWS_PATH
 
 AT_ONCE = 50
 ROUNDS = 2
 SECONDS = 3600      # of the long form
 THEIRS = b"theirs\r\n"
-BAG = r"Software\Classes\Local Settings\Printers\PropertyBags\Manufacturers\Palvo"
 COPIES = (("SYSTEM", *EVENT), ("SYSTEM", *LOGON), ("SYSTEM", "-r"), ("SYSTEM", "-?"),
           ("SYSTEM", "-DL"), ("Administrator", "-x"))
 

@@ -2,10 +2,11 @@
 PATH, in the log's folder, in temporary folders, and under the names that a command line may mean."""
 
 import os
+import re
 import shutil
 import unittest
 
-from attack import EVENT, LOGON, TOOLS, AttackTest
+from attack import BAG, EVENT, LOGON, TOOLS, AttackTest
 
 PROGRAMS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe",
             "PalvoPrinterConfiguration.exe", "Program.exe", "Palvo.exe")
@@ -81,6 +82,19 @@ class PlantedCode(AttackTest):
             with self.subTest(users=number + 1):
                 printed = self.lab("run", "--program", probe, "--", "sessions")
                 self.assertEqual(printed, f"impersonated {2 * (number + 1)} times\n")
+
+    def test_of_a_users_registry_the_property_bag_alone_is_opened(self):
+        self.add_user("anna")
+        self.lab("printer", "change", "Office")
+        for arguments in (EVENT, LOGON, ("-r",), ("-IT",), ("-UT",), ("-DL",), ("-w",)):
+            with self.subTest(arguments=arguments):
+                self.lab("record", "on", "RegOpenKeyExW", "RegCreateKeyExW")
+                self.attacked_work(*arguments)
+                self.lab("record", "off")
+        keys = re.findall(r'\("(\\Registry\\User\b.*?)",', self.lab("show", "calls"))
+        self.assertIn(r"\Registry\User", keys)
+        self.assertEqual([key for key in keys if key != r"\Registry\User" and not re.fullmatch(
+            rf"\\Registry\\User\\[^\\]+\\{re.escape(BAG)}", key, re.IGNORECASE)], [])
 
     def test_folder_under_a_name_that_the_command_line_may_mean_is_no_hindrance(self):
         # What every user may make below a drive's root: folders.
