@@ -5,8 +5,8 @@
 //     mutex NAME SDDL                 makes or opens a mutex, and owns it
 //     object KIND NAME SDDL           makes or opens a mutex, an event or a section
 //     value PATH NAME TYPE SIZE BYTE  sets a value under HKEY_USERS; its key goes with the hive
-//     run FOLDER COMMAND NAMES        runs a program to its end in that folder, to which PATH and these
-//                                     variables, with blanks between, lead too
+//     run FOLDER COMMAND NAMES        runs a program to its end in that folder, to which PATH and
+//                                     these variables, with blanks between, lead too
 //     let-go NUMBER                   gives back what was answered with that number
 //
 // An empty SDDL means default security. Each is answered with "ok NUMBER" or "error CODE". What is

@@ -1,4 +1,5 @@
-// What a user plants under the name of a program or of a DLL: it leaves a file that tells that it ran.
+// What a user plants under the name of a program or of a DLL: it leaves a file that tells that it
+// ran.
 
 #include <windows.h>
 
@@ -11,10 +12,9 @@ bool Tell(HMODULE self)
     wchar_t path[MAX_PATH] = {};
     GetModuleFileNameW(self, path, MAX_PATH);
     const std::wstring name(path);
-    const HANDLE file =
-        CreateFileW((L"C:\\planted-ran-" + name.substr(name.rfind(L'\\') + 1)).c_str(),
-                    GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = CreateFileW(
+        (L"C:\\planted-ran-" + name.substr(name.rfind(L'\\') + 1)).c_str(), GENERIC_WRITE,
+        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     return CloseHandle(file) != FALSE;
 }
 } // namespace

@@ -4,8 +4,8 @@
 //     IdentifierProbe             without a user, after the program's preparation
 //     IdentifierProbe unprepared  the same without it
 //     IdentifierProbe users N     for N users in turn, whom it impersonates
-//     IdentifierProbe sessions    all that is written for the users who are logged on, from the first
-//                                 impersonation on; then how often it impersonated
+//     IdentifierProbe sessions    all that is written for the users who are logged on, from the
+//                                 first impersonation on; then how often it impersonated
 
 #include "IdentifierDlls.h"
 #include "Identifiers.h"
@@ -46,7 +46,6 @@ Names LoadedDlls()
 Names loadedBefore;
 unsigned impersonations = 0;
 
-BOOL WINAPI Impersonate(HANDLE token);
 const PalvoLab::StandIn<decltype(&ImpersonateLoggedOnUser)>* impersonation = nullptr;
 
 BOOL WINAPI Impersonate(HANDLE token)

@@ -110,10 +110,21 @@ TEST_F(Imports, AreFunctionsThatEveryWindowsSinceVistaHas)
 
 TEST_F(Imports, AskForNothingThatAUserDecides)
 {
-    constexpr const char* Deciding[] = {
-        "Environment", "getenv", "putenv",       "TempPath",       "TempFileName", "tmpnam",
-        "tmpfile",     "CurrentDirectory",       "getcwd",         "SearchPath",   "ShellExecute",
-        "WinExec",     "RegOpenCurrentUser",     "RegOpenUserClassesRoot",         "system"};
+    constexpr const char* Deciding[] = {"Environment",
+                                        "getenv",
+                                        "putenv",
+                                        "TempPath",
+                                        "TempFileName",
+                                        "tmpnam",
+                                        "tmpfile",
+                                        "CurrentDirectory",
+                                        "getcwd",
+                                        "SearchPath",
+                                        "ShellExecute",
+                                        "WinExec",
+                                        "RegOpenCurrentUser",
+                                        "RegOpenUserClassesRoot",
+                                        "system"};
     for (const std::vector<Import>& imports : {m_atStart, m_delayed})
     {
         for (const Import& import : imports)
