@@ -27,7 +27,8 @@ NOT_OUTSIDE = ("ProgramData/Palvo/PrinterDriver/V6.0/PalvoPrinterConfiguration/P
 
 # Names that mean something to somebody: to formats, to command lines, to the log, to the spooler.
 ODD_NAMES = (
-    "%s%s%n%x %1 %PATH% 100%", '" -x "', 'a\\', 'a\\" -c "', "-e", "-DL", "/?", "a*b?", "..\\..\\x", "$(x) `x` ;|&<>",
+    "%s%s%n%x %1 %PATH% 100%", '" -x "', 'a\\', 'a\\" -c "', "-e", "-DL", "/?", "a*b?",
+    "..\\..\\x", "$(x) `x` ;|&<>",
     "\\u0007\\u0008\\u001B[2J", "a\\u000A[1/1/2026 1:00:00 AM] PalvoPrinterConfiguration(PID1): x",
     "a\\u000D\\u000Ab", "\\u202E\\u200B\\uFEFF", "\\uD800", "\\uDC00\\uD800", "\\u65E5\\u672C", "a" * 220)
 

@@ -73,7 +73,8 @@ class HostileData(AttackTest):
         size = LARGE // 4
         fine = b"[PV-Private]\r\nDriverPlatform=PV6P2.0\r\n"
         for number, content in enumerate((
-                b"", b"\0" * 1000, b"[" * 100_000, b"x" * size, b"=\n" * 50_000, b"\xff\xfe" + b"\0\xd8" * 1000,
+                b"", b"\0" * 1000, b"[" * 100_000, b"x" * size, b"=\n" * 50_000,
+                b"\xff\xfe" + b"\0\xd8" * 1000,
                 b"[PV-Private]\r\nDriverPlatform=" + b"9" * 1_000_000,
                 b"[PV-Private]\r\nDriverPlatform=%s%n\r\n", fine.replace(b"=", b"\0="))):
             with self.subTest(number=number):
@@ -90,7 +91,8 @@ class HostileData(AttackTest):
         self.assertLess(peak - usual, 8 * size // 1024)
 
     def test_users_with_odd_names_get_their_values_and_so_do_others(self):
-        users = [self.add_user(name) for name in ("%s%n%x", "a\u202eb\ufeff", "-x", "Zo\u00eb \u65e5\u672c", "ben")]
+        users = [self.add_user(name) for name in (
+            "%s%n%x", "a\u202eb\ufeff", "-x", "Zo\u00eb \u65e5\u672c", "ben")]
         self.assertEqual(self.attacked_work(*LOGON)[0], 0)
         for sid in users:
             self.assertEqual(set(self.bag(sid)), {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})
