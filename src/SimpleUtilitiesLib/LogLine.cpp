@@ -12,7 +12,9 @@ std::wstring LogLineText(const SYSTEMTIME& time, const std::wstring& moduleName,
                                time.wHour < 12 ? L"AM" : L"PM", moduleName, processId, thread);
     if (!line.empty())
     {
-        line += message.substr(0, message.find(L'\0'));
+        message = message.substr(0, message.find(L'\0'));
+        line.reserve(line.size() + message.size() + 1);
+        line += message;
         line += L'\n';
     }
     return line;

@@ -95,7 +95,7 @@ std::string ToCodePage(const std::wstring& text)
 std::string WithCarriageReturns(const std::string& bytes)
 {
     std::string text;
-    text.reserve(bytes.size() + 2);
+    text.reserve(bytes.size() + static_cast<std::size_t>(std::ranges::count(bytes, '\n')));
     std::string_view rest = bytes;
     for (;;)
     {

@@ -46,12 +46,12 @@ std::wstring_view FindOwnEntry(std::wstring_view value)
     return {};
 }
 
-std::wstring Trimmed(const std::wstring& text)
+/// Without the white space at both ends. Not copied: it may be long.
+void Trim(std::wstring& text)
 {
     const auto isSpace = [](wchar_t c) { return std::iswspace(c) != 0; };
-    const auto first = std::find_if_not(text.begin(), text.end(), isSpace);
-    const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isSpace);
-    return {first, last.base()};
+    text.erase(std::find_if_not(text.rbegin(), text.rend(), isSpace).base(), text.end());
+    text.erase(text.begin(), std::find_if_not(text.begin(), text.end(), isSpace));
 }
 } // namespace
 
@@ -59,18 +59,26 @@ namespace DesktopAppEntries
 {
 std::wstring Update(const std::wstring& value, const std::wstring& guids)
 {
-    std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
+    const std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
     if (IsEmptyOrBlank(value))
     {
         return ownEntry;
     }
+    // The value is as long as a user made it: it is copied once.
+    std::wstring updated;
+    updated.reserve(value.size() + 1 + ownEntry.size());
+    updated = value;
     const std::wstring_view old = FindOwnEntry(value);
     if (old.empty())
     {
-        return value + EntrySeparator + ownEntry;
+        updated += EntrySeparator;
+        updated += ownEntry;
     }
-    const auto start = static_cast<std::size_t>(old.data() - value.data());
-    return std::wstring(value).replace(start, old.size(), ownEntry);
+    else
+    {
+        updated.replace(static_cast<std::size_t>(old.data() - value.data()), old.size(), ownEntry);
+    }
+    return updated;
 }
 
 std::optional<std::wstring> Remove(const std::wstring& value)
@@ -92,6 +100,7 @@ std::optional<std::wstring> Remove(const std::wstring& value)
         }
         start += entry.size() + 1;
     }
-    return Trimmed(text);
+    Trim(text);
+    return text;
 }
 } // namespace DesktopAppEntries

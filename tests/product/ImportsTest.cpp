@@ -107,4 +107,38 @@ TEST_F(Imports, AreFunctionsThatEveryWindowsSinceVistaHas)
     }
     EXPECT_EQ(unknown, std::set<std::string>()) << "not in ImportsSinceVista.h";
 }
+
+TEST_F(Imports, AskForNothingThatAUserDecides)
+{
+    constexpr const char* Deciding[] = {"Environment",
+                                        "getenv",
+                                        "putenv",
+                                        "TempPath",
+                                        "TempFileName",
+                                        "tmpnam",
+                                        "tmpfile",
+                                        "CurrentDirectory",
+                                        "getcwd",
+                                        "SearchPath",
+                                        "ShellExecute",
+                                        "WinExec",
+                                        "RegOpenCurrentUser",
+                                        "RegOpenUserClassesRoot",
+                                        "system"};
+    for (const std::vector<Import>& imports : {m_atStart, m_delayed})
+    {
+        for (const Import& import : imports)
+        {
+            // The block that is made for a child holds what Windows knows of the account.
+            if (import.function.ends_with("EnvironmentBlock"))
+            {
+                continue;
+            }
+            for (const char* deciding : Deciding)
+            {
+                EXPECT_EQ(import.function.find(deciding), std::string::npos) << import.function;
+            }
+        }
+    }
+}
 } // namespace

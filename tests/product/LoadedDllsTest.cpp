@@ -128,6 +128,15 @@ TEST(LoadedDlls, NothingIsLoadedWhileTheIdentifiersAreComputed)
     EXPECT_NE(RunToItsEnd(probe, L"unprepared").output.find("SECUR32.dll\n"), std::string::npos);
 }
 
+TEST(LoadedDlls, NothingIsLoadedWhileUsersAreImpersonatedHoweverMany)
+{
+    const std::wstring probe = TestFolder() + L"\\product\\IdentifierProbe.exe";
+    for (const wchar_t* users : {L"users 1", L"users 2", L"users 5"})
+    {
+        EXPECT_EQ(RunToItsEnd(probe, users).output, "") << std::wstring(users);
+    }
+}
+
 TEST(LoadedDlls, NoRunLoadsAWindowSystemOrACryptographicProviderAtItsStart)
 {
     const SwitchedOff off;

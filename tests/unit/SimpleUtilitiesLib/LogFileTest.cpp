@@ -1,6 +1,7 @@
 #include "LogFile.h"
 
 #include "LogFileFixture.h"
+#include "MeasuredMemory.h"
 #include "PretendedCodePage.h"
 #include "PrivateMember.h"
 
@@ -51,6 +52,19 @@ TEST_F(LogFileTest, LineAfterOneWithoutAnEndIsNotLost)
     folder.WriteFile(L"Log.log", "no end");
     log.Write(L"x");
     EXPECT_EQ(Bytes(), "no end" + prefix + "x\r\n");
+}
+
+TEST_F(LogFileTest, LineOfAnyLengthNeedsFourTimesItsMessageAtMost)
+{
+    const std::wstring half(5'000'000, L'\u0436');
+    for (const std::wstring& message :
+         {std::wstring(10'000'000, L'x'), std::wstring(10'000'000, L'\n'),
+          std::wstring(10'000'000, L'\u0436'), half + std::wstring(5'000'000, L'\n')})
+    {
+        const MeasuredMemory memory;
+        log.Write(message);
+        EXPECT_LT(MeasuredMemory::MostBytes(), 80'001'000U) << message.substr(0, 1);
+    }
 }
 
 TEST_F(LogFileTest, FormattedLineIsALine)

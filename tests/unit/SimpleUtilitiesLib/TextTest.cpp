@@ -1,5 +1,6 @@
 #include "Text.h"
 
+#include "MeasuredMemory.h"
 #include "PretendedCodePage.h"
 #include "Replaced.h"
 
@@ -189,6 +190,14 @@ TEST(WithCarriageReturnsTest, EveryLineFeedGetsOne)
 TEST(WithCarriageReturnsTest, OneThatIsThereIsNoReasonToLeaveItOut)
 {
     EXPECT_EQ(WithCarriageReturns("a\r\nb\r"), "a\r\r\nb\r");
+}
+
+TEST(WithCarriageReturnsTest, TextOfAnyLengthIsMadeInOnePiece)
+{
+    const std::string lineFeeds(10'000'000, '\n');
+    const MeasuredMemory memory;
+    EXPECT_EQ(WithCarriageReturns(lineFeeds).size(), 20'000'000U);
+    EXPECT_LT(MeasuredMemory::MostBytes(), 20'001'000U);
 }
 
 TEST(CaseTest, LowerCaseChangesTheLettersAToZAlone)

@@ -1,6 +1,7 @@
 #include "PrintDriver.h"
 
 #include "FakeSpooler.h"
+#include "MeasuredMemory.h"
 #include "Printer.h"
 
 #include <gtest/gtest.h>
@@ -65,6 +66,21 @@ TEST(FirstFileContainingTest, EmptyListGivesTheEmptyString)
 TEST(FirstFileContainingTest, ListEndsAtTheEmptyName)
 {
     EXPECT_EQ(FirstFileContaining(L"C:\\a.dll\0\0C:\\x-manifest.ini\0", L"-manifest.ini"), L"");
+}
+
+TEST(FirstFileContainingTest, NamesAreLookedAtOneByOne)
+{
+    std::wstring files;
+    for (int i = 0; i < 100'000; ++i)
+    {
+        files += L"C:\\a.dll";
+        files += L'\0';
+    }
+    files += std::wstring(1'000'000, L'-');
+    files += L'\0';
+    const MeasuredMemory memory;
+    EXPECT_EQ(FirstFileContaining(files.c_str(), L"-manifest.ini"), L"");
+    EXPECT_LT(MeasuredMemory::MostBytes(), 6'001'000U) << "three times the longest";
 }
 
 TEST_F(PrintDriverTest, NullHandleIsAnInvalidArgument)

@@ -1,5 +1,6 @@
 #include "DesktopAppEntries.h"
 
+#include "MeasuredMemory.h"
 #include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
@@ -95,6 +96,28 @@ TEST(DesktopAppEntriesUpdateTest, TenMillionEntriesNeedNoMemoryOfTheirOwn)
     const std::wstring unchanged = Update(updated, guids);
     ScarceMemory::End();
     EXPECT_TRUE(unchanged == updated);
+}
+
+TEST(DesktopAppEntriesUpdateTest, ValueOfAnyLengthIsCopiedOnce)
+{
+    const std::wstring stars(10'000'000, L'*');
+    for (const std::wstring& huge : {stars, stars + L"7.0:old", L"7.0:old" + stars})
+    {
+        const MeasuredMemory memory;
+        Update(huge, L"GUID");
+        EXPECT_LT(MeasuredMemory::MostBytes(), 20'001'000U);
+    }
+}
+
+TEST(DesktopAppEntriesRemoveTest, ValueOfAnyLengthIsCopiedOnce)
+{
+    const std::wstring entries(10'000'000, L'x');
+    for (const std::wstring& huge : {entries + L"*7.0:old", L" *7.0:old*\t" + entries + L"\t"})
+    {
+        const MeasuredMemory memory;
+        Remove(huge);
+        EXPECT_LT(MeasuredMemory::MostBytes(), 20'001'000U);
+    }
 }
 
 TEST(DesktopAppEntriesRemoveTest, TenMillionEntriesNeedNoMemoryOfTheirOwn)

@@ -1,6 +1,7 @@
 #include "DesktopAppGuids.h"
 
 #include "DesktopAppGuidList.h"
+#include "MeasuredMemory.h"
 #include "RedirectedRoot.h"
 #include "Replaced.h"
 
@@ -156,6 +157,66 @@ TEST_F(DesktopAppGuidsTest, UpdateReadsAValueOfAnotherType)
     users.Set(std::wstring(L"U") + Bag, ValueName, REG_BINARY, {'6', 0, '.', 0, '0', 0, 'x'});
     UpdateDesktopAppGuids();
     EXPECT_EQ(Value(L"U"), L"6.0*7.0:" + List());
+}
+
+TEST_F(DesktopAppGuidsTest, UpdateReadsAValueOfAnyTypeAndLength)
+{
+    const std::vector<std::uint8_t> bytes = {'6', 0, '.', 0, '0', 0, 'x'};
+    for (const DWORD type : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 0xDEADU})
+    {
+        for (std::size_t length = 0; length <= bytes.size(); ++length)
+        {
+            users.Set(std::wstring(L"U") + Bag, ValueName, type,
+                      {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+            UpdateDesktopAppGuids();
+            const std::wstring text = std::wstring(L"6.0").substr(0, length / 2);
+            EXPECT_EQ(Value(L"U"), text + (text.empty() ? L"7.0:" : L"*7.0:") + List())
+                << "type " << type << ", " << length << " bytes";
+        }
+    }
+}
+
+TEST_F(DesktopAppGuidsTest, ABagOfAHundredMegabytesIsHeldTwiceAtMostAndOthersGetTheirs)
+{
+    AddHive(L"A");
+    AddHive(L"B");
+    AddHive(L"C");
+    constexpr DWORD Huge = 100'000'000;
+    int reads = 0;
+    // The registry of this machine need not hold it.
+    const Query query(
+        [&](HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
+            LPDWORD size) -> LSTATUS
+        {
+            if (++reads > 2)
+            {
+                return Query::Original(key, name, reserved, type, data, size);
+            }
+            if (data != nullptr)
+            {
+                std::fill_n(reinterpret_cast<wchar_t*>(data), Huge / sizeof(wchar_t), L'*');
+            }
+            *size = Huge;
+            return ERROR_SUCCESS;
+        });
+    std::vector<DWORD> written;
+    const Set set(
+        [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
+            DWORD size) -> LSTATUS
+        {
+            written.push_back(size);
+            return size > Huge ? ERROR_SUCCESS
+                               : Set::Original(key, name, reserved, type, data, size);
+        });
+    {
+        const MeasuredMemory memory;
+        UpdateDesktopAppGuids();
+        EXPECT_LT(MeasuredMemory::MostBytes(), 2U * Huge + 100'000U);
+    }
+    const auto ownEntry = static_cast<DWORD>(2 * (4 + List().size()));
+    EXPECT_EQ(written, (std::vector<DWORD>{Huge + 2 + ownEntry + 2, ownEntry + 2, ownEntry + 2}));
+    EXPECT_EQ(Value(L"A"), L"7.0:" + List());
+    EXPECT_EQ(Value(L"B"), L"7.0:" + List());
 }
 
 TEST_F(DesktopAppGuidsTest, UpdateDoesNothingWithoutHives)
