@@ -84,10 +84,9 @@ void CompareRandomCases(const char* name, std::uint64_t usualCases, std::uint64_
             // Not this file, which is that of no case.
             const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
             ADD_FAILURE_AT(test.file(), test.line())
-                          << name << ": seed " << runOptions.seed << ", case " << number
-                          << ", shrunk to\n"
-                          << subject.Text(smallest) << "\n"
-                          << *difference;
+                << name << ": seed " << runOptions.seed << ", case " << number << ", shrunk to\n"
+                << subject.Text(smallest) << "\n"
+                << *difference;
             return;
         }
     }
