@@ -5,8 +5,8 @@ from lab import SUPPORTED
 EVENT = ("-c", "-i", "NewOrChangedTask")
 LOGON = ("-c", "-i", "UserLogonTask")
 MODES = ("-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c -i UserLogonTask -IN -w", "-c -i POJEMService",
-         "-c -i Somebody", "-c", "-r -i PeriodicRefreshTask", "-r -i PeriodicRefreshTask -IN -w", "-r", "",
-         "-i Somebody", "-w", "-IN", "-UN", "-UN -w", "-APDI -i Nothing", "-?", "-x", "-IT", "-UT")
+         "-c -i Zelda", "-c", "-r -i PeriodicRefreshTask", "-r -i PeriodicRefreshTask -IN -w", "-r", "",
+         "-i Zelda", "-w", "-IN", "-UN", "-UN -w", "-APDI -i Nothing", "-?", "-x", "-IT", "-UT")
 
 
 def prepare(lab):

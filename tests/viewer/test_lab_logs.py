@@ -98,7 +98,7 @@ class LabLogs(ViewerTest):
         self.open_log()
         self.browser.click("hide")
         page = self.browser.page() + self.browser.download("json", "palvo-log.json").decode()
-        names = ["alice", "bob", "Office", "Somebody", "lab-4711", "5d1c9e40"]
+        names = ["alice", "bob", "Office", "Zelda", "lab-4711", "5d1c9e40"]
         self.assertEqual([name for name in names if name.lower() in page.lower()], [])
 
     def test_a_log_that_the_program_trimmed_says_so(self):

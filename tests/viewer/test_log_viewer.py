@@ -142,7 +142,6 @@ class Files(ViewerTest):
                 "PalvoPrinterConfiguration.log holds 3 lines without the program's stamp.",
                 "PalvoPrinterConfiguration.log holds 64 zero bytes: Windows stopped while it was written.",
                 "PalvoPrinterConfiguration.log breaks off in its last line."],
-            "1 run without a beginning": ["PID 8 of 11/21/2026 7:10:00 AM has no beginning."],
             "1 line that this viewer does not know": [
                 "Line 5, 11/21/2026 7:10:00 AM, breaks off: # Called with 3 argu"]})
 
