@@ -127,7 +127,8 @@ class LargeLogs(ViewerTest):
     def test_the_page_answers_while_it_reads_a_much_larger_file_and_says_that_it_left_some_out(self):
         figures = self.measure(self.RUNS, 48 * MEBIBYTE)
         print(f"    48 MiB: {figures['time']:.0f} ms, at most {figures['longest']:.0f} ms without an answer", flush=True)
-        self.assertLess(figures["longest"], max(4000, 40 * figures["loop"]))
+        # Reading without a breath would be more than a third of the time in one piece.
+        self.assertLess(figures["longest"], max(1000, 0.3 * figures["time"]))
         damage = self.browser.findings()["1 sign of a damaged file"]
         self.assertRegex(damage[0], r"^large.log is larger than 32 MiB: the first 16,\d\d\d,\d\d\d bytes were left out.$")
 

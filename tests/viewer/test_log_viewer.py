@@ -416,6 +416,13 @@ class HiddenNames(ViewerTest):
         self.assertEqual(self.leaks(self.browser.download("csv", "palvo-log.csv").decode()), [])
         self.assertEqual(self.leaks(self.browser.download("json", "palvo-log.json").decode()), [])
 
+    def test_a_text_that_was_looked_for_goes_with_the_names(self):
+        self.browser.type("f-text", "alice")
+        self.assertEqual(len(self.browser.runs()), 3)
+        self.browser.click("hide")
+        self.assertEqual(self.leaks(self.browser.page()), [])
+        self.assertEqual(len(self.browser.runs()), 7)
+
     def test_a_name_is_the_same_token_everywhere(self):
         self.browser.click("hide")
         self.assertEqual(self.browser.options("f-printer"), ["All printers", "Printer 1"])
