@@ -54,7 +54,8 @@ class PackedTest(unittest.TestCase):
         self.assertEqual(package(self.folder)[0], 0)
         documents = [f"docs/{name}.md" for name in
                      ("administration", "exit-codes", "findings", "installing", "policies",
-                      "privacy", "reading-the-log", "switches", "troubleshooting", "trust")
+                      "privacy", "reading-the-log", "rollout", "switches", "troubleshooting",
+                      "trust")
                      if (ROOT / "docs" / f"{name}.md").is_file()]
         viewer = ["log-viewer.html"] if (ROOT / "support" / "log-viewer.html").is_file() else []
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0.zip") as packed:
@@ -183,6 +184,14 @@ class MsiTest(LabTest):
         self.assertIn("Error saving the Task : 80070005", output)
         after = self.machine()
         self.assertEqual(after, before)
+
+    def test_a_missing_task_that_the_exit_code_hides_is_a_failure_too(self):
+        before = self.machine()
+        hidden = ("--fault", "ITaskFolder::RegisterTaskDefinition 1 0x80070005")
+        self.assertEqual(self.msiexec("/i", options=hidden), (
+            FAILED, CHANNEL_SET + "\nError saving the Task : 80070005" + REGISTERED * 2
+            + "Not every task is registered.\n" + CHANNEL_SET))
+        self.assertEqual(self.machine(), before)
 
     def test_an_upgrade_replaces_the_former_version(self):
         self.assertEqual(self.msiexec("/i")[0], DONE)

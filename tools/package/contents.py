@@ -8,7 +8,7 @@ SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
 
 # For whoever installs, administers and supports; the rest of docs is for maintainers.
 DOCUMENTS = ("administration", "exit-codes", "findings", "installing", "policies", "privacy",
-             "reading-the-log", "switches", "troubleshooting", "trust")
+             "reading-the-log", "rollout", "switches", "troubleshooting", "trust")
 
 # Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
 # runtime's own parts.
