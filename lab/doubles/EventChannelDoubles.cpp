@@ -94,7 +94,8 @@ BOOL WINAPI DoubleEvtSetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CON
 }
 
 // Nothing for a property that the lab does not keep.
-std::optional<EVT_VARIANT> GetProperty(const ChannelConfig& config, EVT_CHANNEL_CONFIG_PROPERTY_ID id)
+std::optional<EVT_VARIANT> GetProperty(const ChannelConfig& config,
+                                       EVT_CHANNEL_CONFIG_PROPERTY_ID id)
 {
     EVT_VARIANT value = {};
     value.Type = id == EvtChannelLoggingConfigMaxSize ? EvtVarTypeUInt64 : EvtVarTypeBoolean;

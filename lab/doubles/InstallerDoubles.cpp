@@ -1,7 +1,7 @@
 // Windows Installer in the lab: the programs that a package starts run in the lab too.
 //
-// msiexec.exe itself hardly does anything; msi.dll starts the package's programs, so that DLL's import
-// is led here. Nothing else of the installer is changed: what it does is Wine's.
+// msiexec.exe itself hardly does anything; msi.dll starts the package's programs, so that DLL's
+// import is led here. Nothing else of the installer is changed: what it does is Wine's.
 #include "DoubleTable.h"
 
 #include "CallRecord.h"
@@ -33,8 +33,8 @@ std::wstring OwnPath()
 // Wine starts the removal as a process of its own and does not.
 std::wstring AsWindowsStarts(const std::wstring& commandLine)
 {
-    const bool removes = commandLine.starts_with(L"msiexec ") &&
-                         commandLine.find(L" REMOVE=") != std::wstring::npos;
+    const bool removes =
+        commandLine.starts_with(L"msiexec ") && commandLine.find(L" REMOVE=") != std::wstring::npos;
     return commandLine +
            (removes ? L" UPGRADINGPRODUCTCODE={00000000-0000-0000-0000-000000000000}" : L"");
 }

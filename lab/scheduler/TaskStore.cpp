@@ -31,8 +31,7 @@ std::wstring ItemKey(const std::wstring& task, const wchar_t* part, std::size_t 
     return KeyOf(task, part, root) + L"\\" + std::to_wstring(index);
 }
 
-void SaveDefinition(const std::wstring& name, const TaskData& data,
-                    const wchar_t* root = kTaskKey)
+void SaveDefinition(const std::wstring& name, const TaskData& data, const wchar_t* root = kTaskKey)
 {
     data.registrationInfo.Save(CreateStateKey(KeyOf(name, L"RegistrationInfo", root)));
     data.principal.Save(CreateStateKey(KeyOf(name, L"Principal", root)));

@@ -29,8 +29,8 @@ EVT_VARIANT VariantOf(EVT_CHANNEL_CONFIG_PROPERTY_ID id, std::uint64_t number)
 
 bool Fail(const wchar_t* what)
 {
-    StandardOutput::Write(Format(L"The channel cannot be %s: %lu\n", std::wstring(what),
-                                 GetLastError()));
+    StandardOutput::Write(
+        Format(L"The channel cannot be %s: %lu\n", std::wstring(what), GetLastError()));
     return false;
 }
 } // namespace

@@ -61,8 +61,8 @@ bool RestorePosition(const RegistryKey& state)
         std::wstring error;
         return WriteMachineNumber64(RegistryPaths::ScanPosition, position, error);
     }
-    const LSTATUS result = RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey,
-                                              RegistryPaths::ScanPosition);
+    const LSTATUS result =
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, RegistryPaths::ScanPosition);
     return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;
 }
 

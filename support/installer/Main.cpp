@@ -1,5 +1,5 @@
-// What the installation package does beside copying files and running the program's -IT and -UT: see
-// docs/installing.md. It runs as SYSTEM from the package's own table and is not installed.
+// What the installation package does beside copying files and running the program's -IT and -UT:
+// see docs/installing.md. It runs as SYSTEM from the package's own table and is not installed.
 
 #include "InstallState.h"
 #include "RegistryPaths.h"

@@ -53,9 +53,9 @@ std::vector<Process> AllProcesses()
     for (BOOL more = snapshot ? Process32FirstW(snapshot.Get(), &entry) : FALSE; more;
          more = Process32NextW(snapshot.Get(), &entry))
     {
-        KernelHandle handle(OpenProcess(
-            PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE,
-            entry.th32ProcessID));
+        KernelHandle handle(
+            OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE,
+                        entry.th32ProcessID));
         if (handle && entry.th32ProcessID != GetCurrentProcessId())
         {
             const ULONGLONG started = StartOf(handle.Get());
@@ -70,7 +70,8 @@ bool IsCopy(const Process& process, const std::wstring& folder)
 {
     const std::wstring image = ImageOf(process.handle.Get());
     return EqualsIgnoringCase(DirectoryOf(image), folder) &&
-           std::any_of(Programs.begin(), Programs.end(), [&](const wchar_t* name)
+           std::any_of(Programs.begin(), Programs.end(),
+                       [&](const wchar_t* name)
                        { return EqualsIgnoringCase(FileNameOf(image), name); });
 }
 

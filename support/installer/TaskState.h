@@ -22,6 +22,6 @@ TaskXml ReadTaskXml(const std::wstring& name);
 /// with a line on standard output, when that fails.
 bool RegisterTaskXml(const std::wstring& name, const std::wstring& xml);
 
-/// Deletes it; one that does not exist is no failure. False, with a line on standard output, when it
-/// stays.
+/// Deletes it; one that does not exist is no failure. False, with a line on standard output, when
+/// it stays.
 bool DeleteTaskOf(const std::wstring& name);
