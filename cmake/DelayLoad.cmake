@@ -44,5 +44,6 @@ function(delay_load target dll)
     configure_file("${palvo_late_imports}" "${source}" @ONLY)
 
     add_library(late_${name} STATIC "${source}")
+    target_compile_options(late_${name} PRIVATE ${palvo_path_options})
     target_link_libraries(${target} INTERFACE late_${name})
 endfunction()

@@ -47,8 +47,11 @@ endif()
 if(NOT PALVO_COVERAGE AND NOT PALVO_SANITIZE)
     target_compile_options(palvo_options INTERFACE -g)
 endif()
-target_compile_options(palvo_options INTERFACE
-    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" -fstack-protector-strong)
+# The symbols name the build folder as "build", wherever it lies: the same source gives the same bytes.
+# Of two options that fit a path, the later one holds. Assembler sources need them as well.
+set(palvo_path_options
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+target_compile_options(palvo_options INTERFACE ${palvo_path_options} -fstack-protector-strong)
 # The stack protector's own runtime library stays out: src/SimpleUtilitiesLib/StackGuard.cpp has what
 # it is for.
 target_link_options(palvo_options INTERFACE

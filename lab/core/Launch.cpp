@@ -49,12 +49,13 @@ private:
     std::vector<Variable> m_before;
 };
 
+} // namespace
+
 // Loads the DLL through a thread of the new process. The thread is the first to run there, so it
 // initialises the process, loads what the program imports, and then the lab; the program's own
 // thread is still suspended.
-bool Inject(HANDLE process)
+bool Inject(HANDLE process, const std::wstring& dll)
 {
-    const std::wstring dll = LabDll();
     const SIZE_T size = (dll.size() + 1) * sizeof(wchar_t);
     void* remote = VirtualAllocEx(process, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
     if (remote == nullptr || !WriteProcessMemory(process, remote, dll.c_str(), size, nullptr))
@@ -74,8 +75,6 @@ bool Inject(HANDLE process)
     }
     return ok;
 }
-
-} // namespace
 
 Launched::Launched(OwnedHandle process, OwnedHandle thread, DWORD id)
     : m_process(std::move(process)), m_thread(std::move(thread)), m_id(id)
@@ -128,7 +127,7 @@ std::optional<Launched> Launch(const LaunchRequest& request)
         return std::nullopt;
     }
     Launched launched(OwnedHandle(made.hProcess), OwnedHandle(made.hThread), made.dwProcessId);
-    if (!Inject(made.hProcess))
+    if (!Inject(made.hProcess, LabDll()))
     {
         const DWORD error = GetLastError();
         TerminateProcess(made.hProcess, error);

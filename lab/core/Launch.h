@@ -53,6 +53,10 @@ bool ResumeSuspended(DWORD processId);
 // The full path of the lab's DLL: beside the running program.
 std::wstring LabDll();
 
+// Loads that DLL into a process that was made suspended. False, with the last-error value, when it
+// cannot be loaded there.
+bool Inject(HANDLE process, const std::wstring& dll);
+
 // Quotes an argument so that CommandLineToArgvW gives it back.
 std::wstring QuoteArgument(const std::wstring& argument);
 

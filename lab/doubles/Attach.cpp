@@ -173,6 +173,7 @@ void Attach()
             WriteImportSlot(import.slot, target);
         }
     }
+    LeadInstallerIntoLab();
     RecordCall(L"process started: " + std::wstring(GetCommandLineW()));
 }
 

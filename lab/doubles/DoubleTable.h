@@ -44,4 +44,7 @@ void AddSecurityDoubles(DoubleList& list);
 void AddCryptoDoubles(DoubleList& list);
 void AddSystemDoubles(DoubleList& list);
 
+// In msiexec.exe alone: what a package starts runs in the lab.
+void LeadInstallerIntoLab();
+
 } // namespace PalvoLab

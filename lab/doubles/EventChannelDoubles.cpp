@@ -93,6 +93,52 @@ BOOL WINAPI DoubleEvtSetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CON
     return call.Return(TRUE);
 }
 
+// Nothing for a property that the lab does not keep.
+std::optional<EVT_VARIANT> GetProperty(const ChannelConfig& config,
+                                       EVT_CHANNEL_CONFIG_PROPERTY_ID id)
+{
+    EVT_VARIANT value = {};
+    value.Type = id == EvtChannelLoggingConfigMaxSize ? EvtVarTypeUInt64 : EvtVarTypeBoolean;
+    switch (id)
+    {
+    case EvtChannelConfigEnabled:
+        value.BooleanVal = config.enabled;
+        return value;
+    case EvtChannelLoggingConfigRetention:
+        value.BooleanVal = config.retention;
+        return value;
+    case EvtChannelLoggingConfigMaxSize:
+        value.UInt64Val = config.maxSize;
+        return value;
+    default:
+        return std::nullopt;
+    }
+}
+
+BOOL WINAPI DoubleEvtGetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CONFIG_PROPERTY_ID id,
+                                              DWORD flags, DWORD size, PEVT_VARIANT buffer,
+                                              PDWORD used)
+{
+    Call call(L"EvtGetChannelConfigProperty", handle, static_cast<DWORD>(id), flags, size);
+    const auto* object = FindEventHandle<ConfigObject>(handle);
+    if (object == nullptr)
+    {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    const auto value = GetProperty(object->config, id);
+    if (flags != 0 || used == nullptr || !value)
+    {
+        return call.Fail(ERROR_INVALID_PARAMETER);
+    }
+    *used = sizeof *buffer;
+    if (buffer == nullptr || size < sizeof *buffer)
+    {
+        return call.Fail(ERROR_INSUFFICIENT_BUFFER);
+    }
+    *buffer = *value;
+    return call.Return(TRUE);
+}
+
 BOOL WINAPI DoubleEvtSaveChannelConfig(EVT_HANDLE handle, DWORD flags)
 {
     Call call(L"EvtSaveChannelConfig", handle, flags);
@@ -149,6 +195,7 @@ EventHandleObject* FindAnyEventHandle(EVT_HANDLE handle)
 void AddEventChannelDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtOpenChannelConfig);
+    PALVOLAB_DOUBLE(list, "WEVTAPI", EvtGetChannelConfigProperty);
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtSetChannelConfigProperty);
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtSaveChannelConfig);
 }

@@ -32,7 +32,7 @@ std::wstring VariantText(const VARIANT& value)
 struct Registration
 {
     BSTR path;
-    ITaskDefinition* definition;
+    SharedTask data;
     LONG flags;
     const VARIANT& user;
     const VARIANT& password;
@@ -106,8 +106,7 @@ StoredTask TaskOf(const Registration& request, const TaskData& data)
 
 HRESULT Register(const Registration& request)
 {
-    const SharedTask data = DataOf(request.definition);
-    if (data == nullptr || request.path == nullptr)
+    if (request.data == nullptr || request.path == nullptr)
     {
         return E_INVALIDARG;
     }
@@ -115,7 +114,7 @@ HRESULT Register(const Registration& request)
     Verdict verdict = CheckArguments(request);
     if (SUCCEEDED(verdict.result))
     {
-        verdict = CheckDefinition(*data);
+        verdict = CheckDefinition(*request.data);
     }
     const std::wstring name = NameOf(request.path);
     if (SUCCEEDED(verdict.result))
@@ -127,7 +126,7 @@ HRESULT Register(const Registration& request)
         LogScheduler(L"refused: " + name + L": " + verdict.reason);
         return verdict.result;
     }
-    SaveTask(TaskOf(request, *data));
+    SaveTask(TaskOf(request, *request.data));
     LogScheduler(L"registered: " + name);
     return S_OK;
 }
@@ -216,7 +215,7 @@ public:
                 *out = nullptr;
             }
             const HRESULT result =
-                Register({path, definition, flags, user, password, logonType, descriptor});
+                Register({path, DataOf(definition), flags, user, password, logonType, descriptor});
             const auto task = SUCCEEDED(result) ? LoadTask(NameOf(path)) : std::nullopt;
             return task && out != nullptr ? HandOut(out, MakeRegisteredTask(*task)) : result;
         };
@@ -224,12 +223,35 @@ public:
                        VariantText(user), static_cast<std::uint32_t>(logonType));
     }
 
+    // The lab reads no XML: it knows the texts that it handed out itself.
+    STDMETHODIMP RegisterTask(BSTR path, BSTR xml, LONG flags, VARIANT user, VARIANT password,
+                              TASK_LOGON_TYPE logonType, VARIANT descriptor,
+                              IRegisteredTask** out) override
+    {
+        const auto store = [&]() -> HRESULT
+        {
+            if (out != nullptr)
+            {
+                *out = nullptr;
+            }
+            const auto given = LoadGivenTask(BStrText(xml));
+            if (!given)
+            {
+                return E_NOTIMPL;
+            }
+            const HRESULT result = Register({path, std::make_shared<TaskData>(given->data), flags,
+                                             user, password, logonType, descriptor});
+            const auto task = SUCCEEDED(result) ? LoadTask(NameOf(path)) : std::nullopt;
+            return task && out != nullptr ? HandOut(out, MakeRegisteredTask(*task)) : result;
+        };
+        return Perform(L"RegisterTask", store, static_cast<const wchar_t*>(path), flags,
+                       VariantText(user), static_cast<std::uint32_t>(logonType));
+    }
+
     PALVOLAB_NOT_MODELLED(GetFolders(LONG, ITaskFolderCollection**))
     PALVOLAB_NOT_MODELLED(CreateFolder(BSTR, VARIANT, ITaskFolder**))
     PALVOLAB_NOT_MODELLED(DeleteFolder(BSTR, LONG))
     PALVOLAB_NOT_MODELLED(GetTasks(LONG, IRegisteredTaskCollection**))
-    PALVOLAB_NOT_MODELLED(RegisterTask(BSTR, BSTR, LONG, VARIANT, VARIANT, TASK_LOGON_TYPE, VARIANT,
-                                       IRegisteredTask**))
     PALVOLAB_NOT_MODELLED(GetSecurityDescriptor(LONG, BSTR*))
     PALVOLAB_NOT_MODELLED(SetSecurityDescriptor(BSTR, LONG))
 

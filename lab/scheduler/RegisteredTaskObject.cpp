@@ -23,7 +23,12 @@ public:
         return Text(L"get_Path", path, L"\\" + m_task.name);
     }
 
-    STDMETHODIMP get_Xml(BSTR* xml) override { return Text(L"get_Xml", xml, TaskXml(m_task)); }
+    STDMETHODIMP get_Xml(BSTR* xml) override
+    {
+        const std::wstring text = TaskXml(m_task);
+        KeepGivenTask(m_task.name, text);
+        return Text(L"get_Xml", xml, text);
+    }
 
     STDMETHODIMP get_Enabled(VARIANT_BOOL* enabled) override
     {

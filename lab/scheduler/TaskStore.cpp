@@ -7,6 +7,7 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace PalvoLab
 {
@@ -14,26 +15,30 @@ namespace
 {
 
 constexpr wchar_t kTaskKey[] = L"Tasks";
+constexpr wchar_t kGivenKey[] = L"GivenTasks"; // one key for each XML, the task below it
 constexpr wchar_t kLogFile[] = L"scheduler.log";
 
-std::wstring KeyOf(const std::wstring& task, const wchar_t* part = L"")
+// Of a stored task, or, with another root, of one that was handed out.
+std::wstring KeyOf(const std::wstring& task, const wchar_t* part = L"",
+                   const wchar_t* root = kTaskKey)
 {
-    return std::wstring(kTaskKey) + L"\\" + task + (*part == L'\0' ? L"" : L"\\") + part;
+    return std::wstring(root) + L"\\" + task + (*part == L'\0' ? L"" : L"\\") + part;
 }
 
-std::wstring ItemKey(const std::wstring& task, const wchar_t* part, std::size_t index)
+std::wstring ItemKey(const std::wstring& task, const wchar_t* part, std::size_t index,
+                     const wchar_t* root)
 {
-    return KeyOf(task, part) + L"\\" + std::to_wstring(index);
+    return KeyOf(task, part, root) + L"\\" + std::to_wstring(index);
 }
 
-void SaveDefinition(const std::wstring& name, const TaskData& data)
+void SaveDefinition(const std::wstring& name, const TaskData& data, const wchar_t* root = kTaskKey)
 {
-    data.registrationInfo.Save(CreateStateKey(KeyOf(name, L"RegistrationInfo")));
-    data.principal.Save(CreateStateKey(KeyOf(name, L"Principal")));
-    data.settings.Save(CreateStateKey(KeyOf(name, L"Settings")));
+    data.registrationInfo.Save(CreateStateKey(KeyOf(name, L"RegistrationInfo", root)));
+    data.principal.Save(CreateStateKey(KeyOf(name, L"Principal", root)));
+    data.settings.Save(CreateStateKey(KeyOf(name, L"Settings", root)));
     for (std::size_t i = 0; i < data.triggers.size(); ++i)
     {
-        const std::wstring path = ItemKey(name, L"Triggers", i);
+        const std::wstring path = ItemKey(name, L"Triggers", i, root);
         const LabKey key = CreateStateKey(path);
         data.triggers[i]->properties.Save(key);
         key.SetNumber(L"Type", static_cast<std::uint32_t>(data.triggers[i]->type));
@@ -41,21 +46,21 @@ void SaveDefinition(const std::wstring& name, const TaskData& data)
     }
     for (std::size_t i = 0; i < data.actions.size(); ++i)
     {
-        const LabKey key = CreateStateKey(ItemKey(name, L"Actions", i));
+        const LabKey key = CreateStateKey(ItemKey(name, L"Actions", i, root));
         data.actions[i]->properties.Save(key);
         key.SetNumber(L"Type", static_cast<std::uint32_t>(data.actions[i]->type));
     }
 }
 
-TaskData LoadDefinition(const std::wstring& name)
+TaskData LoadDefinition(const std::wstring& name, const wchar_t* root = kTaskKey)
 {
     TaskData data;
-    data.registrationInfo = PropertyBag::Load(OpenStateKey(KeyOf(name, L"RegistrationInfo")));
-    data.principal = PropertyBag::Load(OpenStateKey(KeyOf(name, L"Principal")));
-    data.settings = PropertyBag::Load(OpenStateKey(KeyOf(name, L"Settings")));
+    data.registrationInfo = PropertyBag::Load(OpenStateKey(KeyOf(name, L"RegistrationInfo", root)));
+    data.principal = PropertyBag::Load(OpenStateKey(KeyOf(name, L"Principal", root)));
+    data.settings = PropertyBag::Load(OpenStateKey(KeyOf(name, L"Settings", root)));
     for (std::size_t i = 0;; ++i)
     {
-        const std::wstring path = ItemKey(name, L"Triggers", i);
+        const std::wstring path = ItemKey(name, L"Triggers", i, root);
         const LabKey key = OpenStateKey(path);
         if (!key)
         {
@@ -70,7 +75,7 @@ TaskData LoadDefinition(const std::wstring& name)
     }
     for (std::size_t i = 0;; ++i)
     {
-        const LabKey key = OpenStateKey(ItemKey(name, L"Actions", i));
+        const LabKey key = OpenStateKey(ItemKey(name, L"Actions", i, root));
         if (!key)
         {
             break;
@@ -82,6 +87,11 @@ TaskData LoadDefinition(const std::wstring& name)
         data.actions.push_back(std::move(action));
     }
     return data;
+}
+
+std::wstring GivenKeyOf(const std::wstring& xml)
+{
+    return std::wstring(kGivenKey) + L"\\" + std::to_wstring(std::hash<std::wstring>()(xml));
 }
 
 std::uint32_t NextSerial()
@@ -183,6 +193,34 @@ bool RemoveTask(const std::wstring& name)
     return existed;
 }
 
+void KeepGivenTask(const std::wstring& name, const std::wstring& xml)
+{
+    const LabLock lock(kSchedulerLock);
+    const auto task = LoadTask(name);
+    if (!task)
+    {
+        return;
+    }
+    const std::wstring root = GivenKeyOf(xml);
+    RemoveStateKey(root);
+    CreateStateKey(root).SetString(L"Xml", xml);
+    SaveDefinition(L"Task", task->data, root.c_str());
+}
+
+std::optional<StoredTask> LoadGivenTask(const std::wstring& xml)
+{
+    const LabLock lock(kSchedulerLock);
+    const std::wstring root = GivenKeyOf(xml);
+    const LabKey key = OpenStateKey(root);
+    if (!key || key.String(L"Xml") != xml)
+    {
+        return std::nullopt;
+    }
+    StoredTask task;
+    task.data = LoadDefinition(L"Task", root.c_str());
+    return task;
+}
+
 void ProtectTask(const std::wstring& name, bool isProtected)
 {
     const LabLock lock(kSchedulerLock);
@@ -238,6 +276,7 @@ void RemoveAllTasks()
 {
     const LabLock lock(kSchedulerLock);
     RemoveStateKey(kTaskKey);
+    RemoveStateKey(kGivenKey);
     DeleteFileW((DataFolder() + kLogFile).c_str());
 }
 

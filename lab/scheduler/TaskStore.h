@@ -69,6 +69,12 @@ void SaveTask(const StoredTask& task);
 // False when there is none of that name.
 bool RemoveTask(const std::wstring& name);
 
+// A stored task's XML was handed out: a task may be registered from that text again.
+void KeepGivenTask(const std::wstring& name, const std::wstring& xml);
+
+// The task of which this very text was handed out; nothing for any other XML.
+std::optional<StoredTask> LoadGivenTask(const std::wstring& xml);
+
 void ProtectTask(const std::wstring& name, bool isProtected);
 
 // How far a task has seen the events of a channel.
@@ -91,7 +97,7 @@ void SaveHistory(const std::wstring& task, const TaskHistory& history);
 void LogScheduler(const std::wstring& text);
 std::vector<std::string> SchedulerLog();
 
-// Forgets all tasks and the log.
+// Forgets all tasks, those that were handed out too, and the log.
 void RemoveAllTasks();
 
 } // namespace PalvoLab

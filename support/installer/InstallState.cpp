@@ -1,0 +1,157 @@
+#include "InstallState.h"
+
+#include "ChannelState.h"
+#include "RegistryPaths.h"
+#include "RegistryValues.h"
+#include "SimpleRegistryKey.h"
+#include "TaskKinds.h"
+#include "TaskState.h"
+
+#include <array>
+
+namespace
+{
+constexpr wchar_t StateKey[] = L"Software\\Palvo\\PrinterDriver\\V6.0\\PalvoPrinterSetup";
+
+constexpr std::array StartingTasks = {TaskKind::NewOrChanged, TaskKind::PeriodicRefresh,
+                                      TaskKind::UserLogon};
+constexpr std::array AllTasks = {TaskKind::NewOrChanged, TaskKind::PeriodicRefresh,
+                                 TaskKind::UserLogon, TaskKind::JobStart};
+
+// The value of a task that was not there: no XML is empty.
+constexpr wchar_t NoTask[] = L"";
+
+std::wstring ChannelValue(EVT_CHANNEL_CONFIG_PROPERTY_ID id)
+{
+    return L"Channel" + std::to_wstring(static_cast<int>(id));
+}
+
+/// A REG_QWORD; false when it is absent or of another size.
+bool ReadNumber(const RegistryKey& key, const std::wstring& name, std::uint64_t& number)
+{
+    std::vector<std::uint8_t> bytes;
+    if (!key.GetValue(name, bytes) || bytes.size() != sizeof number)
+    {
+        return false;
+    }
+    CopyMemory(&number, bytes.data(), sizeof number);
+    return true;
+}
+
+std::shared_ptr<RegistryKey> OwnKey(REGSAM access)
+{
+    return RegistryKey::OpenRegistryKey(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, access);
+}
+
+void KeepPosition(RegistryKey& state)
+{
+    std::uint64_t position = 0;
+    const auto key = OwnKey(KEY_READ);
+    if (key && ReadNumber(*key, RegistryPaths::ScanPosition, position))
+    {
+        state.SetValue(RegistryPaths::ScanPosition, position);
+    }
+}
+
+bool RestorePosition(const RegistryKey& state)
+{
+    std::uint64_t position = 0;
+    if (ReadNumber(state, RegistryPaths::ScanPosition, position))
+    {
+        std::wstring error;
+        return WriteMachineNumber64(RegistryPaths::ScanPosition, position, error);
+    }
+    const LSTATUS result =
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, RegistryPaths::ScanPosition);
+    return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;
+}
+
+bool RestoreChannel(const RegistryKey& state)
+{
+    ChannelNumbers numbers;
+    for (const EVT_CHANNEL_CONFIG_PROPERTY_ID id : ChannelProperties)
+    {
+        std::uint64_t number = 0;
+        if (ReadNumber(state, ChannelValue(id), number))
+        {
+            numbers[id] = number;
+        }
+    }
+    return numbers.empty() || WriteChannel(numbers);
+}
+
+bool RestoreTask(const RegistryKey& state, const std::wstring& name)
+{
+    constexpr wchar_t notKept[] = L"?";
+    const std::wstring xml = state.GetString(name, notKept);
+    if (xml == notKept)
+    {
+        return true;
+    }
+    return xml == NoTask ? DeleteTaskOf(name) : RegisterTaskXml(name, xml);
+}
+} // namespace
+
+void KeepState()
+{
+    ForgetState();
+    const auto state =
+        RegistryKey::CreateRegistryKey(HKEY_LOCAL_MACHINE, StateKey, KEY_READ | KEY_WRITE);
+    for (const auto& [id, number] : ReadChannel())
+    {
+        state->SetValue(ChannelValue(id), number);
+    }
+    for (const unsigned kind : AllTasks)
+    {
+        const TaskXml task = ReadTaskXml(TaskName(kind));
+        if (task.presence != TaskPresence::Unknown)
+        {
+            state->SetValue(TaskName(kind), task.xml);
+        }
+    }
+    KeepPosition(*state);
+}
+
+bool RestoreState()
+{
+    const auto state = RegistryKey::OpenRegistryKey(HKEY_LOCAL_MACHINE, StateKey, KEY_READ);
+    if (!state)
+    {
+        return true; // Nothing was changed yet.
+    }
+    bool restored = RestoreChannel(*state);
+    for (const unsigned kind : AllTasks)
+    {
+        restored = RestoreTask(*state, TaskName(kind)) && restored;
+    }
+    return RestorePosition(*state) && restored;
+}
+
+void ForgetState()
+{
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, StateKey);
+    // RegDeleteTreeW leaves the key itself on some versions of Windows.
+    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, StateKey, KEY_WOW64_64KEY, 0);
+}
+
+bool DeleteStartingTasks()
+{
+    bool deleted = true;
+    for (const unsigned kind : StartingTasks)
+    {
+        deleted = DeleteTaskOf(TaskName(kind)) && deleted;
+    }
+    return deleted;
+}
+
+bool AreStartingTasksThere()
+{
+    for (const unsigned kind : StartingTasks)
+    {
+        if (ReadTaskXml(TaskName(kind)).presence != TaskPresence::There)
+        {
+            return false;
+        }
+    }
+    return true;
+}

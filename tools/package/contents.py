@@ -1,0 +1,78 @@
+"""What is packed: one list, of which the parts that are not built yet may be missing."""
+
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+PROGRAM = "PalvoPrinterConfiguration.exe"
+SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
+
+# For whoever installs, administers and supports; the rest of docs is for maintainers.
+DOCUMENTS = ("administration", "exit-codes", "findings", "installing", "policies", "privacy",
+             "reading-the-log", "rollout", "switches", "troubleshooting", "trust")
+
+# Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
+# runtime's own parts.
+LICENCES = {"gcc-runtime.txt": "gcc-mingw-w64-x86-64-win32-runtime",
+            "gcc-libstdc++.txt": "g++-mingw-w64-x86-64-win32",
+            "mingw-w64.txt": "mingw-w64-x86-64-dev"}
+
+
+class Missing(Exception):
+    """Something that every package must have is not there."""
+
+
+def required(file):
+    if not file.is_file():
+        raise Missing(f"{file} is not there")
+    return file
+
+
+def present(files):
+    return {name: file for name, file in files.items() if file.is_file()}
+
+
+def licences(folder=Path("/usr/share/doc")):
+    files = {f"licences/{name}": required(folder / package / "copyright")
+             for name, package in LICENCES.items()}
+    return files | {"licences/README.txt": required(ROOT / "support" / "licences.txt")}
+
+
+def policies():
+    folder = ROOT / "support" / "policies"
+    return {f"policies/{file.relative_to(folder).as_posix()}": file
+            for file in sorted(folder.rglob("*.adm[xl]"))}
+
+
+def documents():
+    return present({f"docs/{name}.md": ROOT / "docs" / f"{name}.md" for name in DOCUMENTS})
+
+
+def program_files(build):
+    """What lies beside the siblings on a machine."""
+    return {PROGRAM: required(build / PROGRAM)} | present(
+        {"PalvoPrinterDoctor.exe": build / "PalvoPrinterDoctor.exe"})
+
+
+def package_files(build):
+    return (program_files(build)
+            | present({"log-viewer.html": ROOT / "support" / "log-viewer.html"})
+            | policies() | documents() | licences())
+
+
+def symbol_files(build):
+    return present({f"{name}.debug": build / f"{name}.debug" for name in program_files(build)})
+
+
+def sibling_files(folder):
+    """The siblings, which are built elsewhere, and whatever lies beside them."""
+    for name in SIBLINGS:
+        required(folder / name)
+    return {file.name: file for file in sorted(folder.iterdir()) if file.is_file()}
+
+
+def version(build):
+    """The one in CMakeLists.txt, as the build folder remembers it."""
+    for line in (build / "CMakeCache.txt").read_text().splitlines():
+        if line.startswith("CMAKE_PROJECT_VERSION:STATIC="):
+            return line.partition("=")[2]
+    raise Missing(f"{build} does not say the version")
