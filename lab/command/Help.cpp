@@ -87,6 +87,8 @@ const std::vector<Command>& Commands()
          L"set windows-version win7|win8|win81|win10|none\n"
          L"set hive-readonly USER|SID on|off\n"
          L"set bag-value USER|SID NAME TEXT   write into a printer property bag\n"
+         L"set machine-value KEY NAME text|binary|dword|qword DATA   write into "
+         L"HKEY_LOCAL_MACHINE\n"
          L"set lookup-fails on|off        accounts cannot be looked up\n"
          L"set localised on|off           accounts have German names\n"
          L"set suite none|smallbusiness|enterprise\n"
