@@ -1,0 +1,85 @@
+#pragma once
+
+#include "WindowsHeaders.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the looks found. Nothing here judges, and nothing of it calls Windows.
+
+/// Times are in 100 ns since 1601, as FILETIME has them.
+inline constexpr std::uint64_t Second = 10'000'000;
+inline constexpr std::uint64_t Minute = 60 * Second;
+
+/// One value of the registry. `error` is 0 when it was read, ERROR_FILE_NOT_FOUND when it or its
+/// key is not there.
+struct ValueFact
+{
+    DWORD error = ERROR_FILE_NOT_FOUND;
+    DWORD type = REG_NONE;
+    std::vector<std::uint8_t> bytes;
+
+    [[nodiscard]] bool IsThere() const { return error == ERROR_SUCCESS; }
+    [[nodiscard]] bool IsUnreadable() const
+    {
+        return error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND;
+    }
+    /// Up to the first zero character, as the program reads any type.
+    [[nodiscard]] std::wstring Text() const;
+};
+
+struct SettingsFacts
+{
+    ValueFact runSwitch;
+    std::uint32_t effectiveSwitch = 1; ///< as the program reads it
+    ValueFact position;
+    ValueFact prompt;
+};
+
+/// Who but administrators may write into a folder.
+struct WritableFolder
+{
+    std::wstring folder;
+    std::wstring account;
+};
+
+struct SuiteFacts
+{
+    bool isWindows8 = true;
+    std::wstring folder;
+    std::vector<std::wstring> missing;          ///< of the three programs
+    std::vector<std::wstring> onTheWay;         ///< files that Windows starts instead of them
+    std::vector<WritableFolder> writable;       ///< the folder and those above it
+    std::vector<std::wstring> unreadableRights; ///< folders whose rights could not be read
+};
+
+struct TaskFact
+{
+    std::wstring name;
+    std::wstring wantedArguments;
+    HRESULT found = S_OK;
+    bool enabled = true;
+    std::wstring program;
+    std::wstring arguments;
+    std::wstring account;
+    HRESULT lastResult = S_OK;
+    bool running = false;
+    std::optional<std::uint64_t> lastRun; ///< local time
+};
+
+struct TaskFacts
+{
+    HRESULT reached = S_OK; ///< how the scheduler could be reached
+    std::vector<TaskFact> tasks;
+};
+
+struct Facts
+{
+    std::uint64_t localTime = 0;           ///< now
+    std::uint64_t hungAfter = 60 * Minute; ///< how long a run may take
+    SettingsFacts settings;
+    SuiteFacts suite;
+    TaskFacts tasks;
+};

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Facts.h"
+#include "Finding.h"
+
+// What the facts mean. Pure: facts in, findings out.
+
+void JudgeSettings(const SettingsFacts& settings, Report& report);
+void JudgeSuite(const SuiteFacts& suite, Report& report);
+void JudgeTasks(const Facts& facts, Report& report);
+
+/// Everything, in the order in which findings are told.
+Report Judge(const Facts& facts);
+
+/// What Windows tries before it takes the whole of an unquoted path for the program: what stands
+/// before each blank, as it is and with ".exe".
+std::vector<std::wstring> PathsOnTheWay(const std::wstring& path);
+
+/// What stands between <name> and </name> where that first occurs, with XML's escapes undone; empty
+/// when it does not.
+std::wstring XmlText(const std::wstring& xml, const std::wstring& name);
