@@ -93,6 +93,54 @@ BOOL WINAPI DoubleEvtSetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CON
     return call.Return(TRUE);
 }
 
+// What the program sets and the doctor asks; nothing of the other properties is modelled.
+bool GetProperty(const ChannelConfig& config, EVT_CHANNEL_CONFIG_PROPERTY_ID id, EVT_VARIANT& value)
+{
+    value = {};
+    switch (id)
+    {
+    case EvtChannelConfigEnabled:
+        value.BooleanVal = config.enabled ? TRUE : FALSE;
+        value.Type = EvtVarTypeBoolean;
+        return true;
+    case EvtChannelLoggingConfigRetention:
+        value.BooleanVal = config.retention ? TRUE : FALSE;
+        value.Type = EvtVarTypeBoolean;
+        return true;
+    case EvtChannelLoggingConfigMaxSize:
+        value.UInt64Val = config.maxSize;
+        value.Type = EvtVarTypeUInt64;
+        return true;
+    default:
+        return false;
+    }
+}
+
+BOOL WINAPI DoubleEvtGetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CONFIG_PROPERTY_ID id,
+                                              DWORD flags, DWORD size, PEVT_VARIANT buffer,
+                                              PDWORD used)
+{
+    Call call(L"EvtGetChannelConfigProperty", handle, static_cast<DWORD>(id), flags, size);
+    const auto* object = FindEventHandle<ConfigObject>(handle);
+    if (object == nullptr)
+    {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    EVT_VARIANT value;
+    if (flags != 0 || used == nullptr || (buffer == nullptr && size != 0) ||
+        !GetProperty(object->config, id, value))
+    {
+        return call.Fail(ERROR_INVALID_PARAMETER);
+    }
+    *used = sizeof value;
+    if (size < sizeof value)
+    {
+        return call.Fail(ERROR_INSUFFICIENT_BUFFER);
+    }
+    *buffer = value;
+    return call.Return(TRUE);
+}
+
 BOOL WINAPI DoubleEvtSaveChannelConfig(EVT_HANDLE handle, DWORD flags)
 {
     Call call(L"EvtSaveChannelConfig", handle, flags);
@@ -150,6 +198,7 @@ void AddEventChannelDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtOpenChannelConfig);
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtSetChannelConfigProperty);
+    PALVOLAB_DOUBLE(list, "WEVTAPI", EvtGetChannelConfigProperty);
     PALVOLAB_DOUBLE(list, "WEVTAPI", EvtSaveChannelConfig);
 }
 

@@ -3,6 +3,7 @@
 #include "WindowsHeaders.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,11 +76,77 @@ struct TaskFacts
     std::vector<TaskFact> tasks;
 };
 
+/// The newest or oldest event of a query. Record 0: there is none.
+struct EventFact
+{
+    std::uint64_t record = 0;
+    std::uint64_t time = 0; ///< UTC
+};
+
+struct ChannelFacts
+{
+    DWORD openError = 0;
+    DWORD queryError = 0;
+    bool enabled = true;
+    bool retains = false; ///< a full channel takes no more
+    std::uint64_t maximumSize = 0;
+    std::uint64_t position = 0; ///< as the program reads it
+    EventFact oldest;
+    EventFact newest;
+    EventFact newestPrinterEvent;
+    std::map<std::wstring, std::uint64_t> lastEvents; ///< record by printer, of the last 5000
+};
+
+struct LogEntry
+{
+    std::uint64_t time = 0; ///< local
+    DWORD process = 0;
+    std::wstring message;
+};
+
+struct LogFacts
+{
+    std::wstring path; ///< empty when %ProgramData% cannot be had
+    DWORD openError = 0;
+    bool isFolder = false;
+    bool isReadOnly = false;
+    bool isProper = true;
+    std::uint64_t size = 0;
+    bool hasLeftover = false;
+    std::optional<std::uint64_t> freeBytes;
+    std::uint64_t upTime = 0; ///< of Windows
+    std::vector<DWORD> liveProcesses;
+    std::vector<LogEntry> entries;
+    std::size_t foreignLines = 0;
+};
+
+struct PrinterFact
+{
+    std::wstring name;
+    DWORD openError = 0;
+    HRESULT driverRead = S_OK;
+    std::wstring driver;
+    DWORD driverVersion = 0;
+    std::wstring manifest;   ///< path; empty when the driver names none
+    DWORD manifestError = 0; ///< of opening it
+    std::wstring platform;
+};
+
+struct PrinterFacts
+{
+    DWORD listError = 0;
+    std::vector<PrinterFact> printers;
+};
+
 struct Facts
 {
+    std::uint64_t utcTime = 0; ///< now
     std::uint64_t localTime = 0;           ///< now
     std::uint64_t hungAfter = 60 * Minute; ///< how long a run may take
     SettingsFacts settings;
     SuiteFacts suite;
     TaskFacts tasks;
+    ChannelFacts channel;
+    LogFacts log;
+    PrinterFacts printers;
 };

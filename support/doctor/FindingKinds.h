@@ -68,4 +68,86 @@ inline constexpr FindingKind TaskRunsLong = {
     L"task-runs-long",
     L"A run takes minutes; this one may hang, and others leave their work to it.",
     L"Find out what the sibling programs wait for, or end the task."};
+
+// The print service's channel.
+
+inline constexpr FindingKind ChannelMissing = {
+    L"channel-missing", L"No printer event can start the task of new and changed printers.",
+    L"Repair Windows: the print service brings the channel."};
+inline constexpr FindingKind ChannelOff = {
+    L"channel-off", L"No printer event is logged, so none starts the program.",
+    L"Run PalvoPrinterConfiguration.exe -IT as an administrator."};
+inline constexpr FindingKind ChannelSmall = {
+    L"channel-small", L"Events are overwritten before a run has seen them.",
+    L"Set it to 1052672 bytes or more."};
+inline constexpr FindingKind ChannelRetention = {
+    L"channel-retention", L"When the channel is full, no printer event is logged any more.",
+    L"Let the channel overwrite its oldest events."};
+inline constexpr FindingKind ChannelLostPosition = {
+    L"channel-lost-position",
+    L"The next run does not look at the oldest printer event that it finds.",
+    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a channel "
+    L"that is full."};
+inline constexpr FindingKind PositionBeyond = {
+    L"position-beyond", L"A scan finds nothing, and every run configures all printers.",
+    L"Delete the value LastEvtRecordProcessed."};
+inline constexpr FindingKind EventsWaiting = {
+    L"events-waiting", L"No run has dealt with it: the task did not start, or its run hangs.",
+    L"Look at the findings about tasks; run PalvoPrinterConfiguration.exe -c."};
+
+// The log.
+
+inline constexpr FindingKind LogUnknownFolder = {
+    L"log-unknown-folder", L"Without %ProgramData% every run works without a log.",
+    L"Repair the known folder ProgramData."};
+inline constexpr FindingKind LogMissing = {
+    L"log-missing", L"No run has logged since the log was deleted, or none could.",
+    L"Look whether the other findings tell why; run PalvoPrinterConfiguration.exe -c."};
+inline constexpr FindingKind LogNotAFile = {
+    L"log-not-a-file", L"The program leaves it alone, and no run is logged.", L"Delete it."};
+inline constexpr FindingKind LogReadOnly = {
+    L"log-read-only", L"No run can write it.", L"Take the attribute away."};
+inline constexpr FindingKind LogHeld = {
+    L"log-held", L"Another program holds it without sharing; the lines of that time are lost.",
+    L"Close that program; read the log with a viewer that shares it."};
+inline constexpr FindingKind LogUntrimmed = {
+    L"log-untrimmed", L"It should have been trimmed at 4 MiB.",
+    L"Look who holds it and whether the disk is full."};
+inline constexpr FindingKind LogLeftover = {
+    L"log-leftover", L"A run was ended while it trimmed; the file may hold what the log lost.",
+    L"Keep a copy if it matters; the next trim deletes it."};
+inline constexpr FindingKind DiskFull = {
+    L"disk-full", L"Lines are lost without a trace when there is no room.", L"Make room."};
+inline constexpr FindingKind LogForeignLines = {
+    L"log-foreign-lines", L"Another program wrote into it, or it was damaged.",
+    L"Find out who did; PalvoPrinterConfiguration.exe -DL begins a new log."};
+inline constexpr FindingKind LogErrors = {
+    L"log-errors", L"A run told of a failure.", L"Look the line up in docs/reading-the-log.md."};
+inline constexpr FindingKind RunUnfinished = {
+    L"run-unfinished", L"It was ended at work; printers may be left as they were.",
+    L"Run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind RunsRedundant = {
+    L"runs-redundant", L"They leave their work to a copy that does not get on.",
+    L"Look at copy-hangs; end that copy."};
+inline constexpr FindingKind LogSilent = {
+    L"log-silent", L"The refresh alone logs every four hours.",
+    L"Look at the findings about tasks and at the disk."};
+inline constexpr FindingKind ClockBack = {
+    L"clock-back", L"The clock or its time zone was changed; the log's order is not that of time.",
+    L"Nothing, when summer time ended; else correct the clock."};
+inline constexpr FindingKind DeviceIdBlank = {
+    L"device-id-blank", L"WMI did not tell the hardware, so other machines have the same identifier.",
+    L"Repair WMI, then run PalvoPrinterConfiguration.exe without arguments."};
+
+// Printers.
+
+inline constexpr FindingKind PrinterNotOpened = {
+    L"printer-not-opened", L"It counts as not supported, and its event is used up.",
+    L"Repair the printer, then run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind PrinterDriverUnknown = {
+    L"printer-driver-unknown", L"It counts as not supported, and its event is used up.",
+    L"Install its driver anew, then run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind PrinterManifest = {
+    L"printer-manifest", L"It counts as not supported, and its event is used up.",
+    L"Install its driver anew, then run PalvoPrinterConfiguration.exe without arguments."};
 } // namespace FindingKinds

@@ -9,6 +9,9 @@
 SettingsFacts LookAtSettings();
 SuiteFacts LookAtSuite(const std::wstring& folder);
 TaskFacts LookAtTasks();
+ChannelFacts LookAtChannel();
+LogFacts LookAtLog();
+PrinterFacts LookAtPrinters();
 
 /// One value under `root`.
 ValueFact LookAtValue(HKEY root, const std::wstring& subKey, const std::wstring& name);

@@ -13,11 +13,11 @@ namespace
 {
 constexpr int CouldNotLook = 2;
 
-std::uint64_t LocalTimeNow()
+std::uint64_t TimeNow(void(WINAPI* getTime)(SYSTEMTIME*))
 {
     SYSTEMTIME parts = {};
     FILETIME time = {};
-    GetLocalTime(&parts);
+    getTime(&parts);
     SystemTimeToFileTime(&parts, &time);
     return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
@@ -33,11 +33,15 @@ std::wstring UtcNow()
 Facts LookAtAll(const DoctorOptions& options)
 {
     Facts facts;
-    facts.localTime = LocalTimeNow();
+    facts.localTime = TimeNow(&GetLocalTime);
+    facts.utcTime = TimeNow(&GetSystemTime);
     facts.hungAfter = options.hungAfterMinutes * Minute;
     facts.settings = LookAtSettings();
     facts.suite = LookAtSuite(options.folder.empty() ? ProgramDirectory() : options.folder);
     facts.tasks = LookAtTasks();
+    facts.channel = LookAtChannel();
+    facts.log = LookAtLog();
+    facts.printers = LookAtPrinters();
     return facts;
 }
 

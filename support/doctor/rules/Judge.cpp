@@ -21,5 +21,8 @@ Report Judge(const Facts& facts)
     JudgeSettings(facts.settings, report);
     JudgeSuite(facts.suite, report);
     JudgeTasks(facts, report);
+    JudgeChannel(facts, report);
+    JudgeLog(facts, report);
+    JudgePrinters(facts, report);
     return report;
 }
