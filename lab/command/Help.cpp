@@ -96,6 +96,7 @@ const std::vector<Command>& Commands()
          L"it\n"
          L"set battery on|off             the machine runs on battery\n"
          L"set managed on|off             the process looks like one with managed code\n"
+         L"set file-holder NAME|none       the program that Restart Manager calls a file's holder\n"
          L"set window-station auto|visible|hidden|none\n"
          L"set message-queue \"N N quit\"   what a program finds in its message queue\n"
          L"set message-limit BYTES|none   longer messages to a session fail\n"

@@ -37,6 +37,7 @@ const std::vector<Switch>& Switches()
         {L"battery", L"Battery", {L"on", L"off"}},
         {L"suite", L"Suite", {L"none", L"smallbusiness", L"enterprise"}},
         {L"window-station", L"WindowStation", {L"auto", L"visible", L"hidden", L"none"}},
+        {L"file-holder", L"FileHolder", {}},
         {L"message-queue", L"MessageQueue", {}},
         {L"message-limit", L"MessageLimit", {}},
         {L"message-response", L"MessageResponse", {}},

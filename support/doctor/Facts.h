@@ -138,6 +138,57 @@ struct PrinterFacts
     std::vector<PrinterFact> printers;
 };
 
+struct SessionFact
+{
+    DWORD id = 0;
+    DWORD tokenError = 0;
+    bool isSeen = true; ///< false: only SYSTEM gets a token
+    std::wstring user;
+    std::wstring sid;
+    bool hasHive = true;
+    DWORD writeError = 0; ///< of opening the bag in the user's name
+    ValueFact userId;
+    ValueFact deviceId;
+    ValueFact isAdministrator;
+    ValueFact applications;
+};
+
+struct SessionFacts
+{
+    DWORD listError = 0;
+    std::vector<SessionFact> sessions;
+};
+
+struct ServiceFacts
+{
+    bool isSystem = true; ///< who else looks cannot log Local Service on
+    DWORD logonError = 0;
+    bool canHash = true;
+    bool hasWmi = true;
+};
+
+/// A process of the suite.
+struct WorkingProcess
+{
+    DWORD id = 0;
+    std::wstring file;
+    std::optional<std::uint64_t> started; ///< UTC
+};
+
+struct MutexFact
+{
+    std::wstring scheme; ///< what it is for
+    bool isHeld = false;
+};
+
+struct WorkFacts
+{
+    std::vector<WorkingProcess> processes;
+    std::vector<MutexFact> instances;
+    bool isLogMutexHeld = false;          ///< for a second, without a break
+    std::vector<std::wstring> logHolders; ///< other programs that have the log open
+};
+
 struct Facts
 {
     std::uint64_t utcTime = 0; ///< now
@@ -149,4 +200,7 @@ struct Facts
     ChannelFacts channel;
     LogFacts log;
     PrinterFacts printers;
+    SessionFacts sessions;
+    ServiceFacts services;
+    WorkFacts work;
 };

@@ -150,4 +150,61 @@ inline constexpr FindingKind PrinterDriverUnknown = {
 inline constexpr FindingKind PrinterManifest = {
     L"printer-manifest", L"It counts as not supported, and its event is used up.",
     L"Install its driver anew, then run PalvoPrinterConfiguration.exe without arguments."};
+
+// Users.
+
+inline constexpr FindingKind SessionWithoutToken = {
+    L"session-without-token", L"This user's values are not written, and no line tells.",
+    L"Let the user sign out and in."};
+inline constexpr FindingKind HiveMissing = {
+    L"hive-missing", L"This user's values cannot be written.",
+    L"Let the user sign out and in; repair the profile when it happens again."};
+inline constexpr FindingKind HiveReadOnly = {
+    L"hive-read-only", L"The program writes in the user's name, and that user may not.",
+    L"Give the user full access to this key."};
+inline constexpr FindingKind BagIncomplete = {
+    L"bag-incomplete", L"The desktop application lacks them; no run has handled this user.",
+    L"Run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind BagValueType = {
+    L"bag-value-type", L"The desktop application reads texts.",
+    L"Delete the value and run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind BagValueOdd = {
+    L"bag-value-odd", L"No run writes such a value.",
+    L"Find out who wrote it; run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind IdentifierZero = {
+    L"identifier-zero", L"The hash failed, so other users and machines have the same identifier.",
+    L"Repair cryptography, then run PalvoPrinterConfiguration.exe without arguments."};
+inline constexpr FindingKind BagApplications = {
+    L"bag-applications", L"The desktop applications of this version are not known to the printers.",
+    L"Run PalvoPrinterConfiguration.exe without arguments."};
+
+// What a run needs of Windows.
+
+inline constexpr FindingKind LocalServiceLogon = {
+    L"local-service-logon", L"The query program runs with this program's own rights instead.",
+    L"Give Local Service the right to log on as a service."};
+inline constexpr FindingKind CryptographyFailed = {
+    L"cryptography-failed", L"UserId and DeviceId become zeros.",
+    L"Repair the cryptographic services and their provider for SHA-256."};
+inline constexpr FindingKind WmiFailed = {
+    L"wmi-failed", L"The DeviceId is made without the hardware's identity.",
+    L"Repair WMI: winmgmt /verifyrepository tells more."};
+
+// Who works.
+
+inline constexpr FindingKind CopyHangs = {
+    L"copy-hangs", L"All others leave their work to it.",
+    L"Find out what it waits for; end it when it is of no use."};
+inline constexpr FindingKind SiblingHangs = {
+    L"sibling-hangs", L"A run waits for it; it also outlives a task that is ended.",
+    L"Find out what it waits for; end it when it is of no use."};
+inline constexpr FindingKind MutexForeign = {
+    L"mutex-foreign", L"Every run takes itself for redundant and does nothing.",
+    L"Find out which program holds it; restart the machine."};
+inline constexpr FindingKind LogMutexHeld = {
+    L"log-mutex-held", L"Every line of every run waits 5 seconds and is lost.",
+    L"End the process that holds it."};
+inline constexpr FindingKind LogOpenElsewhere = {
+    L"log-open-elsewhere", L"Lines are lost while it does not share the log for writing.",
+    L"Close it there; read the log with a viewer that shares it."};
 } // namespace FindingKinds

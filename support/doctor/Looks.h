@@ -12,6 +12,9 @@ TaskFacts LookAtTasks();
 ChannelFacts LookAtChannel();
 LogFacts LookAtLog();
 PrinterFacts LookAtPrinters();
+SessionFacts LookAtSessions();
+ServiceFacts LookAtServices();
+WorkFacts LookAtWork(const std::wstring& logPath);
 
 /// One value under `root`.
 ValueFact LookAtValue(HKEY root, const std::wstring& subKey, const std::wstring& name);

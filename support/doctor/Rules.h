@@ -11,6 +11,9 @@ void JudgeTasks(const Facts& facts, Report& report);
 void JudgeChannel(const Facts& facts, Report& report);
 void JudgeLog(const Facts& facts, Report& report);
 void JudgePrinters(const Facts& facts, Report& report);
+void JudgeSessions(const SessionFacts& sessions, Report& report);
+void JudgeServices(const ServiceFacts& services, Report& report);
+void JudgeWork(const Facts& facts, Report& report);
 
 /// Everything, in the order in which findings are told.
 Report Judge(const Facts& facts);

@@ -42,6 +42,9 @@ Facts LookAtAll(const DoctorOptions& options)
     facts.channel = LookAtChannel();
     facts.log = LookAtLog();
     facts.printers = LookAtPrinters();
+    facts.sessions = LookAtSessions();
+    facts.services = LookAtServices();
+    facts.work = LookAtWork(facts.log.path);
     return facts;
 }
 

@@ -1,3 +1,4 @@
+#include "FolderRights.h"
 #include "Looks.h"
 #include "ProgramPaths.h"
 #include "Rules.h"
@@ -9,6 +10,17 @@ bool IsFile(const std::wstring& path)
 {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+/// "C:\" of "C:\Suite", and nothing of that.
+std::wstring FolderAbove(const std::wstring& folder)
+{
+    const std::size_t slash = folder.rfind(L'\\');
+    if (slash == std::wstring::npos || slash + 1 == folder.size())
+    {
+        return {};
+    }
+    return folder.substr(0, slash == 2 ? 3 : slash);
 }
 } // namespace
 
@@ -31,6 +43,10 @@ SuiteFacts LookAtSuite(const std::wstring& folder)
         {
             facts.onTheWay.push_back(path);
         }
+    }
+    for (std::wstring above = folder; above.size() >= 3; above = FolderAbove(above))
+    {
+        LookAtRights(above, facts);
     }
     return facts;
 }

@@ -24,5 +24,8 @@ Report Judge(const Facts& facts)
     JudgeChannel(facts, report);
     JudgeLog(facts, report);
     JudgePrinters(facts, report);
+    JudgeSessions(facts.sessions, report);
+    JudgeServices(facts.services, report);
+    JudgeWork(facts, report);
     return report;
 }
