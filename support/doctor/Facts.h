@@ -191,7 +191,7 @@ struct WorkFacts
 
 struct Facts
 {
-    std::uint64_t utcTime = 0; ///< now
+    std::uint64_t utcTime = 0;             ///< now
     std::uint64_t localTime = 0;           ///< now
     std::uint64_t hungAfter = 60 * Minute; ///< how long a run may take
     SettingsFacts settings;

@@ -77,16 +77,17 @@ inline constexpr FindingKind ChannelMissing = {
 inline constexpr FindingKind ChannelOff = {
     L"channel-off", L"No printer event is logged, so none starts the program.",
     L"Run PalvoPrinterConfiguration.exe -IT as an administrator."};
-inline constexpr FindingKind ChannelSmall = {
-    L"channel-small", L"Events are overwritten before a run has seen them.",
-    L"Set it to 1052672 bytes or more."};
+inline constexpr FindingKind ChannelSmall = {L"channel-small",
+                                             L"Events are overwritten before a run has seen them.",
+                                             L"Set it to 1052672 bytes or more."};
 inline constexpr FindingKind ChannelRetention = {
     L"channel-retention", L"When the channel is full, no printer event is logged any more.",
     L"Let the channel overwrite its oldest events."};
 inline constexpr FindingKind ChannelLostPosition = {
     L"channel-lost-position",
     L"The next run does not look at the oldest printer event that it finds.",
-    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a channel "
+    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a "
+    L"channel "
     L"that is full."};
 inline constexpr FindingKind PositionBeyond = {
     L"position-beyond", L"A scan finds nothing, and every run configures all printers.",
@@ -105,14 +106,14 @@ inline constexpr FindingKind LogMissing = {
     L"Look whether the other findings tell why; run PalvoPrinterConfiguration.exe -c."};
 inline constexpr FindingKind LogNotAFile = {
     L"log-not-a-file", L"The program leaves it alone, and no run is logged.", L"Delete it."};
-inline constexpr FindingKind LogReadOnly = {
-    L"log-read-only", L"No run can write it.", L"Take the attribute away."};
+inline constexpr FindingKind LogReadOnly = {L"log-read-only", L"No run can write it.",
+                                            L"Take the attribute away."};
 inline constexpr FindingKind LogHeld = {
     L"log-held", L"Another program holds it without sharing; the lines of that time are lost.",
     L"Close that program; read the log with a viewer that shares it."};
-inline constexpr FindingKind LogUntrimmed = {
-    L"log-untrimmed", L"It should have been trimmed at 4 MiB.",
-    L"Look who holds it and whether the disk is full."};
+inline constexpr FindingKind LogUntrimmed = {L"log-untrimmed",
+                                             L"It should have been trimmed at 4 MiB.",
+                                             L"Look who holds it and whether the disk is full."};
 inline constexpr FindingKind LogLeftover = {
     L"log-leftover", L"A run was ended while it trimmed; the file may hold what the log lost.",
     L"Keep a copy if it matters; the next trim deletes it."};
@@ -121,22 +122,23 @@ inline constexpr FindingKind DiskFull = {
 inline constexpr FindingKind LogForeignLines = {
     L"log-foreign-lines", L"Another program wrote into it, or it was damaged.",
     L"Find out who did; PalvoPrinterConfiguration.exe -DL begins a new log."};
-inline constexpr FindingKind LogErrors = {
-    L"log-errors", L"A run told of a failure.", L"Look the line up in docs/reading-the-log.md."};
+inline constexpr FindingKind LogErrors = {L"log-errors", L"A run told of a failure.",
+                                          L"Look the line up in docs/reading-the-log.md."};
 inline constexpr FindingKind RunUnfinished = {
     L"run-unfinished", L"It was ended at work; printers may be left as they were.",
     L"Run PalvoPrinterConfiguration.exe without arguments."};
 inline constexpr FindingKind RunsRedundant = {
     L"runs-redundant", L"They leave their work to a copy that does not get on.",
     L"Look at copy-hangs; end that copy."};
-inline constexpr FindingKind LogSilent = {
-    L"log-silent", L"The refresh alone logs every four hours.",
-    L"Look at the findings about tasks and at the disk."};
+inline constexpr FindingKind LogSilent = {L"log-silent",
+                                          L"The refresh alone logs every four hours.",
+                                          L"Look at the findings about tasks and at the disk."};
 inline constexpr FindingKind ClockBack = {
     L"clock-back", L"The clock or its time zone was changed; the log's order is not that of time.",
     L"Nothing, when summer time ended; else correct the clock."};
 inline constexpr FindingKind DeviceIdBlank = {
-    L"device-id-blank", L"WMI did not tell the hardware, so other machines have the same identifier.",
+    L"device-id-blank",
+    L"WMI did not tell the hardware, so other machines have the same identifier.",
     L"Repair WMI, then run PalvoPrinterConfiguration.exe without arguments."};
 
 // Printers.
@@ -186,9 +188,9 @@ inline constexpr FindingKind LocalServiceLogon = {
 inline constexpr FindingKind CryptographyFailed = {
     L"cryptography-failed", L"UserId and DeviceId become zeros.",
     L"Repair the cryptographic services and their provider for SHA-256."};
-inline constexpr FindingKind WmiFailed = {
-    L"wmi-failed", L"The DeviceId is made without the hardware's identity.",
-    L"Repair WMI: winmgmt /verifyrepository tells more."};
+inline constexpr FindingKind WmiFailed = {L"wmi-failed",
+                                          L"The DeviceId is made without the hardware's identity.",
+                                          L"Repair WMI: winmgmt /verifyrepository tells more."};
 
 // Who works.
 

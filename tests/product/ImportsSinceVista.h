@@ -70,3 +70,8 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
     {"WINSPOOL.DRV",
      "ClosePrinter GetPrinterDriverW InstallPrinterDriverFromPackageW OpenPrinterW"},
     {"WTSAPI32.DLL", "WTSEnumerateSessionsW WTSFreeMemory WTSQueryUserToken WTSSendMessageW"}};
+
+/// What the doctor may import beside that.
+inline constexpr DllFunctions DoctorImportsSinceVista[] = {
+    {"ADVAPI32.DLL", "GetNamedSecurityInfoW"},
+};

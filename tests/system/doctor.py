@@ -3,10 +3,35 @@
 import json
 import re
 
-from lab import SUITE, SUPPORTED
+from lab import ROOT, SUITE, SUPPORTED
 from scheduled_tasks import LabTest
 
 DOCTOR = SUITE + r"\PalvoPrinterDoctor.exe"
+
+
+SCHEMA = json.loads((ROOT / "support" / "doctor-report.schema.json").read_text(encoding="utf-8"))
+
+
+def misfits(value, schema, where="report"):
+    """Where a value is not as the schema has it. As much of JSON schema as ours uses."""
+    kinds = {"object": dict, "array": list, "string": str}
+    if "type" in schema and not isinstance(value, kinds[schema["type"]]):
+        return [f"{where} is no {schema['type']}"]
+    found = []
+    if value not in schema.get("enum", [value]) or value != schema.get("const", value):
+        found.append(f"{where} is {value!r}")
+    if isinstance(value, str) and (not re.search(schema.get("pattern", ""), value)
+                                   or len(value) < schema.get("minLength", 0)):
+        found.append(f"{where} is {value!r}")
+    if isinstance(value, dict):
+        found += [f"{where} lacks {name}" for name in schema.get("required", []) if name not in value]
+        for name, part in value.items():
+            known = schema["properties"].get(name)
+            found += misfits(part, known, f"{where}.{name}") if known else [f"{where} has {name}"]
+    if isinstance(value, list):
+        for i, part in enumerate(value):
+            found += misfits(part, schema["items"], f"{where}[{i}]")
+    return found
 
 
 class DoctorTest(LabTest):
@@ -39,6 +64,7 @@ class DoctorTest(LabTest):
         code, output = self.doctor("--json", *arguments, options=options)
         report = json.loads(output)
         self.assertEqual(report["code"], code)
+        self.assertEqual(misfits(report, SCHEMA), [])
         return report
 
     def findings(self, *arguments, options=()):

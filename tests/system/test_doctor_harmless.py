@@ -84,7 +84,8 @@ class Harmless(DoctorTest):
         finally:
             codes = loop.stop()
         self.assertGreaterEqual(len(codes), 3)
-        self.assertEqual(set(codes) - {0, 1}, set())
+        # What is on its way needs no attention.
+        self.assertEqual(set(codes), {0})
         self.assertEqual(self.findings(), [])
 
     def test_a_copy_alone_is_never_redundant_for_the_doctors_sake(self):

@@ -25,6 +25,10 @@ class Log(DoctorTest):
         self.lab.log_path().unlink()
         self.assert_found(("log-missing", f"There is no {PATH}."))
 
+    def test_no_folder_for_the_log(self):
+        self.lab("fault", "SHGetKnownFolderPath", "1", "0x80070003", "always")
+        self.assert_found(("log-unknown-folder", "The log's folder cannot be had."))
+
     def test_a_folder_in_the_logs_place(self):
         self.lab.log_path().unlink()
         self.lab.log_path().mkdir()

@@ -43,8 +43,8 @@ EventFact Render(EVT_HANDLE event)
 {
     std::array<const wchar_t*, 2> paths = {L"Event/System/EventRecordID",
                                            L"Event/System/TimeCreated/@SystemTime"};
-    const EventHandle context(EvtCreateRenderContext(static_cast<DWORD>(paths.size()),
-                                                     paths.data(), EvtRenderContextValues));
+    const EventHandle context(EvtCreateRenderContext(static_cast<DWORD>(paths.size()), paths.data(),
+                                                     EvtRenderContextValues));
     std::array<EVT_VARIANT, 2> values = {};
     DWORD used = 0;
     DWORD count = 0;
@@ -95,10 +95,10 @@ ChannelFacts LookAtChannel()
     facts.openError = ReadConfiguration(facts);
     // The position first: a run that stores a newer one meanwhile has dealt with what follows.
     facts.position = ReadMachineNumber64(RegistryPaths::OwnKey, RegistryPaths::ScanPosition, 0);
-    for (const DWORD error : {First(AllEvents, EvtQueryForwardDirection, facts.oldest),
-                              First(AllEvents, EvtQueryReverseDirection, facts.newest),
-                              First(PrinterEvents, EvtQueryReverseDirection,
-                                    facts.newestPrinterEvent)})
+    for (const DWORD error :
+         {First(AllEvents, EvtQueryForwardDirection, facts.oldest),
+          First(AllEvents, EvtQueryReverseDirection, facts.newest),
+          First(PrinterEvents, EvtQueryReverseDirection, facts.newestPrinterEvent)})
     {
         facts.queryError = std::max(facts.queryError, error);
     }

@@ -19,8 +19,8 @@ constexpr std::array<std::pair<const wchar_t*, const wchar_t*>, 4> Many = {
 
 /// A new file, or any change of what is there. Making folders is not among them: everybody may do
 /// that in a drive's root.
-constexpr DWORD Writing = FILE_ADD_FILE | FILE_DELETE_CHILD | WRITE_DAC | WRITE_OWNER |
-                          GENERIC_WRITE | GENERIC_ALL;
+constexpr DWORD Writing =
+    FILE_ADD_FILE | FILE_DELETE_CHILD | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
 
 bool Grants(PACL list, PSID sid)
 {

@@ -27,8 +27,8 @@ public:
     bool Register(const std::wstring& path)
     {
         const wchar_t* file = path.c_str();
-        return isOpen && RmRegisterResources(handle, 1, &file, 0, nullptr, 0, nullptr) ==
-                             ERROR_SUCCESS;
+        return isOpen &&
+               RmRegisterResources(handle, 1, &file, 0, nullptr, 0, nullptr) == ERROR_SUCCESS;
     }
 
     std::vector<RM_PROCESS_INFO> List()

@@ -47,6 +47,14 @@ std::string ReadEnd(HANDLE file, std::uint64_t size)
     return begin == 0 ? bytes : bytes.substr(bytes.find('\n') + 1);
 }
 
+void AddLiveProcesses(LogFacts& facts)
+{
+    for (const ProcessEntry& process : ListProcesses())
+    {
+        facts.liveProcesses.push_back(process.id);
+    }
+}
+
 void LookAtFile(LogFacts& facts)
 {
     const DWORD attributes = GetFileAttributesW(facts.path.c_str());
@@ -82,12 +90,11 @@ LogFacts LookAtLog()
         return facts;
     }
     facts.upTime = std::uint64_t{GetTickCount64()} * (Second / 1000);
+    // Before and after: a copy that ends while the log is read was alive when it wrote its last
+    // line.
+    AddLiveProcesses(facts);
     LookAtFile(facts);
-    // Those that live now, after the log was read: a run that begins meanwhile is not in it.
-    for (const ProcessEntry& process : ListProcesses())
-    {
-        facts.liveProcesses.push_back(process.id);
-    }
+    AddLiveProcesses(facts);
     facts.hasLeftover =
         GetFileAttributesW((facts.path + L".plvold").c_str()) != INVALID_FILE_ATTRIBUTES;
     ULARGE_INTEGER free = {};

@@ -25,12 +25,12 @@ struct MutantState
 bool IsHeld(const std::wstring& name)
 {
     using Query = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
-    static const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryMutant")));
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryMutant")));
     const KernelHandle mutex(OpenMutexW(QueryMutant, FALSE, name.c_str()));
     MutantState state = {};
-    return mutex && query != nullptr &&
-           query(mutex.Get(), 0, &state, sizeof state, nullptr) == 0 && state.count <= 0;
+    return mutex && query != nullptr && query(mutex.Get(), 0, &state, sizeof state, nullptr) == 0 &&
+           state.count <= 0;
 }
 
 /// A line's writer holds it for a moment only.

@@ -34,9 +34,9 @@ void JudgePosition(const ChannelFacts& channel, Report& report)
     }
     if (channel.newest.record == 0)
     {
-        report.Find(FindingKinds::ChannelLostPosition,
-                    Format(L"The channel is empty; event %I64u was dealt with last.",
-                           channel.position));
+        report.Find(
+            FindingKinds::ChannelLostPosition,
+            Format(L"The channel is empty; event %I64u was dealt with last.", channel.position));
     }
     else if (channel.position > channel.newest.record)
     {
@@ -64,8 +64,8 @@ void JudgeChannel(const Facts& facts, Report& report)
     }
     if (channel.openError != 0)
     {
-        report.NotSeen(L"channel", Format(L"Its settings cannot be read: error %lu.",
-                                          channel.openError));
+        report.NotSeen(L"channel",
+                       Format(L"Its settings cannot be read: error %lu.", channel.openError));
     }
     else
     {

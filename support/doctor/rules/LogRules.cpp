@@ -25,10 +25,9 @@ bool BeginsWith(const std::wstring& text, const std::wstring& begin)
 /// is the last one of a run that only shows its help.
 bool IsWithinWork(const std::wstring& message)
 {
-    static constexpr std::array Beginnings = {L"# Called with",    L"Found ",
-                                              L"# Processing ",    L"# Procesing ",
-                                              L"-Processing ",     L"Processing ",
-                                              L"Updated UserProp", L"Update UserProp"};
+    static constexpr std::array Beginnings = {
+        L"# Called with", L"Found ",      L"# Processing ",    L"# Procesing ",
+        L"-Processing ",  L"Processing ", L"Updated UserProp", L"Update UserProp"};
     return std::ranges::any_of(Beginnings, [&message](const wchar_t* begin)
                                { return BeginsWith(message, begin); });
 }
@@ -63,8 +62,9 @@ void JudgeErrors(const Entries& entries, Report& report)
     }
     if (count != 0)
     {
-        report.Find(FindingKinds::LogErrors,
-                    Format(L"Failures in the log within a week: %u, the last \"%s\".", count, last));
+        report.Find(
+            FindingKinds::LogErrors,
+            Format(L"Failures in the log within a week: %u, the last \"%s\".", count, last));
     }
 }
 
@@ -162,7 +162,8 @@ void JudgeTimes(const Entries& entries, const Facts& facts, Report& report)
 void JudgeDeviceId(const Entries& entries, Report& report)
 {
     const auto newest = std::ranges::find_if(
-        entries.rbegin(), entries.rend(), [](const LogEntry* entry)
+        entries.rbegin(), entries.rend(),
+        [](const LogEntry* entry)
         { return BeginsWith(entry->message, L"Updated UserPropertyBags: DeviceId="); });
     if (newest != entries.rend() && (*newest)->message.find(L"Src=' :  : ") != std::wstring::npos)
     {
@@ -195,8 +196,7 @@ void JudgeFile(const LogFacts& log, Report& report)
     }
     if (log.size > MostUntrimmed)
     {
-        report.Find(FindingKinds::LogUntrimmed,
-                    Format(L"%s has %I64u bytes.", log.path, log.size));
+        report.Find(FindingKinds::LogUntrimmed, Format(L"%s has %I64u bytes.", log.path, log.size));
     }
     if (log.hasLeftover)
     {

@@ -27,12 +27,11 @@ void TellPrinter(const PrinterFact& printer, const ChannelFacts& channel, Report
 {
     const std::wstring reason = WhyNot(printer);
     const auto event = channel.lastEvents.find(printer.name);
-    report.Tell(L"printer",
-                Format(L"\"%s\" is %s; %s.", printer.name,
-                       reason.empty() ? L"supported" : L"not supported: " + reason,
-                       event == channel.lastEvents.end()
-                           ? std::wstring(L"it has no event")
-                           : Format(L"its last event is %I64u", event->second)));
+    report.Tell(L"printer", Format(L"\"%s\" is %s; %s.", printer.name,
+                                   reason.empty() ? L"supported" : L"not supported: " + reason,
+                                   event == channel.lastEvents.end()
+                                       ? std::wstring(L"it has no event")
+                                       : Format(L"its last event is %I64u", event->second)));
 }
 
 void JudgePrinter(const PrinterFact& printer, const ChannelFacts& channel, Report& report)

@@ -76,9 +76,9 @@ void JudgeValue(const BagValue& bagValue, const std::wstring& user, Report& repo
     else if (bagValue.form == Form::Any &&
              DesktopAppEntries::Update(text, FromNarrow(DesktopAppGuidList)) != text)
     {
-        report.Find(FindingKinds::BagApplications,
-                    Format(L"The value %s of \"%s\" lacks this version's applications.", name,
-                           user));
+        report.Find(
+            FindingKinds::BagApplications,
+            Format(L"The value %s of \"%s\" lacks this version's applications.", name, user));
     }
 }
 
@@ -112,13 +112,14 @@ void JudgeSession(const SessionFact& session, Report& report)
 {
     if (!session.isSeen)
     {
-        report.NotSeen(L"sessions", Format(L"Only SYSTEM sees the user of session %lu.", session.id));
+        report.NotSeen(L"sessions",
+                       Format(L"Only SYSTEM sees the user of session %lu.", session.id));
     }
     else if (session.tokenError != 0)
     {
-        report.Find(FindingKinds::SessionWithoutToken,
-                    Format(L"Session %lu gives no token: error %lu.", session.id,
-                           session.tokenError));
+        report.Find(
+            FindingKinds::SessionWithoutToken,
+            Format(L"Session %lu gives no token: error %lu.", session.id, session.tokenError));
     }
     else if (!session.hasHive)
     {

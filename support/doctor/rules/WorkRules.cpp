@@ -41,9 +41,9 @@ void JudgeWork(const Facts& facts, Report& report)
     {
         if (mutex.isHeld && !someCopyRuns)
         {
-            report.Find(FindingKinds::MutexForeign,
-                        Format(L"The instance mutex for %s is held, and no copy runs.",
-                               mutex.scheme));
+            report.Find(
+                FindingKinds::MutexForeign,
+                Format(L"The instance mutex for %s is held, and no copy runs.", mutex.scheme));
         }
     }
     if (facts.work.isLogMutexHeld)
