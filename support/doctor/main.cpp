@@ -33,8 +33,6 @@ std::wstring UtcNow()
 Facts LookAtAll(const DoctorOptions& options)
 {
     Facts facts;
-    facts.localTime = TimeNow(&GetLocalTime);
-    facts.utcTime = TimeNow(&GetSystemTime);
     facts.hungAfter = options.hungAfterMinutes * Minute;
     facts.settings = LookAtSettings();
     facts.suite = LookAtSuite(options.folder.empty() ? ProgramDirectory() : options.folder);
@@ -45,6 +43,9 @@ Facts LookAtAll(const DoctorOptions& options)
     facts.sessions = LookAtSessions();
     facts.services = LookAtServices();
     facts.work = LookAtWork(facts.log.path);
+    // Last: nothing that was found is younger than this.
+    facts.localTime = TimeNow(&GetLocalTime);
+    facts.utcTime = TimeNow(&GetSystemTime);
     return facts;
 }
 

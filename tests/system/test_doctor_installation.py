@@ -127,6 +127,7 @@ class Tasks(DoctorTest):
                                    f"Task Scheduler cannot be reached: 0x{code}."))
 
     def test_a_task_that_runs_long_and_one_that_was_ended(self):
+        self.addCleanup(self.lab, "sibling", "writer", "--release")
         self.lab("sibling", "writer", "--hold")
         self.lab("printer", "change", "Front Desk")
         self.lab.wait_for(lambda: any(not one.ended for one in self.lab.siblings()), "the writer")
