@@ -25,6 +25,8 @@ function(delay_load target dll)
         return()
     endif()
 
+    # Two targets may have a list for the same DLL: each then has a table of its own.
+    set(list ${target}_${name})
     set(names)
     set(name_table)
     set(address_table)
@@ -40,10 +42,10 @@ function(delay_load target dll)
             "    jmpq *__imp_${function}(%rip)\n"
             "late_${function}:\n    leaq __imp_${function}(%rip), %rax\n    jmp late_load\n")
     endforeach()
-    set(source "${CMAKE_BINARY_DIR}/late-imports/${name}.s")
+    set(source "${CMAKE_BINARY_DIR}/late-imports/${list}.s")
     configure_file("${palvo_late_imports}" "${source}" @ONLY)
 
-    add_library(late_${name} STATIC "${source}")
-    target_compile_options(late_${name} PRIVATE ${palvo_path_options})
-    target_link_libraries(${target} INTERFACE late_${name})
+    add_library(late_${list} STATIC "${source}")
+    target_compile_options(late_${list} PRIVATE ${palvo_path_options})
+    target_link_libraries(${target} INTERFACE late_${list})
 endfunction()

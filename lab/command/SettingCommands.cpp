@@ -8,6 +8,7 @@
 #include "LabState.h"
 #include "Text.h"
 
+#include <map>
 #include <set>
 
 namespace PalvoLab
@@ -36,6 +37,7 @@ const std::vector<Switch>& Switches()
         {L"battery", L"Battery", {L"on", L"off"}},
         {L"suite", L"Suite", {L"none", L"smallbusiness", L"enterprise"}},
         {L"window-station", L"WindowStation", {L"auto", L"visible", L"hidden", L"none"}},
+        {L"file-holder", L"FileHolder", {}},
         {L"message-queue", L"MessageQueue", {}},
         {L"message-limit", L"MessageLimit", {}},
         {L"message-response", L"MessageResponse", {}},
@@ -129,6 +131,29 @@ int SetBagValue(const Arguments& arguments)
     return kDone;
 }
 
+// A value of any type, as whoever edits the registry may write it.
+int SetMachineValue(const Arguments& arguments)
+{
+    static const std::map<std::wstring, DWORD> types = {
+        {L"text", REG_SZ}, {L"binary", REG_BINARY}, {L"dword", REG_DWORD}, {L"qword", REG_QWORD}};
+    const auto type = arguments.size() == 5 ? types.find(arguments[3]) : types.end();
+    if (type == types.end())
+    {
+        return Misused(L"set");
+    }
+    const std::wstring& text = arguments[4];
+    const std::uint64_t number = ParseNumber(text).value_or(0);
+    const bool isText = type->second == REG_SZ;
+    const void* data = isText ? static_cast<const void*>(text.c_str()) : &number;
+    const std::size_t size = isText                       ? (text.size() + 1) * sizeof(wchar_t)
+                             : type->second == REG_QWORD ? sizeof number
+                                                         : sizeof(DWORD);
+    return RegSetKeyValueW(HKEY_LOCAL_MACHINE, arguments[1].c_str(), arguments[2].c_str(),
+                           type->second, data, static_cast<DWORD>(size)) == ERROR_SUCCESS
+               ? kDone
+               : kFailed;
+}
+
 } // namespace
 
 int RunSet(const Arguments& arguments)
@@ -137,6 +162,10 @@ int RunSet(const Arguments& arguments)
     if (name == L"hive-readonly")
     {
         return SetHive(arguments);
+    }
+    if (name == L"machine-value")
+    {
+        return SetMachineValue(arguments);
     }
     if (name == L"bag-value")
     {

@@ -234,6 +234,29 @@ LAB_TEST(AChannelOfOneMebibyteHoldsAboutAThousandEvents)
     channel.SaveConfig(ChannelConfig());
 }
 
+LAB_TEST(AChannelTellsItsConfiguration)
+{
+    const EVT_HANDLE handle = EvtOpenChannelConfig(nullptr, kPrintChannel, 0);
+    EVT_VARIANT value = {};
+    DWORD used = 0;
+    CHECK_FAILS(EvtGetChannelConfigProperty(handle, EvtChannelConfigEnabled, 0, 0, nullptr, &used),
+                ERROR_INSUFFICIENT_BUFFER);
+    CHECK(used == sizeof value);
+    CHECK(EvtGetChannelConfigProperty(handle, EvtChannelConfigEnabled, 0, sizeof value, &value,
+                                      &used));
+    CHECK(value.Type == EvtVarTypeBoolean && value.BooleanVal == TRUE);
+    CHECK(EvtGetChannelConfigProperty(handle, EvtChannelLoggingConfigMaxSize, 0, sizeof value,
+                                      &value, &used));
+    CHECK(value.Type == EvtVarTypeUInt64 && value.UInt64Val == ChannelConfig().maxSize);
+    CHECK_FAILS(EvtGetChannelConfigProperty(handle, EvtChannelConfigOwningPublisher, 0,
+                                            sizeof value, &value, &used),
+                ERROR_INVALID_PARAMETER);
+    CHECK(EvtClose(handle));
+    CHECK_FAILS(EvtGetChannelConfigProperty(handle, EvtChannelConfigEnabled, 0, sizeof value,
+                                            &value, &used),
+                ERROR_INVALID_HANDLE);
+}
+
 LAB_TEST(AChannelObeysItsConfiguration)
 {
     const EventChannel channel = *EventChannel::Find(kPrintChannel);

@@ -42,6 +42,28 @@ LAB_TEST(PrinterNamesIgnoreCase)
     CHECK_FAILS(ClosePrinter(nullptr), ERROR_INVALID_HANDLE);
 }
 
+LAB_TEST(PrintersAreListedInTwoCalls)
+{
+    constexpr DWORD which = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
+    DWORD needed = 0;
+    DWORD count = 0;
+    CHECK_FAILS(EnumPrintersW(which, nullptr, 2, nullptr, 0, &needed, &count), ERROR_INVALID_LEVEL);
+    CHECK_FAILS(EnumPrintersW(0, nullptr, 4, nullptr, 0, &needed, &count), ERROR_INVALID_PARAMETER);
+    CHECK_FAILS(EnumPrintersW(which, nullptr, 4, nullptr, 0, &needed, &count),
+                ERROR_INSUFFICIENT_BUFFER);
+    std::vector<BYTE> buffer(needed);
+    CHECK_FAILS(EnumPrintersW(which, nullptr, 4, buffer.data(), needed - 1, &needed, &count),
+                ERROR_INSUFFICIENT_BUFFER);
+    CHECK(EnumPrintersW(which, nullptr, 4, buffer.data(), needed, &needed, &count));
+    CHECK(count == Printers().size() && count > 0);
+    const auto* listed = reinterpret_cast<const PRINTER_INFO_4W*>(buffer.data());
+    for (DWORD i = 0; i < count; ++i)
+    {
+        CHECK(listed[i].pPrinterName == Printers()[i].name);
+        CHECK(listed[i].pServerName == nullptr);
+    }
+}
+
 LAB_TEST(ADriverIsToldInTwoCalls)
 {
     const HANDLE printer = Open(L"Office 1");

@@ -112,6 +112,7 @@ DoubleList AllDoubles()
     AddMemoryDoubles(list);
     AddSecurityDoubles(list);
     AddCryptoDoubles(list);
+    AddRestartDoubles(list);
     AddSystemDoubles(list);
     AddComDoubles(list);
     return list;

@@ -42,6 +42,7 @@ void AddKernelObjectDoubles(DoubleList& list);
 void AddMemoryDoubles(DoubleList& list);
 void AddSecurityDoubles(DoubleList& list);
 void AddCryptoDoubles(DoubleList& list);
+void AddRestartDoubles(DoubleList& list);
 void AddSystemDoubles(DoubleList& list);
 
 // In msiexec.exe alone: what a package starts runs in the lab.

@@ -93,25 +93,26 @@ BOOL WINAPI DoubleEvtSetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CON
     return call.Return(TRUE);
 }
 
-// Nothing for a property that the lab does not keep.
-std::optional<EVT_VARIANT> GetProperty(const ChannelConfig& config,
-                                       EVT_CHANNEL_CONFIG_PROPERTY_ID id)
+// What the program sets and the doctor asks; nothing of the other properties is modelled.
+bool GetProperty(const ChannelConfig& config, EVT_CHANNEL_CONFIG_PROPERTY_ID id, EVT_VARIANT& value)
 {
-    EVT_VARIANT value = {};
-    value.Type = id == EvtChannelLoggingConfigMaxSize ? EvtVarTypeUInt64 : EvtVarTypeBoolean;
+    value = {};
     switch (id)
     {
     case EvtChannelConfigEnabled:
-        value.BooleanVal = config.enabled;
-        return value;
+        value.BooleanVal = config.enabled ? TRUE : FALSE;
+        value.Type = EvtVarTypeBoolean;
+        return true;
     case EvtChannelLoggingConfigRetention:
-        value.BooleanVal = config.retention;
-        return value;
+        value.BooleanVal = config.retention ? TRUE : FALSE;
+        value.Type = EvtVarTypeBoolean;
+        return true;
     case EvtChannelLoggingConfigMaxSize:
         value.UInt64Val = config.maxSize;
-        return value;
+        value.Type = EvtVarTypeUInt64;
+        return true;
     default:
-        return std::nullopt;
+        return false;
     }
 }
 
@@ -125,17 +126,18 @@ BOOL WINAPI DoubleEvtGetChannelConfigProperty(EVT_HANDLE handle, EVT_CHANNEL_CON
     {
         return call.Fail(ERROR_INVALID_HANDLE);
     }
-    const auto value = GetProperty(object->config, id);
-    if (flags != 0 || used == nullptr || !value)
+    EVT_VARIANT value;
+    if (flags != 0 || used == nullptr || (buffer == nullptr && size != 0) ||
+        !GetProperty(object->config, id, value))
     {
         return call.Fail(ERROR_INVALID_PARAMETER);
     }
-    *used = sizeof *buffer;
-    if (buffer == nullptr || size < sizeof *buffer)
+    *used = sizeof value;
+    if (size < sizeof value)
     {
         return call.Fail(ERROR_INSUFFICIENT_BUFFER);
     }
-    *buffer = *value;
+    *buffer = value;
     return call.Return(TRUE);
 }
 

@@ -173,6 +173,58 @@ BOOL WINAPI DoubleGetPrinterDriverW(HANDLE handle, LPWSTR environment, DWORD lev
     return call.Return(TRUE);
 }
 
+// Level 4, which Windows answers from the registry: names, no server, local printers.
+BOOL WINAPI DoubleEnumPrintersW(DWORD flags, LPWSTR name, DWORD level, LPBYTE buffer, DWORD size,
+                                LPDWORD needed, LPDWORD returned)
+{
+    Call call(L"EnumPrintersW", flags, level, size);
+    if (needed == nullptr || returned == nullptr)
+    {
+        return call.Fail(RPC_X_NULL_REF_POINTER);
+    }
+    *needed = 0;
+    *returned = 0;
+    if (level != 4)
+    {
+        // The other levels that Windows has are not modelled.
+        return call.Fail(ERROR_INVALID_LEVEL);
+    }
+    if (name != nullptr || flags == 0 ||
+        (flags & ~DWORD{PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS}) != 0)
+    {
+        return call.Fail(ERROR_INVALID_PARAMETER);
+    }
+    if (buffer == nullptr && size != 0)
+    {
+        return call.Fail(ERROR_INVALID_USER_BUFFER);
+    }
+    // Nobody of the lab is connected to another machine's printers.
+    const std::vector<Printer> printers =
+        (flags & PRINTER_ENUM_LOCAL) != 0 ? Printers() : std::vector<Printer>();
+    std::size_t all = 0;
+    for (const Printer& printer : printers)
+    {
+        all += sizeof(PRINTER_INFO_4W) + (printer.name.size() + 1) * sizeof(wchar_t);
+    }
+    *needed = static_cast<DWORD>(all);
+    if (size < all)
+    {
+        return call.Fail(ERROR_INSUFFICIENT_BUFFER);
+    }
+    Packer packer(buffer, size & ~DWORD{1});
+    auto* entries = reinterpret_cast<PRINTER_INFO_4W*>(buffer);
+    for (const Printer& printer : printers)
+    {
+        entries->pPrinterName = packer.Put(printer.name);
+        entries->pServerName = nullptr;
+        entries->Attributes = PRINTER_ATTRIBUTE_LOCAL;
+        ++entries;
+    }
+    *returned = static_cast<DWORD>(printers.size());
+    call.Add(*returned);
+    return call.Return(TRUE);
+}
+
 HRESULT WINAPI DoubleInstallPrinterDriverFromPackageW(LPCWSTR server, LPCWSTR infPath,
                                                       LPCWSTR driver, LPCWSTR environment,
                                                       DWORD flags)
@@ -207,6 +259,7 @@ void AddSpoolerDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "WINSPOOL", OpenPrinterW);
     PALVOLAB_DOUBLE(list, "WINSPOOL", ClosePrinter);
     PALVOLAB_DOUBLE(list, "WINSPOOL", GetPrinterDriverW);
+    PALVOLAB_DOUBLE(list, "WINSPOOL", EnumPrintersW);
     // Wine's spooler has no such function: its address must not be asked for.
     list.push_back({"WINSPOOL", "InstallPrinterDriverFromPackageW",
                     reinterpret_cast<void*>(&DoubleInstallPrinterDriverFromPackageW)});

@@ -161,6 +161,51 @@ int CopyTask(StoredTask task, const std::wstring& name)
     return kDone;
 }
 
+// The bag that "Settings.Enabled" and the like begin with; null for a part that cannot be edited.
+PropertyBag* BagOf(StoredTask& task, const std::wstring& part)
+{
+    if (part == L"Registration")
+    {
+        return &task.registration;
+    }
+    if (part == L"Settings")
+    {
+        return &task.data.settings;
+    }
+    return part == L"Action0" && !task.data.actions.empty() ? &task.data.actions[0]->properties
+                                                            : nullptr;
+}
+
+// An edit as an administrator makes one: what became of the task's runs is kept.
+int PutProperty(StoredTask task, const std::wstring& property, const std::wstring& value)
+{
+    const std::size_t dot = property.find(L'.');
+    PropertyBag* bag = BagOf(task, property.substr(0, dot));
+    if (dot == std::wstring::npos || bag == nullptr)
+    {
+        return Misused(L"tasks");
+    }
+    const std::wstring name = property.substr(dot + 1);
+    if (bag->Number(name))
+    {
+        const auto number = ParseNumber(value);
+        if (!number)
+        {
+            return Misused(L"tasks");
+        }
+        bag->Put(name, static_cast<std::int32_t>(*number));
+    }
+    else
+    {
+        bag->Put(name, value);
+    }
+    const LabLock lock(kSchedulerLock);
+    const TaskHistory history = LoadHistory(task.name);
+    SaveTask(task);
+    SaveHistory(task.name, history);
+    return kDone;
+}
+
 // Commands on one task.
 int RunOnTask(const std::wstring& what, const StoredTask& task)
 {
@@ -233,7 +278,8 @@ int RunTasks(const Arguments& arguments)
                                           : Misused(L"tasks");
     }
     const bool isCopy = arguments[0] == L"copy" && count == 3;
-    if (count != 2 && !isCopy)
+    const bool isPut = arguments[0] == L"put" && count == 4;
+    if (count != 2 && !isCopy && !isPut)
     {
         return Misused(L"tasks");
     }
@@ -241,6 +287,10 @@ int RunTasks(const Arguments& arguments)
     if (task && isCopy)
     {
         return CopyTask(*task, ReplaceEscapes(arguments[2]));
+    }
+    if (task && isPut)
+    {
+        return PutProperty(*task, arguments[2], arguments[3]);
     }
     return task ? RunOnTask(arguments[0], *task)
                 : Complain(L"there is no task '" + arguments[1] + L"'");

@@ -64,7 +64,7 @@ bool RegisterTaskXml(const std::wstring& name, const std::wstring& xml)
         {
             const BStr user = ComText(L"NT AUTHORITY\\SYSTEM");
             // No text: the folder's own access list, as the program itself asks for.
-            const BStr descriptor = ComText(L"");
+            const BStr descriptor = ComText({});
             const VARIANT nothing = {};
             ComPointer<IRegisteredTask> registered;
             Require(folder.RegisterTask(ComText(name).Get(), ComText(xml).Get(),

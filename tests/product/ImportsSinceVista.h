@@ -70,3 +70,16 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
     {"WINSPOOL.DRV",
      "ClosePrinter GetPrinterDriverW InstallPrinterDriverFromPackageW OpenPrinterW"},
     {"WTSAPI32.DLL", "WTSEnumerateSessionsW WTSFreeMemory WTSQueryUserToken WTSSendMessageW"}};
+
+/// What the doctor may import beside that.
+inline constexpr DllFunctions DoctorImportsSinceVista[] = {
+    {"ADVAPI32.DLL", "GetNamedSecurityInfoW OpenProcessToken"},
+    {"KERNEL32.DLL", "CreateToolhelp32Snapshot GetCurrentProcess GetDiskFreeSpaceExW "
+                     "GetFileAttributesW GetProcessTimes GetSystemTime GetTickCount64 OpenMutexW "
+                     "OpenProcess Process32FirstW Process32NextW SystemTimeToFileTime"},
+    {"MSVCRT.DLL", "fgetwc iswctype towlower ungetwc wcstol wcstoul"},
+    {"OLEAUT32.DLL", "VariantTimeToSystemTime"},
+    {"RSTRTMGR.DLL", "RmEndSession RmGetList RmRegisterResources RmStartSession"},
+    {"WEVTAPI.DLL", "EvtGetChannelConfigProperty"},
+    {"WINSPOOL.DRV", "EnumPrintersW"},
+};

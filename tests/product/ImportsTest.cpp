@@ -26,7 +26,7 @@ protected:
     void SetUp() override
     {
         // Mapped as an image, but neither run nor bound.
-        m_module = LoadLibraryExW(ShippedFilePath().c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+        m_module = LoadLibraryExW(Path().c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
         ASSERT_NE(m_module, nullptr);
         for (const PalvoLab::ImportedFunction& import : PalvoLab::EnumerateImports(m_module))
         {
@@ -42,6 +42,8 @@ protected:
             FreeLibrary(m_module);
         }
     }
+
+    virtual std::wstring Path() const { return ShippedFilePath(); }
 
     struct Import
     {
@@ -64,10 +66,35 @@ protected:
     std::vector<Import> m_delayed;
 };
 
+/// The same of the doctor.
+class DoctorImports : public Imports
+{
+protected:
+    std::wstring Path() const override
+    {
+        return ShippedFilePath().substr(0, ShippedFilePath().rfind(L'\\')) +
+               L"\\PalvoPrinterDoctor.exe";
+    }
+};
+
 std::set<std::string> FunctionsSinceVista(const std::string& dll)
 {
     std::set<std::string> functions;
     for (const DllFunctions& known : ImportsSinceVista)
+    {
+        if (known.dll == dll)
+        {
+            std::istringstream names(known.functions);
+            functions.insert(std::istream_iterator<std::string>(names), {});
+        }
+    }
+    return functions;
+}
+
+std::set<std::string> DoctorFunctionsSinceVista(const std::string& dll)
+{
+    std::set<std::string> functions = FunctionsSinceVista(dll);
+    for (const DllFunctions& known : DoctorImportsSinceVista)
     {
         if (known.dll == dll)
         {
@@ -138,6 +165,43 @@ TEST_F(Imports, AskForNothingThatAUserDecides)
             {
                 EXPECT_EQ(import.function.find(deciding), std::string::npos) << import.function;
             }
+        }
+    }
+}
+
+TEST_F(DoctorImports, LoadOnlyKernelRegistryAndRuntimeAtTheStart)
+{
+    EXPECT_EQ(DllsOf(m_atStart),
+              (std::set<std::string>{"ADVAPI32.DLL", "KERNEL32.DLL", "MSVCRT.DLL"}));
+}
+
+TEST_F(DoctorImports, AreFunctionsThatEveryWindowsSinceVistaHas)
+{
+    std::set<std::string> unknown;
+    for (const std::vector<Import>& imports : {m_atStart, m_delayed})
+    {
+        for (const Import& import : imports)
+        {
+            if (!DoctorFunctionsSinceVista(import.dll).contains(import.function))
+            {
+                unknown.insert(import.dll + " " + import.function);
+            }
+        }
+    }
+    EXPECT_EQ(unknown, std::set<std::string>()) << "not in ImportsSinceVista.h";
+}
+
+// What comes with the program's libraries and is not called, such as the log's own mutex, is imported
+// all the same; the system tests look at the calls.
+TEST_F(DoctorImports, HaveNothingThatMakesOrSetsAnEvent)
+{
+    const std::set<std::string> disturbing = {"CreateEventW", "OpenEventW", "SetEvent",
+                                              "ResetEvent", "PulseEvent"};
+    for (const std::vector<Import>& imports : {m_atStart, m_delayed})
+    {
+        for (const Import& import : imports)
+        {
+            EXPECT_FALSE(disturbing.contains(import.function)) << import.function;
         }
     }
 }

@@ -1,0 +1,48 @@
+#include "ReportText.h"
+
+#include "Format.h"
+
+#include <algorithm>
+
+namespace
+{
+std::wstring OneLine(std::wstring text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](wchar_t c) { return c < L' ' || c == L'\x7F'; }, L'?');
+    return text;
+}
+
+std::wstring Verdict(const Report& report)
+{
+    const auto count = static_cast<unsigned>(report.findings.size());
+    if (count != 0)
+    {
+        return Format(L"%u %s attention.", count,
+                      std::wstring(count == 1 ? L"thing needs" : L"things need"));
+    }
+    return report.unseen.empty() ? L"All is well."
+                                 : L"Not everything could be looked at. Run the doctor as SYSTEM.";
+}
+} // namespace
+
+std::wstring ReportAsText(const Report& report)
+{
+    std::wstring text;
+    for (const Finding& finding : report.findings)
+    {
+        text +=
+            OneLine(Format(L"%s: %s Why: %s Do: %s", std::wstring(finding.kind->id), finding.what,
+                           std::wstring(finding.kind->why), std::wstring(finding.kind->advice))) +
+            L"\n";
+    }
+    for (const Unseen& unseen : report.unseen)
+    {
+        text += OneLine(Format(L"not seen: %s: %s", unseen.area, unseen.reason)) + L"\n";
+    }
+    for (const Note& note : report.notes)
+    {
+        text += OneLine(Format(L"note: %s: %s", note.topic, note.text)) + L"\n";
+    }
+    return text + Verdict(report) + L"\n";
+}

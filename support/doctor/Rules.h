@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Facts.h"
+#include "Finding.h"
+
+// What the facts mean. Pure: facts in, findings out.
+
+void JudgeSettings(const SettingsFacts& settings, Report& report);
+void JudgeSuite(const SuiteFacts& suite, Report& report);
+void JudgeTasks(const Facts& facts, Report& report);
+void JudgeChannel(const Facts& facts, Report& report);
+void JudgeLog(const Facts& facts, Report& report);
+void JudgePrinters(const Facts& facts, Report& report);
+void JudgeSessions(const SessionFacts& sessions, Report& report);
+void JudgeServices(const ServiceFacts& services, Report& report);
+void JudgeWork(const Facts& facts, Report& report);
+
+/// Everything, in the order in which findings are told.
+Report Judge(const Facts& facts);
+
+/// What Windows tries before it takes the whole of an unquoted path for the program: what stands
+/// before each blank, as it is and with ".exe".
+std::vector<std::wstring> PathsOnTheWay(const std::wstring& path);
+
+/// What stands between <name> and </name> where that first occurs, with XML's escapes undone; empty
+/// when it does not.
+std::wstring XmlText(const std::wstring& xml, const std::wstring& name);
+
+/// A line of the log without its line end; nothing when it is none of the log's.
+std::optional<LogEntry> ParseLogLine(const std::wstring& line);
+
+/// Takes a log's bytes apart, in the machine's ANSI code page. An unfinished last line is left out:
+/// somebody may be writing it.
+void ParseLog(const std::string& bytes, LogFacts& log);

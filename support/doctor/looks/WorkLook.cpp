@@ -1,0 +1,101 @@
+#include "GlobalObjects.h"
+#include "LogFile.h"
+#include "LogHolders.h"
+#include "Looks.h"
+#include "Owners.h"
+#include "ProcessList.h"
+#include "Text.h"
+
+namespace
+{
+constexpr DWORD QueryMutant = 1; // MUTANT_QUERY_STATE
+constexpr int LooksAtLogMutex = 20;
+constexpr DWORD BetweenLooks = 50; // milliseconds
+
+/// MUTANT_BASIC_INFORMATION of the system's own interface.
+struct MutantState
+{
+    LONG count; ///< 1: nobody holds it
+    BOOLEAN isOurs;
+    BOOLEAN isAbandoned;
+};
+
+/// Whether somebody holds the mutex. It is not waited for: a copy that came just then would take
+/// itself for redundant. The right to ask is all that it is opened with.
+bool IsHeld(const std::wstring& name)
+{
+    using Query = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryMutant")));
+    const KernelHandle mutex(OpenMutexW(QueryMutant, FALSE, name.c_str()));
+    MutantState state = {};
+    return mutex && query != nullptr && query(mutex.Get(), 0, &state, sizeof state, nullptr) == 0 &&
+           state.count <= 0;
+}
+
+/// A line's writer holds it for a moment only.
+bool IsHeldForLong(const std::wstring& name)
+{
+    for (int i = 0; i < LooksAtLogMutex; ++i)
+    {
+        if (!IsHeld(name))
+        {
+            return false;
+        }
+        Sleep(BetweenLooks);
+    }
+    return true;
+}
+
+std::vector<MutexFact> LookAtInstances()
+{
+    return {{L"printer events and logons",
+             IsHeld(MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex))},
+            {L"refreshes", IsHeld(MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex))}};
+}
+
+std::optional<std::uint64_t> StartOf(DWORD id)
+{
+    const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    FILETIME start = {};
+    FILETIME other = {};
+    if (!process || !GetProcessTimes(process.Get(), &start, &other, &other, &other))
+    {
+        return std::nullopt;
+    }
+    return std::uint64_t{start.dwHighDateTime} << 32 | start.dwLowDateTime;
+}
+
+bool IsOfSuite(const std::wstring& file)
+{
+    return EqualsIgnoringCase(file, L"PalvoPrinterConfiguration.exe") ||
+           EqualsIgnoringCase(file, L"PalvoPrinterQuery.exe") ||
+           EqualsIgnoringCase(file, L"PalvoPrinterConfigurationWriter.exe");
+}
+} // namespace
+
+WorkFacts LookAtWork(const std::wstring& logPath)
+{
+    WorkFacts facts;
+    facts.instances = LookAtInstances();
+    for (const ProcessEntry& process : ListProcesses())
+    {
+        if (IsOfSuite(process.file))
+        {
+            facts.processes.push_back({process.id, process.file, StartOf(process.id)});
+        }
+    }
+    // One that held a mutex before may have ended since, and one that holds it now was not there
+    // yet: only what is held both times counts.
+    const std::vector<MutexFact> again = LookAtInstances();
+    for (std::size_t i = 0; i < again.size(); ++i)
+    {
+        facts.instances[i].isHeld = facts.instances[i].isHeld && again[i].isHeld;
+    }
+    if (!logPath.empty())
+    {
+        facts.isLogMutexHeld = IsHeldForLong(LogMutexName(DirectoryOf(logPath)));
+        facts.logHolders = HoldersOf(logPath);
+    }
+    return facts;
+}

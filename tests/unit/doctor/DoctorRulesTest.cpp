@@ -1,0 +1,154 @@
+#include "DoctorFacts.h"
+
+#include "DoctorOptions.h"
+#include "ProgramPaths.h"
+#include "Looks.h"
+
+namespace
+{
+using Texts = std::vector<std::wstring>;
+
+ValueFact Value(DWORD type, std::vector<std::uint8_t> bytes)
+{
+    return {ERROR_SUCCESS, type, std::move(bytes)};
+}
+
+TEST(DoctorRules, FindNothingOnAWellMachine)
+{
+    const Report report = Judge(WellFacts());
+    EXPECT_EQ(FindingsOf(WellFacts()), L"");
+    EXPECT_TRUE(report.unseen.empty());
+    EXPECT_EQ(report.ExitCode(), 0);
+}
+
+TEST(DoctorRules, JudgeTheSwitchByWhatTheProgramReads)
+{
+    Facts facts = WellFacts();
+    facts.settings.runSwitch = Value(REG_DWORD, {1, 0, 0, 0});
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.settings.runSwitch = Value(REG_QWORD, {0, 0, 0, 0, 1, 0, 0, 0});
+    facts.settings.effectiveSwitch = 0;
+    EXPECT_EQ(FindingsOf(facts),
+              L"run-switch-off: The value InstallAndRunEnhancedAutoConfigScheduledTasks is 0.\n"
+              L"run-switch-type: The value InstallAndRunEnhancedAutoConfigScheduledTasks is "
+              L"REG_QWORD of 8 bytes, not a DWORD.\n");
+}
+
+TEST(DoctorRules, SayOfAValueThatMayNotBeReadThatItWasNotSeen)
+{
+    Facts facts = WellFacts();
+    facts.settings.prompt.error = ERROR_ACCESS_DENIED;
+    const Report report = Judge(facts);
+    ASSERT_EQ(report.unseen.size(), 1U);
+    EXPECT_EQ(report.unseen[0].reason,
+              L"The value PromptToAttachDebugger cannot be read: error 5.");
+    EXPECT_EQ(report.ExitCode(), 2);
+}
+
+TEST(DoctorRules, KnowWhatWindowsTriesOnTheWayOfAnUnquotedPath)
+{
+    EXPECT_EQ(PathsOnTheWay(L"C:\\A b\\c.x d.exe"),
+              (Texts{L"C:\\A", L"C:\\A.exe", L"C:\\A b\\c.x", L"C:\\A b\\c.x.exe"}));
+    EXPECT_EQ(PathsOnTheWay(L"C:\\Suite\\P.exe"), Texts());
+}
+
+TEST(DoctorRules, UndoXmlEscapesOnce)
+{
+    EXPECT_EQ(XmlText(L"<A><Command>C:\\R&amp;D &amp;lt; x&gt;</Command></A>", L"Command"),
+              L"C:\\R&D &lt; x>");
+    EXPECT_EQ(XmlText(L"<Command>never ended", L"Command"), L"");
+}
+
+TEST(DoctorRules, TakeATasksPathInQuotesAndOtherNamesOfSystem)
+{
+    Facts facts = WellFacts();
+    TaskFact& task = facts.tasks.tasks[0];
+    task.program = L"\"c:\\suite\\palvoprinterconfiguration.exe\"";
+    task.account = L"NT AUTHORITY\\System";
+    EXPECT_EQ(FindingsOf(facts), L"");
+}
+
+TEST(DoctorRules, FindNoFaultInResultsOfEveryDay)
+{
+    Facts facts = WellFacts();
+    for (const HRESULT result : {0, 1, 0x41301, 0x41303, 0x41325})
+    {
+        facts.tasks.tasks[0].lastResult = result;
+        EXPECT_EQ(FindingsOf(facts), L"") << result;
+    }
+    facts.tasks.tasks[0].lastResult = 2;
+    EXPECT_EQ(FindingsOf(facts),
+              L"task-result: The last run of the task \"Task\" ended with 0x00000002.\n");
+}
+
+TEST(DoctorRules, LetATaskRunForAnHour)
+{
+    Facts facts = WellFacts();
+    facts.tasks.tasks[0].running = true;
+    facts.tasks.tasks[0].lastRun = facts.localTime - 60 * Minute + 1;
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.tasks.tasks[0].lastRun = facts.localTime - 60 * Minute;
+    EXPECT_EQ(FindingsOf(facts),
+              L"task-runs-long: The task \"Task\" has been running for 60 minutes.\n");
+}
+
+TEST(DoctorRules, CompareThePositionWithWhatTheChannelHolds)
+{
+    Facts facts = WellFacts();
+    facts.channel.position = 3;
+    facts.channel.newestPrinterEvent.record = 3;
+    EXPECT_EQ(FindingsOf(facts), L"") << "the oldest event";
+    facts.channel.position = 2;
+    facts.channel.newestPrinterEvent.record = 0;
+    EXPECT_EQ(FindingsOf(facts), L"channel-lost-position: The channel begins with event 3; event "
+                                 L"2 was dealt with last.\n");
+    facts.channel.position = 9;
+    EXPECT_EQ(FindingsOf(facts), L"") << "the newest event";
+    facts.channel.position = 10;
+    EXPECT_EQ(FindingsOf(facts),
+              L"position-beyond: The stored position 10 is beyond the newest event 9.\n");
+    facts.channel.position = 0;
+    EXPECT_EQ(FindingsOf(facts), L"") << "just installed";
+}
+
+TEST(DoctorRules, LetAnEventWaitForAnHour)
+{
+    Facts facts = WellFacts();
+    facts.channel.newestPrinterEvent = {8, facts.utcTime - 60 * Minute + 1};
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.channel.newestPrinterEvent = {8, facts.utcTime - 60 * Minute};
+    EXPECT_EQ(FindingsOf(facts),
+              L"events-waiting: Printer event 8 has been waiting for 60 minutes.\n");
+}
+
+TEST(DoctorRules, BlameAHeldMutexOnNobodyWhileACopyRuns)
+{
+    Facts facts = WellFacts();
+    facts.work.instances = {{L"refreshes", true}};
+    facts.work.processes = {{7, L"palvoprinterconfiguration.EXE", facts.utcTime}};
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.work.processes[0].file = L"PalvoPrinterQuery.exe";
+    EXPECT_EQ(FindingsOf(facts),
+              L"mutex-foreign: The instance mutex for refreshes is held, and no copy runs.\n");
+}
+
+TEST(DoctorRules, KnowTheLogsPathAsTheProgramHasIt)
+{
+    EXPECT_EQ(LookAtLog().path, LogDirectory() + L"\\PalvoPrinterConfiguration.log");
+}
+
+TEST(DoctorOptions, TakeWhatTheHelpNamesAndNothingElse)
+{
+    const auto options =
+        ParseDoctorOptions({L"--json", L"--folder", L"C:\\S", L"--hung-after", L"5"});
+    ASSERT_TRUE(options);
+    EXPECT_TRUE(options->json);
+    EXPECT_EQ(options->folder, L"C:\\S");
+    EXPECT_EQ(options->hungAfterMinutes, 5U);
+    for (const Texts& wrong : {Texts{L"-json"}, Texts{L"--folder"}, Texts{L"--hung-after", L"1h"},
+                               Texts{L"--hung-after", L""}, Texts{L"--hung-after", L"1234567"}})
+    {
+        EXPECT_FALSE(ParseDoctorOptions(wrong)) << wrong.size();
+    }
+}
+} // namespace
