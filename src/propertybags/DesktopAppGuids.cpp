@@ -25,8 +25,7 @@ void RemoveFromHive(const std::wstring& hive)
     {
         return;
     }
-    const auto text =
-        DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, {}));
+    const auto text = DesktopAppEntries::Remove(bag->GetString(RegistryPaths::DesktopAppGuids, {}));
     if (text)
     {
         bag->SetValue(RegistryPaths::DesktopAppGuids, *text);

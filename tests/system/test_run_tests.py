@@ -49,7 +49,8 @@ class RunTests(unittest.TestCase):
 
     def test_a_kind_that_there_is_not_is_refused(self):
         self.assertRegex(self.refusal("--only", "unit,unti"),
-                         "there are no tests of the kind 'unti', only unit, lab, system, attack, viewer, proof")
+                         "there are no tests of the kind 'unti', "
+                         "only unit, lab, system, attack, viewer, proof")
 
     def test_a_filter_that_leaves_tests_out_is_refused(self):
         self.assertRegex(self.refusal("--filter", "*-Slow*"),

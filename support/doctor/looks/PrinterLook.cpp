@@ -67,7 +67,8 @@ PrinterFact LookAtPrinter(const std::wstring& name)
     const auto* information = reinterpret_cast<const DRIVER_INFO_3W*>(buffer.data());
     fact.driver = information->pName == nullptr ? L"" : information->pName;
     fact.driverVersion = information->cVersion;
-    fact.manifest = driver.FindDependentFile(printer.Handle(), L"-manifest.ini").value_or(std::wstring());
+    fact.manifest =
+        driver.FindDependentFile(printer.Handle(), L"-manifest.ini").value_or(std::wstring());
     if (!fact.manifest.empty())
     {
         ReadManifest(fact);
