@@ -15,17 +15,10 @@ SYMBOLS = f"{PROGRAM}.debug"
 SECONDS = 3600
 
 
-def sources():
-    """What a clone would hold, and what would be added to it now."""
-    listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
-                            cwd=ROOT, stdout=subprocess.PIPE, check=True).stdout.decode()
-    return [name for name in listed.split("\0") if (ROOT / name).is_file()]
-
-
 def copy_sources(folder):
-    for name in sources():
-        (folder / name).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy(ROOT / name, folder / name)
+    """All but what was built."""
+    shutil.copytree(ROOT, folder, ignore=lambda where, names: {
+                    "build", ".git"} if Path(where) == ROOT else ())
 
 
 def build(source, output):
