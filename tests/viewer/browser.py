@@ -9,11 +9,13 @@ from pathlib import Path
 
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import WebDriverException
 except ImportError:
     # Debian's modules are not seen by another Python that comes first in the path.
     sys.path.append("/usr/lib/python3/dist-packages")
     try:
         from selenium import webdriver
+        from selenium.common.exceptions import WebDriverException
     except ImportError:
         webdriver = None
 
@@ -30,6 +32,10 @@ def what_is_missing():
     if webdriver is None:
         missing.append("selenium")
     return f"missing: {', '.join(missing)} (tools/install-packages --support)" if missing else ""
+
+
+class NoBrowser(Exception):
+    """Chromium is there and does not start, as in a container that lets it do too little."""
 
 
 class Browser:
@@ -52,7 +58,11 @@ class Browser:
         options.add_experimental_option("prefs", {"download.default_directory": str(self.downloads)})
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         service = webdriver.chrome.service.Service(str(DRIVER))
-        self.driver = webdriver.Chrome(options=options, service=service)
+        try:
+            self.driver = webdriver.Chrome(options=options, service=service)
+        except WebDriverException as error:
+            self.folder.cleanup()
+            raise NoBrowser(f"Chromium does not start here: {str(error).strip()}") from error
         self.driver.set_script_timeout(SECONDS)
         self.driver.set_page_load_timeout(SECONDS)
         self.driver.get("about:blank")      # Chromium's first page asks for much.

@@ -4,7 +4,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from browser import VIEWER, Browser, what_is_missing
+from browser import VIEWER, Browser, NoBrowser, what_is_missing
 
 EVENT = "NoNgen, NoWarmup, NewOrChangedEvent, NewOrChangedTask"
 LOGON = "NoNgen, NoWarmup, NewOrChangedEvent, UserLogonEvent"
@@ -62,18 +62,28 @@ def redundant(pid, time):
 
 class ViewerTest(unittest.TestCase):
     browser = None
+    missing = None      # why the tests are skipped; empty when they run
+
+    @staticmethod
+    def start_browser():
+        ViewerTest.missing = what_is_missing()
+        if not ViewerTest.missing:
+            try:
+                ViewerTest.browser = Browser()
+            except NoBrowser as error:
+                ViewerTest.missing = str(error)
 
     @classmethod
     def tearDownClass(cls):
         if ViewerTest.browser is not None:
             ViewerTest.browser.end()
-            ViewerTest.browser = None
+            ViewerTest.browser = ViewerTest.missing = None
 
     def setUp(self):
-        if missing := what_is_missing():
-            self.skipTest(missing)
-        if ViewerTest.browser is None:
-            ViewerTest.browser = Browser()
+        if ViewerTest.missing is None:
+            ViewerTest.start_browser()
+        if ViewerTest.missing:
+            self.skipTest(ViewerTest.missing)
         self.browser = ViewerTest.browser
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
