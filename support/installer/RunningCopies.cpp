@@ -14,7 +14,8 @@ namespace
 constexpr DWORD WaitMilliseconds = 10000;
 
 constexpr std::array Programs = {L"PalvoPrinterConfiguration.exe",
-                                 L"PalvoPrinterConfigurationWriter.exe", L"PalvoPrinterQuery.exe"};
+                                 L"PalvoPrinterConfigurationWriter.exe", L"PalvoPrinterQuery.exe",
+                                 L"PalvoPrinterDoctor.exe"};
 
 struct Process
 {
