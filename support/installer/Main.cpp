@@ -89,6 +89,11 @@ int Run(const Verb& verb, const wchar_t* argument)
     {
         return 1;
     }
+    catch (const std::exception&)
+    {
+        StandardOutput::Write(L"The registry cannot be used, or memory is short.\n");
+        return 1;
+    }
 }
 } // namespace
 
