@@ -1,4 +1,4 @@
-"""What is packed: one list, of which the parts that are not built yet may be missing."""
+"""What is packed."""
 
 from pathlib import Path
 
@@ -7,7 +7,7 @@ PROGRAM = "PalvoPrinterConfiguration.exe"
 SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
 
 # For whoever installs, administers and supports; the rest of docs is for maintainers.
-DOCUMENTS = ("administration", "exit-codes", "findings", "installing", "policies", "privacy",
+DOCUMENTS = ("accounts", "doctor-json", "exit-codes", "installing", "log-viewer", "policies",
              "reading-the-log", "rollout", "switches", "troubleshooting", "trust")
 
 # Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
@@ -27,10 +27,6 @@ def required(file):
     return file
 
 
-def present(files):
-    return {name: file for name, file in files.items() if file.is_file()}
-
-
 def licences(folder=Path("/usr/share/doc")):
     files = {f"licences/{name}": required(folder / package / "copyright")
              for name, package in LICENCES.items()}
@@ -44,23 +40,26 @@ def policies():
 
 
 def documents():
-    return present({f"docs/{name}.md": ROOT / "docs" / f"{name}.md" for name in DOCUMENTS})
+    folder = ROOT / "docs"
+    pictures = sorted((folder / "pictures").glob("*.png"))
+    return ({f"docs/{name}.md": required(folder / f"{name}.md") for name in DOCUMENTS}
+            | {f"docs/pictures/{file.name}": file for file in pictures}
+            | {"doctor-report.schema.json": required(ROOT / "support" / "doctor-report.schema.json")})
 
 
 def program_files(build):
     """What lies beside the siblings on a machine."""
-    return {PROGRAM: required(build / PROGRAM)} | present(
-        {"PalvoPrinterDoctor.exe": build / "PalvoPrinterDoctor.exe"})
+    return {name: required(build / name) for name in (PROGRAM, "PalvoPrinterDoctor.exe")}
 
 
 def package_files(build):
     return (program_files(build)
-            | present({"log-viewer.html": ROOT / "support" / "log-viewer.html"})
+            | {"log-viewer.html": required(ROOT / "support" / "log-viewer.html")}
             | policies() | documents() | licences())
 
 
 def symbol_files(build):
-    return present({f"{name}.debug": build / f"{name}.debug" for name in program_files(build)})
+    return {f"{name}.debug": required(build / f"{name}.debug") for name in program_files(build)}
 
 
 def sibling_files(folder):
