@@ -189,6 +189,10 @@ LOSES_REQUEST = {"CreateEventW", "SetEvent"}
 FORGETS_POSITION = {"EvtCreateRenderContext", "EvtRender", "EvtQuery", "EvtNext", "_vscwprintf",
                     "_vsnwprintf"}
 
+# A log whose access list cannot be read gets one that begins empty: it holds the granted accounts alone, and
+# the program, as SYSTEM, opens it no more.
+CLOSES_LOG = {"GetSecurityInfo", "MakeAbsoluteSD"}
+
 # The texts of these runs may be missing.
 TEXTLESS = {"_vsnwprintf", "_vscwprintf"}
 # The lines of these runs may lack the time or the program's name.
