@@ -59,7 +59,7 @@ namespace DesktopAppEntries
 {
 std::wstring Update(const std::wstring& value, const std::wstring& guids)
 {
-    const std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
+    std::wstring ownEntry = VersionKey + std::wstring(1, KeySeparator) + guids;
     if (IsEmptyOrBlank(value))
     {
         return ownEntry;
