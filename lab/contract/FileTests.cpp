@@ -21,23 +21,6 @@ bool Opens(const wchar_t* path, DWORD access, DWORD disposition)
     return file != INVALID_HANDLE_VALUE && CloseHandle(file);
 }
 
-bool Grants(const wchar_t* path, const wchar_t* list, DWORD access = READ_CONTROL | WRITE_DAC)
-{
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &descriptor,
-                                                         nullptr);
-    PACL dacl = nullptr;
-    BOOL present = FALSE;
-    GetSecurityDescriptorDacl(descriptor, &present, &dacl, &present);
-    const HANDLE file = CreateFileW(path, access, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
-    const DWORD result = SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                         nullptr, dacl, nullptr);
-    CloseHandle(file);
-    LocalFree(descriptor);
-    SetLastError(result);
-    return result == ERROR_SUCCESS;
-}
-
 void MakeAs(const wchar_t* account)
 {
     BecomeAccount(L"SYSTEM");
@@ -99,14 +82,14 @@ LAB_TEST(WhatTheSystemMadeInProgramDataIsForOthersToRead)
 LAB_TEST(AFilesListDecidesOnceItIsSet)
 {
     MakeAs(L"SYSTEM");
-    CHECK(Grants(kFile, L"D:(A;OICI;GRGWSD;;;AU)"));
+    CHECK(SetFileList(kFile, L"D:(A;OICI;GRGWSD;;;AU)"));
     BecomeAccount(L"bob");
     CHECK(Opens(kFile, GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING));
     CHECK_FAILS(Opens(kFile, WRITE_DAC, OPEN_EXISTING), ERROR_ACCESS_DENIED);
     BecomeAccount(L"SYSTEM");
-    CHECK_FAILS(Grants(kFile, L"D:(A;;FA;;;BU)", READ_CONTROL), ERROR_ACCESS_DENIED);
+    CHECK_FAILS(SetFileList(kFile, L"D:(A;;FA;;;BU)", READ_CONTROL), ERROR_ACCESS_DENIED);
     // A list without the system refuses the system, but its group owns the file.
-    CHECK(Grants(kFile, L"D:(A;;FA;;;LS)"));
+    CHECK(SetFileList(kFile, L"D:(A;;FA;;;LS)"));
     CHECK_FAILS(Opens(kFile, GENERIC_READ, OPEN_EXISTING), ERROR_ACCESS_DENIED);
     CHECK(Opens(kFile, WRITE_DAC, OPEN_EXISTING));
     // Who may delete what is in the folder needs no right to the file.
@@ -116,7 +99,7 @@ LAB_TEST(AFilesListDecidesOnceItIsSet)
 LAB_TEST(AFileKeepsWhatItsListSaysAndNothingInheritsFromIt)
 {
     MakeAs(L"SYSTEM");
-    CHECK(Grants(kFile, L"D:(A;OICI;GRGWSD;;;AU)"));
+    CHECK(SetFileList(kFile, L"D:(A;OICI;GRGWSD;;;AU)"));
     const HANDLE file =
         CreateFileW(kFile, READ_CONTROL, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
     PSECURITY_DESCRIPTOR descriptor = nullptr;

@@ -8,6 +8,9 @@
 
 #include <wtsapi32.h>
 
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -94,6 +97,25 @@ void UpdateHives()
     const auto mount = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(
         GetProcAddress(GetModuleHandleW(L"palvolab.dll"), "PalvoLabMountHives")));
     mount();
+}
+
+bool SetFileList(const wchar_t* path, const wchar_t* list, DWORD access)
+{
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &descriptor,
+                                                         nullptr);
+    PACL dacl = nullptr;
+    BOOL present = FALSE;
+    GetSecurityDescriptorDacl(descriptor, &present, &dacl, &present);
+    const HANDLE file =
+        CreateFileW(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, 0, nullptr);
+    const DWORD result = SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                         nullptr, dacl, nullptr);
+    CloseHandle(file);
+    LocalFree(descriptor);
+    SetLastError(result);
+    return result == ERROR_SUCCESS;
 }
 
 int RunInLab(const std::vector<std::string>& patterns)

@@ -51,22 +51,6 @@ std::wstring CurrentName()
     return name;
 }
 
-void SetFileList(const wchar_t* path, const wchar_t* text)
-{
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, &descriptor,
-                                                         nullptr);
-    PACL list = nullptr;
-    BOOL present = FALSE;
-    GetSecurityDescriptorDacl(descriptor, &present, &list, &present);
-    const HANDLE file =
-        CreateFileW(path, READ_CONTROL | WRITE_DAC, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    CHECK(SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, list,
-                          nullptr) == ERROR_SUCCESS);
-    CloseHandle(file);
-    LocalFree(descriptor);
-}
-
 } // namespace
 
 LAB_TEST(OnlyTheSystemGetsSessionTokens)
@@ -255,8 +239,8 @@ LAB_TEST(AProcessNeedsAProgramThatItsUserMayRun)
     PROCESS_INFORMATION made = {};
     CloseHandle(CreateFileW(L"C:\\ProgramData\\PalvoLabSelfTest.exe", GENERIC_WRITE, 0, nullptr,
                             CREATE_ALWAYS, 0, nullptr));
-    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe",
-                L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)");
+    CHECK(SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe",
+                      L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;BU)"));
     const auto create = [&]
     {
         return CreateProcessAsUserW(token, nullptr, command.data(), nullptr, nullptr, FALSE, 0,
@@ -264,7 +248,7 @@ LAB_TEST(AProcessNeedsAProgramThatItsUserMayRun)
     };
     CHECK_FAILS(create(), ERROR_ACCESS_DENIED);
     // No program, but that is found later.
-    SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe", L"D:(A;;FA;;;WD)");
+    CHECK(SetFileList(L"C:\\ProgramData\\PalvoLabSelfTest.exe", L"D:(A;;FA;;;WD)"));
     CHECK(!create() && GetLastError() != ERROR_ACCESS_DENIED);
     CHECK(DeleteFileW(L"C:\\ProgramData\\PalvoLabSelfTest.exe"));
     CloseHandle(token);
