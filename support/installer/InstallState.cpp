@@ -21,6 +21,9 @@ constexpr std::array AllTasks = {TaskKind::NewOrChanged, TaskKind::PeriodicRefre
 // The value of a task that was not there: no XML is empty.
 constexpr wchar_t NoTask[] = L"";
 
+// The value of a position that was not there: no number is a text.
+constexpr wchar_t NoPosition[] = L"";
+
 std::wstring ChannelValue(EVT_CHANNEL_CONFIG_PROPERTY_ID id)
 {
     return L"Channel" + std::to_wstring(static_cast<int>(id));
@@ -46,8 +49,13 @@ std::shared_ptr<RegistryKey> OwnKey(REGSAM access)
 void KeepPosition(RegistryKey& state)
 {
     std::uint64_t position = 0;
+    std::vector<std::uint8_t> bytes;
     const auto key = OwnKey(KEY_READ);
-    if (key && ReadNumber(*key, RegistryPaths::ScanPosition, position))
+    if (!key || !key->GetValue(RegistryPaths::ScanPosition, bytes))
+    {
+        state.SetValue(RegistryPaths::ScanPosition, std::wstring(NoPosition));
+    }
+    else if (ReadNumber(*key, RegistryPaths::ScanPosition, position))
     {
         state.SetValue(RegistryPaths::ScanPosition, position);
     }
@@ -60,6 +68,11 @@ bool RestorePosition(const RegistryKey& state)
     {
         std::wstring error;
         return WriteMachineNumber64(RegistryPaths::ScanPosition, position, error);
+    }
+    std::vector<std::uint8_t> bytes;
+    if (!state.GetValue(RegistryPaths::ScanPosition, bytes))
+    {
+        return true; // It was not kept.
     }
     const LSTATUS result =
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, RegistryPaths::ScanPosition);

@@ -219,6 +219,17 @@ class MsiTest(LabTest):
         self.assertEqual(self.products(), [("Palvo Printer Configuration", "7.0.0")])
         self.assertEqual(self.kept(), [])
 
+    def test_a_position_that_was_not_kept_stays(self):
+        # As after a keeping that ended before it came to the position.
+        self.assertEqual(self.msiexec("/i")[0], DONE)
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 0))
+        set_value(self.lab, r"SOFTWARE\Palvo\PrinterDriver\V6.0\PalvoPrinterSetup", "Some Task", "REG_SZ",
+                  "<xml/>")
+        setup = "Z:" + str(BUILD / "PalvoPrinterSetup.exe").replace("/", "\\")
+        self.assertEqual(self.lab.run("restore", options=("--program", setup)).code, 0)
+        self.assertEqual(self.lab.scan_position(), ("REG_QWORD", 0))
+        self.assertEqual(self.kept(), [])
+
     def test_an_upgrade_ends_running_copies_and_their_children_first(self):
         self.assertEqual(self.msiexec("/i")[0], DONE)
         self.lab("sibling", "writer", "--take", "100000")
