@@ -140,7 +140,7 @@ class Work(DoctorTest):
         self.release()
         self.assertNotIn("log-mutex-held", [one for one, _ in self.findings()])
 
-    def test_it_asks_of_a_mutex_only_whether_it_is_held_and_of_no_event(self):
+    def test_it_only_asks_whether_a_mutex_is_held_opens_no_event_and_reads_the_log(self):
         self.lab("sibling", "writer", "--hold")
         self.lab.start("-r", "-i", "PeriodicRefreshTask")
         self.lab.wait_for(lambda: any(not one.ended for one in self.lab.siblings()), "the writer")
@@ -151,6 +151,8 @@ class Work(DoctorTest):
         self.lab("sibling", "writer", "--release")
         self.lab.wait_for(lambda: not self.lab.at_work(), "the copy's end")
         self.assertRegex(calls, r"OpenMutexW.*\b(1|0x1)\b")
+        # For reading, shared with everybody, a link itself, and at identification level.
+        self.assertIn('PalvoPrinterConfiguration.log", 0x80000000, 7, 3, 0x310000)', calls)
         for function in ("WaitForSingleObject", "CreateMutexW", "CreateEventW", "OpenEventW",
                          "SetEvent", "ReleaseMutex", "RegSetValueExW", "RegCreateKeyExW",
                          "RegDeleteValueW", "CreateProcessW", "EvtSaveChannelConfig",

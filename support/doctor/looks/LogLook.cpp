@@ -12,6 +12,9 @@ namespace
 {
 constexpr std::uint64_t MostBytes = 16ULL << 20;
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// A link itself; and whoever answers in the file's place may not act as this account.
+constexpr DWORD OpenFlags =
+    FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
 using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 
@@ -65,7 +68,7 @@ void LookAtFile(LogFacts& facts)
     }
     // Whoever writes or deletes it meanwhile can.
     const FileHandle file(CreateFileW(facts.path.c_str(), GENERIC_READ, ShareAll, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+                                      OPEN_EXISTING, OpenFlags, nullptr));
     if (!file)
     {
         facts.openError = GetLastError();
