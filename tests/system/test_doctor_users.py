@@ -133,6 +133,8 @@ class Work(DoctorTest):
                        "The instance mutex for refreshes is held, and no copy runs."),
                       self.findings())
         self.release()
+        # Of this name it is no program that the release waits for; its last lines are still to come.
+        self.lab.wait_for(lambda: not list(self.lab.processes("Other.exe")), "the other program's end")
 
     def test_the_logs_mutex_is_held(self):
         self.hold("--fault", "ReleaseMutex 1 return=1 always")
