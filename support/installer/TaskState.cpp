@@ -51,8 +51,12 @@ TaskXml ReadTaskXml(const std::wstring& name)
             const HRESULT read = registered->get_Xml(xml.Receive());
             xml.KeepIf(SUCCEEDED(read));
             Require(read, L"A task cannot be read: %x\n");
-            task.xml = xml.Get();
-            task.presence = TaskPresence::There;
+            // No text is no task that could be put back.
+            if (xml)
+            {
+                task.xml = xml.Get();
+                task.presence = TaskPresence::There;
+            }
         });
     return task;
 }
