@@ -353,6 +353,7 @@ TEST(SamePathTest, EveryComponentCounts)
 {
     EXPECT_FALSE(IsSamePath(L"\\\\?\\C:\\a\\b", L"C:\\a\\c"));
     EXPECT_FALSE(IsSamePath(L"\\\\?\\C:\\a\\b", L"C:\\ab"));
+    EXPECT_FALSE(IsSamePath(L"\\\\?\\C:\\a\\b", L"C:\\axb"));
     EXPECT_FALSE(IsSamePath(L"\\\\?\\C:\\a\\b", L"C:\\a"));
     EXPECT_FALSE(IsSamePath(L"\\\\?\\C:\\a", L"C:\\a\\b"));
     EXPECT_FALSE(IsSamePath(L"", L"C:\\a"));
