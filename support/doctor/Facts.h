@@ -185,7 +185,7 @@ struct WorkFacts
 {
     std::vector<WorkingProcess> processes;
     std::vector<MutexFact> instances;
-    bool isLogMutexHeld = false;          ///< for a second, without a break
+    bool isLogMutexHeld = false;          ///< for 5 seconds, and nobody wrote
     std::vector<std::wstring> logHolders; ///< other programs that have the log open
 };
 

@@ -9,8 +9,8 @@
 namespace
 {
 constexpr DWORD QueryMutant = 1; // MUTANT_QUERY_STATE
-constexpr int LooksAtLogMutex = 20;
-constexpr DWORD BetweenLooks = 50; // milliseconds
+constexpr int LooksAtLogMutex = 100; // as long as a line waits for it
+constexpr DWORD BetweenLooks = 50;   // milliseconds
 
 /// MUTANT_BASIC_INFORMATION of the system's own interface.
 struct MutantState
@@ -33,12 +33,23 @@ bool IsHeld(const std::wstring& name)
            state.count <= 0;
 }
 
-/// A line's writer holds it for a moment only.
-bool IsHeldForLong(const std::wstring& name)
+/// Tells one state of the log from the next; 0 when there is none. The file is not opened.
+std::uint64_t SizeOf(const std::wstring& path)
 {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data);
+    return std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
+}
+
+/// Whether nobody gets to write. A line's writer holds the mutex for a moment only, but in a burst
+/// some writer always does, and the log grows.
+bool IsLogBlocked(const std::wstring& logPath)
+{
+    const std::wstring name = LogMutexName(DirectoryOf(logPath));
+    const std::uint64_t size = SizeOf(logPath);
     for (int i = 0; i < LooksAtLogMutex; ++i)
     {
-        if (!IsHeld(name))
+        if (!IsHeld(name) || SizeOf(logPath) != size)
         {
             return false;
         }
@@ -94,7 +105,7 @@ WorkFacts LookAtWork(const std::wstring& logPath)
     }
     if (!logPath.empty())
     {
-        facts.isLogMutexHeld = IsHeldForLong(LogMutexName(DirectoryOf(logPath)));
+        facts.isLogMutexHeld = IsLogBlocked(logPath);
         facts.logHolders = HoldersOf(logPath);
     }
     return facts;
