@@ -2,6 +2,7 @@
 
 import io
 import sys
+import tempfile
 import unittest
 from contextlib import redirect_stderr, redirect_stdout
 from importlib.machinery import SourceFileLoader
@@ -97,6 +98,52 @@ class RunTests(unittest.TestCase):
         loader.testNamePatterns = run.filter.patterns
         self.assertEqual([test.id().rpartition(".")[2] for test in loader.loadTestsFromTestCase(RunTests)],
                          ["test_parts_of_names_choose_system_tests"])
+
+
+class PythonTests(unittest.TestCase):
+    FILE = """
+import unittest
+
+class Some(unittest.TestCase):
+    def test_good(self):
+        pass
+
+    def test_bad(self):
+        self.fail("as told")
+
+    def test_left_out(self):
+        self.skipTest("for a reason")
+"""
+
+    def run_file(self, *patterns):
+        """What comes of the file, and what is printed of it, without times and traces."""
+        with tempfile.TemporaryDirectory() as folder:
+            Path(folder, "test_some.py").write_text(self.FILE, encoding="utf-8")
+            sys.path.insert(0, folder)
+            try:
+                summary, printed = runner.run_test_file("system", "test_some", patterns or None)
+            finally:
+                sys.path.remove(folder)
+                sys.modules.pop("test_some", None)
+        return summary, [line for line in printed.splitlines() if not line.startswith("    ")]
+
+    def test_a_file_is_counted_and_its_failures_are_printed(self):
+        counted, printed = self.run_file()
+        self.assertEqual(counted.line(), "1 passed, 1 failed, 1 skipped")
+        self.assertEqual(counted.skips, ["system: test_some.Some.test_left_out: for a reason"])
+        self.assertEqual(printed[0], "FAILED: system: test_some.Some.test_bad")
+        self.assertRegex(printed[1], r"^  test_some: 1 passed, \d+\.\d s$")
+
+    def test_a_file_of_which_no_test_is_asked_for_prints_nothing(self):
+        counted, printed = self.run_file("*nothing*")
+        self.assertEqual((counted.line(), printed), ("0 passed, 0 failed, 0 skipped", []))
+
+    def test_the_summary_of_all_has_what_another_process_counted(self):
+        whole = runner.Summary()
+        whole.pass_one()
+        whole.add(self.run_file()[0])
+        self.assertEqual(whole.line(), "2 passed, 1 failed, 1 skipped")
+        self.assertEqual(whole.ran, [f"test_some.Some.test_{name}" for name in ("bad", "good", "left_out")])
 
 
 class SelfTests(unittest.TestCase):
