@@ -64,8 +64,12 @@ int Serve()
     std::string waiting;
     char part[4096];
     DWORD read = 0;
-    while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), part, sizeof part, &read, nullptr) && read != 0)
+    while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), part, sizeof part, &read, nullptr))
     {
+        if (read == 0)
+        {
+            return kDone;
+        }
         waiting.append(part, read);
         for (std::size_t end = waiting.find('\n'); end != std::string::npos;
              end = waiting.find('\n'))
@@ -75,7 +79,10 @@ int Serve()
             PrintBytes("\x1e" + std::to_string(RunCommand(arguments)) + "\n");
         }
     }
-    return kDone;
+    const DWORD error = GetLastError();
+    return error == ERROR_BROKEN_PIPE
+               ? kDone
+               : Complain(L"standard input failed with " + std::to_wstring(error));
 }
 
 } // namespace
