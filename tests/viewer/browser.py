@@ -78,6 +78,12 @@ class Browser:
     def script(self, text, *arguments):
         return self.driver.execute_script(text, *arguments)
 
+    def processor_milliseconds(self):
+        """What the page's main thread has worked so far. What else the machine does is not in it."""
+        self.driver.execute_cdp_cmd("Performance.enable", {"timeDomain": "threadTicks"})
+        metrics = self.driver.execute_cdp_cmd("Performance.getMetrics", {})["metrics"]
+        return 1000 * next(one["value"] for one in metrics if one["name"] == "TaskDuration")
+
     def wait_for(self, condition, what):
         end = time.monotonic() + SECONDS
         while not (found := condition()):

@@ -8,40 +8,34 @@ from viewer_test import ViewerTest, begun, device, done, nothing, redundant, use
 
 MEBIBYTE = 1024 * 1024
 
-# The files are made in the page, and how long it takes is measured there, beside a plain loop that decodes the same
-# bytes and looks at every character. The page is asked all the while whether it still answers.
-MEASURE = """
-    const [one, bytes, answer] = arguments;
-    const text = one.repeat(Math.floor(bytes / one.length));
-    const file = new File([text], "large.log"), main = document.getElementById("main");
-    const plain = async () => {
-        const start = performance.now(), read = new TextDecoder().decode(await file.arrayBuffer());
+# The file is made in the page.
+MAKE = """
+    window.large = new File([arguments[0].repeat(Math.floor(arguments[1] / arguments[0].length))], "large.log");"""
+
+# The least that any viewer does: it decodes the bytes and looks at every character.
+PLAIN_LOOP = """
+    const answer = arguments[0];
+    (async () => {
+        const read = new TextDecoder().decode(await window.large.arrayBuffer());
         let lines = 0;
         for (let i = 0; i < read.length; i++) if (read.charCodeAt(i) === 10) lines++;
-        return [performance.now() - start, lines];
-    };
-    const viewed = () => new Promise(resolve => {
-        const start = performance.now();
-        let last = start, longest = 0;
-        const ticking = setInterval(() => {
-            longest = Math.max(longest, performance.now() - last);
-            last = performance.now();
-        }, 10);
-        new MutationObserver((_, observer) => {
-            if (main.getAttribute("aria-busy") !== "false") return;
-            observer.disconnect();
-            clearInterval(ticking);
-            resolve([performance.now() - start, Math.max(longest, performance.now() - last)]);
-        }).observe(main, { attributes: true });
-        const transfer = new DataTransfer();
-        transfer.items.add(file);
-        document.dispatchEvent(new DragEvent("drop", { dataTransfer: transfer, cancelable: true }));
-    });
-    (async () => {
-        await plain();
-        const [loop, lines] = await plain(), [time, longest] = await viewed();
-        answer({ loop, lines, time, longest });
+        answer(lines);
     })();"""
+
+# Answers how often the page had time for something else until the file was shown.
+VIEW = """
+    const answer = arguments[0], main = document.getElementById("main");
+    let breaths = 0;
+    const ticking = setInterval(() => breaths++, 1);
+    new MutationObserver((_, observer) => {
+        if (main.getAttribute("aria-busy") !== "false") return;
+        observer.disconnect();
+        clearInterval(ticking);
+        answer(breaths);
+    }).observe(main, { attributes: true });
+    const transfer = new DataTransfer();
+    transfer.items.add(window.large);
+    document.dispatchEvent(new DragEvent("drop", { dataTransfer: transfer, cancelable: true }));"""
 
 
 class LabLogs(ViewerTest):
@@ -114,21 +108,30 @@ class LargeLogs(ViewerTest):
         begun(i, "8:00:00 AM", f"Office {i}") + redundant(i + 4, "8:00:01 AM") + user(i, "8:00:02 AM") +
         device(i, "8:00:02 AM") + done(i, "8:00:03 AM") for i in range(200, 400, 8))
 
-    def measure(self, one, bytes_):
-        return self.browser.driver.execute_async_script(MEASURE, one, bytes_)
+    def cost(self, script):
+        """What a script answers, and the milliseconds of processor time that it took."""
+        before = self.browser.processor_milliseconds()
+        answer = self.browser.driver.execute_async_script(script)
+        return answer, self.browser.processor_milliseconds() - before
 
-    def test_a_log_of_4_mebibytes_is_shown_in_a_second(self):
-        figures = self.measure(self.RUNS, 4 * MEBIBYTE)
-        print(f"    4 MiB, {figures['lines']} lines: {figures['time']:.0f} ms, plain loop {figures['loop']:.0f} ms", flush=True)
+    def measure(self, one, bytes_):
+        """(how many times a plain loop's cost the view took, how often the page drew breath)"""
+        self.browser.script(MAKE, one, bytes_)
+        self.cost(PLAIN_LOOP)   # The first time it is compiled.
+        lines, loop = self.cost(PLAIN_LOOP)
+        breaths, view = self.cost(VIEW)
+        print(f"    {bytes_ // MEBIBYTE} MiB, {lines} lines: {view:.0f} ms, plain loop {loop:.1f} ms, "
+              f"{breaths} breaths", flush=True)
+        return view / loop, breaths
+
+    def test_a_log_of_4_mebibytes_costs_little_more_than_to_read_it(self):
+        times, _ = self.measure(self.RUNS, 4 * MEBIBYTE)
         self.assertIn("runs", self.browser.text("count"))
-        # A second, or as much longer as the machine is just slower than one that needs 10 ms for the loop.
-        self.assertLess(figures["time"], max(1000, 100 * figures["loop"]))
+        self.assertLess(times, 25)      # Half a second, where the loop takes 20 ms.
 
     def test_the_page_answers_while_it_reads_a_much_larger_file_and_says_that_it_left_some_out(self):
-        figures = self.measure(self.RUNS, 48 * MEBIBYTE)
-        print(f"    48 MiB: {figures['time']:.0f} ms, at most {figures['longest']:.0f} ms without an answer", flush=True)
-        # Reading without a breath would be more than a third of the time in one piece.
-        self.assertLess(figures["longest"], max(1000, 0.3 * figures["time"]))
+        _, breaths = self.measure(self.RUNS, 48 * MEBIBYTE)
+        self.assertGreater(breaths, 10)    # Without any for the timeline it draws five.
         damage = self.browser.findings()["1 sign of a damaged file"]
         self.assertRegex(damage[0], r"^large.log is larger than 32 MiB: the first 16,\d\d\d,\d\d\d bytes were left out.$")
 
@@ -136,8 +139,7 @@ class LargeLogs(ViewerTest):
         for one in ("\0" * 1000, "x" * 1000, "[1/1/2026 1:00:00 AM] P(PID1): ", "[1/1/2026 1:00:00 AM] P(PID1): # Called wi" * 9 + "\n",
                     "[13/99/2026 1:00:00 AM] P(PID1): x\n", "\n"):
             with self.subTest(one=one[:40]):
-                figures = self.measure(one, 8 * MEBIBYTE)
-                self.assertLess(figures["time"], max(20_000, 2000 * figures["loop"]))
+                self.assertLess(self.measure(one, 8 * MEBIBYTE)[0], 60)
                 self.browser.show_viewer()
 
 
