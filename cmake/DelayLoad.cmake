@@ -2,7 +2,7 @@
 #
 # Gives the INTERFACE library <target> the functions of <dll> such that the DLL is loaded at the first
 # call of one of them, not at the start of the program. No run needs all of them, and every DLL in the
-# import table costs each run a load. src/SimpleUtilitiesLib/LateLoading.h says from where.
+# import table costs each run a load. src/SimpleUtilitiesLib/runtime/LateLoading.h says from where.
 #
 # With GCC and Clang, a function of the program that is missing in the list is an undefined symbol; or,
 # when it belongs to one of the libraries that CMake links by itself, an import that

@@ -52,7 +52,7 @@ endif()
 set(palvo_path_options
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
 target_compile_options(palvo_options INTERFACE ${palvo_path_options} -fstack-protector-strong)
-# The stack protector's own runtime library stays out: src/SimpleUtilitiesLib/StackGuard.cpp has what
+# The stack protector's own runtime library stays out: src/SimpleUtilitiesLib/runtime/StackGuard.cpp has what
 # it is for.
 target_link_options(palvo_options INTERFACE
     -static

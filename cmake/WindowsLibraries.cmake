@@ -64,7 +64,7 @@ delay_load(palvo_windows OLEAUT32.dll
 delay_load(palvo_windows SECUR32.dll
     GetUserNameExW)
 
-# The linker's helper for late imports calls the hooks of src/SimpleUtilitiesLib/LateLoading.cpp. Asked
+# The linker's helper for late imports calls the hooks of src/SimpleUtilitiesLib/runtime/LateLoading.cpp. Asked
 # for by name, they are found there before the runtime's empty ones.
 foreach(hook __pfnDliNotifyHook2 __pfnDliFailureHook2)
     target_link_options(palvo_windows INTERFACE

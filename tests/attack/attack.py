@@ -157,7 +157,7 @@ class AttackTest(unittest.TestCase):
 
 def global_objects():
     """{name of the constant: name of the object} of everything that the program has in Global\\."""
-    header = ROOT / "src/SimpleUtilitiesLib/GlobalObjects.h"
+    header = ROOT / "src/SimpleUtilitiesLib/objects/GlobalObjects.h"
     found = re.findall(r'wchar_t (\w+)\[\] =\s*L"([^"]+)"', header.read_text())
     return {constant: f"Global\\{name}" for constant, name in found}
 

@@ -23,6 +23,7 @@ import sys
 import threading
 import time
 from collections import Counter, defaultdict
+from dataclasses import replace
 from pathlib import Path
 
 from mutators import mutants_of
@@ -44,6 +45,13 @@ LEFT_OUT = {
         "runs before any test; the product's tests run programs with it",
     "src/SimpleUtilitiesLib/FormatCheck.h": "runs in the compiler, which is the test of it",
 }
+
+
+def known_as(path):
+    """The name of a file in the results and the list of survivors: without its room in the library, so that
+    what is known of it holds when it is moved to another."""
+    parts = Path(path).parts
+    return "/".join((*parts[:2], parts[-1]))
 
 
 class Results:
@@ -75,8 +83,9 @@ class Results:
         return digest.hexdigest()[:16]
 
     def key(self, mutant):
-        return self._digest(mutant.file.encode(), self.sources[mutant.file].encode(),
-                            repr(mutant).encode())
+        name = known_as(mutant.file)
+        return self._digest(name.encode(), self.sources[mutant.file].encode(),
+                            repr(replace(mutant, file=name)).encode())
 
     def get(self, mutant):
         entry = self.known.get(self.key(mutant))
@@ -84,7 +93,7 @@ class Results:
 
     def add(self, mutant, entry):
         entry.update(key=self.key(mutant), tests=self.tests,
-                     mutant=f"{mutant.file}: {mutant.described(self.sources[mutant.file])}")
+                     mutant=f"{known_as(mutant.file)}: {mutant.described(self.sources[mutant.file])}")
         with self.lock, open(self.file, "a", encoding="utf-8") as stream:
             stream.write(json.dumps(entry) + "\n")
         self.known[entry["key"]] = entry
@@ -211,8 +220,8 @@ def main():
     fcntl.flock(lock, fcntl.LOCK_EX)  # two runs at once would share the workers' folders
     subprocess.run(["ninja", "-C", str(options.build)], check=True, stdout=subprocess.DEVNULL)
     sources = {str(path.relative_to(ROOT)): path.read_text(encoding="utf-8")
-               for path in (ROOT / "src").glob("*/*")
-               if path.suffix in (".cpp", ".h") and str(path.relative_to(ROOT)) not in LEFT_OUT
+               for path in (ROOT / "src").rglob("*")
+               if path.suffix in (".cpp", ".h") and known_as(path.relative_to(ROOT)) not in LEFT_OUT
                and options.only in path.name}
     size = None if options.long else options.sample or SMALL_SAMPLE
     mutants, total = choose(sources, size, options.seed)

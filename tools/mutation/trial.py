@@ -19,7 +19,7 @@ class Trial:
         self.build = shop.build
         self.mutant = mutant
         self.file = shop.folder / mutant.file
-        self.library = Path(mutant.file).parent.name
+        self.library = Path(mutant.file).parts[1]
 
     def __enter__(self):
         self.source = self.file.read_text(encoding="utf-8")
