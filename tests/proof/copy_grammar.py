@@ -2,8 +2,10 @@
 
 from collections import deque
 
-from program_promises import NOTHING, NOT_NOW, REDUNDANT, SCANS, SKIPPED, TAKEN, UPDATE
-from recorded_history import KILLED
+from proof.program_promises import (
+    CHANGED_DONE, INSTALLED, JOB_START_GONE, NOT_NOW, NOTHING, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT,
+    REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE, UNINSTALLED, UPDATE)
+from proof.recorded_history import KILLED
 
 
 class Violation(Exception):
@@ -88,15 +90,11 @@ class Reading:
             return (0 if gone.value == 1 or gone.error == 2 else 1), ""
         if mode.kind == "install":
             self.take("store")
-            self.line("Auto-config scheduled task successfully created with event and calendar "
-                      "triggers.")
-            self.line("# Invoked to install scheduled tasks. Done...exiting.")
+            for text in INSTALLED:
+                self.line(text)
         if mode.kind == "uninstall":
-            for what in ("Auto-Config scheduled tasks", "Print Job Start scheduled task"):
-                self.line(f"{what} deleted upon request or because digital signature validation "
-                          "failed.")
-            self.line("# Invoked to uninstall scheduled tasks. Done...")
-            self.line("Removed our driver GUIDs from the user property bag. Done...exiting.")
+            for text in (TASKS_GONE, JOB_START_GONE, *UNINSTALLED):
+                self.line(text)
         return mode.code, mode.output
 
     def scan(self):
@@ -158,8 +156,7 @@ class Reading:
         while True:
             normal, special = self.taken("normal request"), self.taken("special request")
             if special:
-                self.line("# Procesing a queued special NewOrChanged event." if self.copy.passes else
-                          "# Procesing a special NewOrChanged event.")
+                self.line(QUEUED_SPECIAL if self.copy.passes else SPECIAL)
                 self.run_pass("special", [normal, special], "-c", "-c")
             elif normal:
                 self.normal_pass(normal)
@@ -168,7 +165,7 @@ class Reading:
         self.take("release changed instance")
         if self.copy.passes:
             self.line(UPDATE)
-        for text in ("NewOrChanged event done...exiting.", "", ""):
+        for text in CHANGED_DONE:
             self.line(text)
         return 0, ""
 
@@ -225,7 +222,7 @@ class Reading:
         self.line(f"# Processing {what}: {self.mode.invoker}")
         while taken := self.taken("refresh request"):
             if self.copy.passes:
-                self.line("Processing queued configuration request from a periodic refresh event.")
+                self.line(QUEUED_REFRESH)
             self.run_pass("refresh", [taken], "", "")
         if self.copy.passes:
             self.line(UPDATE)
@@ -234,5 +231,5 @@ class Reading:
         else:
             self.checker.allow("a refresh copy came while the event that an earlier one had emptied "
                                "was still held, and found no request", self.copy)
-        self.line("Refresh event done...exiting.")
+        self.line(REFRESH_DONE)
         return 0, ""

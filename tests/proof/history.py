@@ -11,13 +11,12 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from random import Random
 
-# First: it says where the lab's module lies.
-from proof import ROOT, SUPPORTED, Kept, Proof
-
 import lab as system
-from history_checker import check, story
-from recorded_history import NOT_BROUGHT_UP, UNKNOWN, Clearing
-from recording import Lane, collect, prepare, recorded
+from proof.history_checker import check, story
+from proof.recorded_history import UNKNOWN, Clearing
+from proof.recording import Lane, collect, prepare, recorded
+from proof.runner import ROOT, SUPPORTED, Kept, Proof
+from proof.wine_faults import is_wines_fault, told_whole
 
 COPIES = 110                # of one history, on average
 SHORT, LONG = 350, 100000   # requests
@@ -40,10 +39,6 @@ class Broken(Exception):
 
 def choose(random, weights, count):
     return random.choices(list(weights), list(weights.values()), k=count)
-
-
-class GivenUp(Exception):
-    """Wine ended a process that had lost its server: what that one left undone says nothing."""
 
 
 class Story:
@@ -135,14 +130,8 @@ class Story:
                 raise self.failures[0]
             return collect(self.lab, users, self.ended, self.clearings)
         finally:
-            told_whole(self.lab, self.lanes)    # It explains what else was raised.
-
-
-def told_whole(lab, lanes):
-    """Raises when Wine ended a process that lost its server: the history cannot be judged."""
-    said = [*lab.given_up(), *(line for lane in lanes for line in lane.server.given_up)]
-    if said:
-        raise GivenUp("; ".join(said))
+            # It explains what else was raised.
+            told_whole(self.lab, [lane.server for lane in self.lanes])
 
 
 def judges():
@@ -220,15 +209,8 @@ class Findings:
         if self.kept:
             self.kept.forget()
         for why, count in self.allowed.items():
-            print(f"allowed {count} times: {why}")
+            self.proof.figure(f"allowed {count} times: {why}")
         self.proof.end(", ".join(f"{count} {what}" for what, count in self.figures.items()))
-
-
-def lost_by_wine(error):
-    """Whether what went wrong is that Wine lost the very copy that was to start, which on a busy machine
-    it seldom does, but then again and again; or that it ended one itself."""
-    return (isinstance(error, GivenUp)
-            or f" cannot be started: error {NOT_BROUGHT_UP}\n" in str(error) + "\n")
 
 
 def share(proof, findings, wanted, tell):
@@ -247,7 +229,7 @@ def share(proof, findings, wanted, tell):
                 proof.find(f"history {case}: {error}")
             except Exception as error:  # The other lab goes on.
                 text = f"history {case}: {type(error).__name__}: {error}"
-                if failed or not lost_by_wine(error):
+                if failed or not is_wines_fault(error):
                     proof.find(text)
                     return
                 print(text, flush=True)

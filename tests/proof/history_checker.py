@@ -22,10 +22,11 @@ import re
 from bisect import bisect_right
 from collections import defaultdict, deque
 
-from copy_grammar import Reading, Violation
-from program_promises import ABANDONED, HEAD, MODES, NOT_NOW, TAKEN
-from recorded_history import (
-    CALL, KILLED, NOT_BROUGHT_UP, NOT_BROUGHT_UP_RESULT, UNKNOWN, Copy, Ended, Step, Verdict, step_of)
+from proof.copy_grammar import Reading, Violation
+from proof.program_promises import ABANDONED, HEAD, MODES, NOT_NOW, TAKEN
+from proof.recorded_history import (
+    CALL, KILLED, UNKNOWN, Copy, Ended, Step, Verdict, step_of)
+from proof.wine_faults import NOT_BROUGHT_UP, NOT_BROUGHT_UP_RESULT
 
 
 class Checker:

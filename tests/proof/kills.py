@@ -10,15 +10,15 @@ import re
 import threading
 import time
 
-from proof import SUPPORTED, Proof  # First: it says where the lab's module lies.
-
 import lab as system
-from history import SECONDS, Broken, Findings, share
-from kill_plan import CHANGED, NO_SIBLINGS, REFRESHING, TRIES, KillPlan, Reference
-from program_promises import HEAD
-from recorded_history import CALL, KILLED, NOT_BROUGHT_UP, Strike, step_of
-from recording import Lane, collect, prepare, record_path, recorded
-from trimmed_log import LARGEST, kept_tail
+from proof.history import SECONDS, Broken, Findings, share
+from proof.kill_plan import CHANGED, NO_SIBLINGS, REFRESHING, TRIES, KillPlan, Reference
+from proof.program_promises import HEAD
+from proof.recorded_history import CALL, KILLED, Strike, step_of
+from proof.recording import Lane, collect, prepare, record_path, recorded
+from proof.runner import SUPPORTED, Proof
+from proof.trimmed_log import LARGEST, kept_tail
+from proof.wine_faults import NOT_BROUGHT_UP
 
 SHORT, LONG = 300, 5000     # kills
 SAMPLE = 60                 # of the recorded calls, in the short form
@@ -322,11 +322,11 @@ def main():
     wanted, trims = (LONG, TRIMS * 10) if proof.long else (SHORT, TRIMS)
     share(proof, findings, lambda figures: figures["killed"] >= wanted and plan.is_over(),
           lambda lab, random: KillStory(lab, random, references[lab], plan).tell())
-    print(f"{plan.done} of {plan.total} recorded calls killed after")
+    proof.figure(f"{plan.done} of {plan.total} recorded calls killed after")
     for arguments, number in plan.given_up:
         proof.find(f"in {TRIES} tries no copy was killed after call {number} of '{arguments}'")
     states = trim_on_all(proof, trims // len(proof.labs))
-    print(f"kills within a trim: {states}")
+    proof.figure(f"kills within a trim: {states}")
     if not states["amid"]:
         proof.find("no kill fell within a trim")
     if plan.done + len(plan.given_up) != plan.total:

@@ -5,12 +5,10 @@ import re
 from collections import Counter, defaultdict
 from dataclasses import dataclass, field
 
-from program_promises import LOG, MODES, OBJECTS, SUITE
+from proof.program_promises import LOG, MODES, OBJECTS, SUITE
 
 KILLED = 0xDEAD             # the exit code of a copy that the lab killed
 UNKNOWN = 1 << 60           # nobody saw how far the record was
-NOT_BROUGHT_UP = 1359       # Wine's error for a process that ended before its first line
-NOT_BROUGHT_UP_RESULT = 0x80070000 | NOT_BROUGHT_UP     # the same as a task's result
 
 
 @dataclass

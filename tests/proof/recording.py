@@ -7,8 +7,8 @@ from collections import Counter
 from pathlib import Path
 
 import lab as system
-from program_promises import RECORDED
-from recorded_history import Ended, History, SiblingRun
+from proof.program_promises import RECORDED
+from proof.recorded_history import Ended, History, SiblingRun
 
 PATIENCE = 10       # seconds, for a process that was made
 

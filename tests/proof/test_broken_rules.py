@@ -2,8 +2,8 @@
 
 import unittest
 
-from recorded_history import Ended
-from written_history import (
+from proof.recorded_history import Ended
+from proof.written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, second, two_owners, unseen_owner, unseen_posting,
     unseen_request, unseen_taking, worker)

@@ -2,8 +2,8 @@
 
 import unittest
 
-from program_promises import UPDATE
-from written_history import (
+from proof.program_promises import UPDATE
+from proof.written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, refreshing, second, unseen_owner, unseen_posting,
     unseen_taking, worker)

@@ -10,12 +10,13 @@ from random import Random
 from types import SimpleNamespace
 from unittest import mock
 
-from history import Findings, GivenUp, Story, share, told_whole
-from kill_plan import TRIES, KillPlan
-from kills import Doomed, KillStory
-from proof import Proof, wine_failed
-from recorded_history import KILLED, Ended, Strike
-from written_history import Script, logon_alone
+from proof.history import Findings, Story, share
+from proof.kill_plan import TRIES, KillPlan
+from proof.kills import Doomed, KillStory
+from proof.recorded_history import KILLED, Ended, Strike
+from proof.runner import Proof
+from proof.wine_faults import GivenUp, is_wines_fault, told_whole
+from proof.written_history import Script, logon_alone
 
 from lab import Lab, Server
 
@@ -81,11 +82,11 @@ class Proofs(unittest.TestCase):
             self.assertEqual(told.getvalue(), f"bad_alloc\n{line}\nthe rest\n")
             server.end()
         good = SimpleNamespace(given_up=lambda: [])
-        told_whole(good, [SimpleNamespace(server=SimpleNamespace(given_up=[]))])
+        told_whole(good, [SimpleNamespace(given_up=[])])
         with self.assertRaisesRegex(GivenUp, line):
-            told_whole(good, [SimpleNamespace(server=server)])
+            told_whole(good, [server])
         with self.assertRaisesRegex(GivenUp, line):
-            told_whole(SimpleNamespace(given_up=lambda: [line]), [])
+            told_whole(SimpleNamespace(given_up=lambda: [line]))
 
     def test_what_wine_said_in_a_history_explains_it_and_what_it_said_before_does_not(self):
         class Quick(Story):
@@ -98,8 +99,8 @@ class Proofs(unittest.TestCase):
         for said, explained in (([["earlier"], []], False), ([[], ["wine client error:1: gone"]], True)):
             lab = mock.Mock()
             lab.given_up.side_effect = said
-            with mock.patch("history.Lane"), mock.patch("history.prepare"), \
-                    mock.patch("history.collect", side_effect=AssertionError("waited in vain")):
+            with mock.patch("proof.history.Lane"), mock.patch("proof.history.prepare"), \
+                    mock.patch("proof.history.collect", side_effect=AssertionError("waited in vain")):
                 story = Quick(lab, Random(1))
                 for lane in story.lanes:
                     lane.server.given_up = []
@@ -159,12 +160,10 @@ class Proofs(unittest.TestCase):
     def test_a_case_failed_by_wine_when_a_process_did_not_start_or_was_ended_by_it(self):
         for error, calls, given_up, expected in (
                 ("no sibling", "1 CreateProcessW() = 0 [5]", [], False),
-                ("cannot be started: error 1359", "", [], True),
+                ("'x.exe' cannot be started: error 1359", "", [], True),
                 ("no sibling", "1 CreateProcessW() = 0 [1359]", [], True),
                 ("no sibling", "", ["wine client error:8a8: write: Bad file descriptor"], True)):
-            lab = mock.Mock(return_value=calls)
-            lab.given_up.return_value = given_up
-            self.assertEqual(wine_failed(lab, error), expected, (error, calls, given_up))
+            self.assertEqual(is_wines_fault(error, given_up, calls), expected, (error, calls, given_up))
 
     def test_findings_of_an_ended_run_are_found_again(self):
         class Before:
@@ -176,7 +175,7 @@ class Proofs(unittest.TestCase):
 
         proof, told = Lost(), io.StringIO()
         findings = Findings(proof, "test")
-        with mock.patch("history.Kept", Before), redirect_stdout(told):
+        with mock.patch("proof.history.Kept", Before), redirect_stdout(told):
             findings.go_on()
         self.assertEqual((proof.findings, findings.figures["runs"]), (["history 1-2: bad"], 7))
         self.assertIn("history 1-2: bad", told.getvalue())
@@ -229,7 +228,7 @@ class Proofs(unittest.TestCase):
                 (103, "process started: x.exe -c"), (103, "Sleep(1) = 0 [0]"),
                 (104, "process started: x.exe -c"), (104, "Sleep(1) = 0 [0]"))]
         story.strikes = [Strike(103, 0, 0)]
-        with mock.patch("kills.recorded", lambda _: 10):
+        with mock.patch("proof.kills.recorded", lambda _: 10):
             for _ in range(20):
                 del story.strikes[1:]
                 story.strike_one(0)

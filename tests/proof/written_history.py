@@ -2,11 +2,10 @@
 
 import re
 
-from history_checker import check
-from program_promises import OBJECTS, REDUNDANT, SKIPPED, SUITE, UPDATE
-from recorded_history import KILLED, Clearing, Ended, History, SiblingRun, Strike
+from proof.history_checker import check
+from proof.program_promises import CHANGED_DONE, NAMES, REDUNDANT, SKIPPED, SUITE, UPDATE
+from proof.recorded_history import KILLED, Clearing, Ended, History, SiblingRun, Strike
 
-NAMES = {what: "Global\\" + name for name, what in OBJECTS.items()}
 LOG = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
        r"\PalvoPrinterConfiguration.log")
 USERS = ["Updated UserPropertyBag for 'PC\\alice': UserId='1', Src='alice'"]
@@ -25,7 +24,7 @@ CALLED = {
 ONE = ("Found one pertinent, non-duplicate '300/306' event in the range of IDs from 2 to {}. One printer "
        "added or changed: 'Office'")
 NONE = "Found no new '300/306' events with IDs > {}."
-DONE = ["NewOrChanged event done...exiting.", "", ""]
+DONE = CHANGED_DONE
 
 
 class Script:

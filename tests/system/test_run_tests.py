@@ -56,6 +56,10 @@ class RunTests(unittest.TestCase):
         self.assertRegex(self.refusal("--filter", "*-Slow*"),
                          "a filter names tests to run: '-' and '\\[' are in no test's name")
 
+    def test_of_a_proof_the_figures_are_shown(self):
+        self.assertEqual(runner.figures("Building\nFIGURE: Seed 5\n  3 cases\nFIGURE:   2 x note\nFIGURE\n"),
+                         ["Seed 5", "  2 x note"])
+
     def test_all_kinds_run_unless_some_are_named(self):
         self.assertEqual(runner.read_options([]).kinds, [])
         self.assertEqual(runner.read_options(["--only", "proof,unit"]).kinds, ["proof", "unit"])

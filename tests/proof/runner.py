@@ -5,27 +5,17 @@ import hashlib
 import json
 import os
 import random
-import re
 import sys
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parent.parent.parent
-sys.path.insert(0, str(ROOT / "tests" / "system"))
-
-from lab import SUPPORTED, Lab  # noqa: E402,F401  (the path is set just above)
+from lab import ROOT, SUPPORTED, Lab  # noqa: F401  (the proofs take it from here)
+from proof.wine_faults import is_wines_fault, said_by_wine
 
 WORKERS = 2
-
-
-def wine_failed(lab, error):
-    """Whether a process that Wine ended itself explains the error: seldom, on a busy machine, it does
-    so, before the process's first line with 1359, an internal error, or when it lost Wine's server."""
-    calls = lab("show", "calls", check=False)
-    return ("error 1359" in error or bool(lab.given_up())
-            or bool(re.search(r" CreateProcess\w+\(.* = 0 \[1359\]", calls)))
+FIGURE = "FIGURE: "     # begins the lines that tools/run-tests shows
 
 
 def program():
@@ -41,7 +31,8 @@ class Kept:
         self.path = ROOT / "build" / "proof" / f"{name}.json"
         of_lab = sorted(file for file in (program().parent / "lab").iterdir()
                         if file.suffix in (".exe", ".dll"))
-        sources = [Path(__file__), ROOT / "tests" / "system" / "lab.py",
+        sources = [Path(__file__), Path(__file__).with_name("wine_faults.py"),
+                   ROOT / "tests" / "system" / "lab.py",
                    *(Path(__file__).with_name(judge) for judge in judges)]
         self.of = hashlib.sha256(b"".join(file.read_bytes() for file in [program(), *of_lab, *sources])
                                  ).hexdigest()
@@ -80,11 +71,15 @@ class Proof:
         for lab in self.labs:
             if lab.prefix.is_dir():
                 lab.end()   # with what an ended run left at work
-        print(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})", flush=True)
+        self.figure(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})")
 
     def find(self, text):
         self.findings.append(text)
         print(f"FOUND: {text}", flush=True)
+
+    def figure(self, text):
+        """Prints one of its figures. All other lines are for those who look into a failure."""
+        print(FIGURE + text, flush=True)
 
     def share(self, work, cases, kept=None):
         """Calls work(lab, case) for every case, each worker with a lab of its own. What a case
@@ -110,7 +105,7 @@ class Proof:
             nonlocal told
             for case in queue_items():
                 error = attempt(lab, case)
-                if error and wine_failed(lab, error):
+                if error and is_wines_fault(error, said_by_wine(lab), lab("show", "calls", check=False)):
                     self.once += 1
                     print(f"Wine failed: {case}: {error}", flush=True)
                     error = attempt(lab, case)
@@ -152,6 +147,6 @@ class Proof:
         for lab in self.labs:
             lab.end()   # with what killed copies left at work
         seconds = time.monotonic() - self.start
-        print(f"{figures}, {len(self.findings)} findings, {self.once} failures of Wine, {seconds:.0f} s",
-              flush=True)
+        self.figure(f"{figures}, {len(self.findings)} findings, {self.once} failures of Wine, "
+                    f"{seconds:.0f} s")
         sys.exit(1 if self.findings else 0)
