@@ -4,13 +4,15 @@ rules say of runs in which one fails."""
 import re
 from dataclasses import dataclass, replace
 
+from proof.program_promises import NAMES
+
 CHANGED = ("-c", "-i", "NewOrChangedTask")
-NORMAL_REQUEST = r"Global\{7E29B4C1-A605-4D78-9F3E-0B6D2C8A51E4}PalvoOrvela"
-REFRESH_REQUEST = r"Global\{0C4E9A57-1D82-4F3B-B6E9-72A5D1C83F06}PalvoOrvela"
+NORMAL_REQUEST, REFRESH_REQUEST = NAMES["normal request"], NAMES["refresh request"]
 
 
 @dataclass(frozen=True)
-class Mode:
+class Situation:
+    """What a copy of the program is made to do, and beside what."""
     name: str
     arguments: tuple
     code: int               # the exit code of a normal run
@@ -24,33 +26,33 @@ class Mode:
         return replace(self, beside=None, code=0) if self.beside else self
 
 
-EVENT = Mode("printer event", CHANGED, 0, range(2))
+EVENT = Situation("printer event", CHANGED, 0, range(2))
 # The printer that the second request is for was dealt with by the first.
-SKIPPING = Mode("queued request that needs no work", CHANGED, 0, range(2), posted=NORMAL_REQUEST)
-LOGON = Mode("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2),
-             posted=NORMAL_REQUEST)
-REFRESH = Mode("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0, range(2))
+SKIPPING = Situation("queued request that needs no work", CHANGED, 0, range(2), posted=NORMAL_REQUEST)
+LOGON = Situation("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2),
+                  posted=NORMAL_REQUEST)
+REFRESH = Situation("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0, range(2))
 # The siblings take long enough for the message queue to be looked at, and hold messages for it.
-ON_DEMAND = Mode("on demand, twice, slowly", (), 0, range(2), posted=REFRESH_REQUEST)
-NOTHING = Mode("nothing to do", CHANGED, 0, range(2))
-REDUNDANT = Mode("redundant printer event", CHANGED, 1, range(2), beside=("-c",))
-REDUNDANT_LOGON = Mode("redundant logon", ("-c", "-i", "UserLogonTask"), 1, range(2), beside=("-c",))
-REDUNDANT_REFRESH = Mode("redundant refresh", ("-r",), 1, range(2), beside=("-r",))
-INSTALL = Mode("install", ("-IT",), 0, range(5))
-UNINSTALL = Mode("uninstall", ("-UT",), 0, range(5))
-DELETE_LOG = Mode("delete log", ("-DL",), 0, range(2))
-DRIVER = Mode("driver", ("-APDI", "-i", "Palvo Orvela PV6 PS"), 0, range(1))
-HELP = Mode("help", ("-?",), 1, range(1, 2))
-UNKNOWN = Mode("unknown switch", ("-x",), 1, range(1, 2))
+ON_DEMAND = Situation("on demand, twice, slowly", (), 0, range(2), posted=REFRESH_REQUEST)
+NOTHING = Situation("nothing to do", CHANGED, 0, range(2))
+REDUNDANT = Situation("redundant printer event", CHANGED, 1, range(2), beside=("-c",))
+REDUNDANT_LOGON = Situation("redundant logon", ("-c", "-i", "UserLogonTask"), 1, range(2), beside=("-c",))
+REDUNDANT_REFRESH = Situation("redundant refresh", ("-r",), 1, range(2), beside=("-r",))
+INSTALL = Situation("install", ("-IT",), 0, range(5))
+UNINSTALL = Situation("uninstall", ("-UT",), 0, range(5))
+DELETE_LOG = Situation("delete log", ("-DL",), 0, range(2))
+DRIVER = Situation("driver", ("-APDI", "-i", "Palvo Orvela PV6 PS"), 0, range(1))
+HELP = Situation("help", ("-?",), 1, range(1, 2))
+UNKNOWN = Situation("unknown switch", ("-x",), 1, range(1, 2))
 # The switch that cannot be read counts as on.
-SWITCHED_OFF = Mode("switched off", ("-?",), 0, range(2))
-TRIM = Mode("long log", ("-?",), 1, range(1, 2))
+SWITCHED_OFF = Situation("switched off", ("-?",), 0, range(2))
+TRIM = Situation("long log", ("-?",), 1, range(1, 2))
 # A text that is longer than most has its length asked for.
-PROMPT = Mode("debugger prompt", ("-UN", "-i", "x" * 300), 1, range(1, 2))
-BOX = Mode("debugger prompt on the desktop", ("-UN",), 1, range(1, 2), "alice")
+PROMPT = Situation("debugger prompt", ("-UN", "-i", "x" * 300), 1, range(1, 2))
+BOX = Situation("debugger prompt on the desktop", ("-UN",), 1, range(1, 2), "alice")
 REDUNDANTS = [REDUNDANT, REDUNDANT_LOGON, REDUNDANT_REFRESH]
-MODES = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND, NOTHING, *REDUNDANTS, INSTALL, UNINSTALL,
-         DELETE_LOG, DRIVER, HELP, UNKNOWN, SWITCHED_OFF, TRIM, PROMPT, BOX]
+SITUATIONS = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND, NOTHING, *REDUNDANTS, INSTALL, UNINSTALL,
+              DELETE_LOG, DRIVER, HELP, UNKNOWN, SWITCHED_OFF, TRIM, PROMPT, BOX]
 # These wait for the programs that they start.
 WAITING = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND]
 # These scan the event log, and store how far they came.
@@ -201,7 +203,7 @@ NAMELESS = TEXTLESS | {"GetModuleFileNameW"}
 
 @dataclass(frozen=True)
 class Case:
-    mode: Mode
+    mode: Situation
     function: str
     nth: int
     way: str

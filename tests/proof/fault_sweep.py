@@ -7,13 +7,13 @@ import re
 from collections import Counter
 from dataclasses import dataclass, replace
 
-from fault_cases import (BOX, CLOSES_LOG, DELETE_LOG, DRIVER, EVENT, FORGETS_POSITION, GIVES_BACK,
-                         INSTALL, LOGON, LOSES_EVENT, LOSES_REQUEST, MODES, NAMELESS, NO_FAILURE,
-                         NOTHING, ON_DEMAND, OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS, RUNTIMES,
-                         SCANNING, SKIPPING, SWITCHED_OFF, TEXTLESS, TRIM, UNINSTALL, WAITING,
-                         cases_after, cases_of, unknown_functions)
-from proof import ROOT, SUPPORTED, Kept, Proof
-from recorded_history import CALL, step_of
+from proof.fault_cases import (
+    BOX, CLOSES_LOG, DELETE_LOG, DRIVER, EVENT, FORGETS_POSITION, GIVES_BACK, INSTALL, LOGON, LOSES_EVENT,
+    LOSES_REQUEST, NAMELESS, NOTHING, NO_FAILURE, ON_DEMAND, OUT_OF_REACH, PROMPT, RAISES, REDUNDANTS,
+    RUNTIMES, SCANNING, SITUATIONS, SKIPPING, SWITCHED_OFF, TEXTLESS, TRIM, UNINSTALL, WAITING,
+    cases_after, cases_of, unknown_functions)
+from proof.recorded_history import CALL, step_of
+from proof.runner import ROOT, SUPPORTED, Kept, Proof
 
 LIMIT_MS = 20000        # that a run with a fault may take
 CRASH = 0xC0000000      # exit codes from here on are those of the system's exceptions
@@ -168,7 +168,7 @@ class Normal:
 
     def __init__(self, lab):
         self.lab = lab
-        self.outcomes = {mode: self.outcome_of(mode.alone()) for mode in MODES}
+        self.outcomes = {mode: self.outcome_of(mode.alone()) for mode in SITUATIONS}
 
     def outcome_of(self, mode):
         prepare(self.lab, mode)
@@ -327,7 +327,7 @@ def main():
     imported = imports(lab)
     can_fail = imported - NO_FAILURE - RUNTIMES
     cases, called, calls = cases_after(), set(), 0
-    for mode in MODES:
+    for mode in SITUATIONS:
         counted = count_calls(lab, mode)
         functions = sorted(name for name in counted.calls if name in can_fail or "::" in name)
         called |= set(functions)
@@ -354,8 +354,8 @@ def main():
     for function, reason in OUT_OF_REACH.items():
         print(f"  not reached: {function}: {reason}")
     for note, times in sorted(Counter(proof.notes).items()):
-        print(f"  {times} x {note}")
-    proof.end(f"{len(MODES)} modes, {len(called)} functions and methods, {calls} calls in normal "
+        proof.figure(f"{times} x {note}")
+    proof.end(f"{len(SITUATIONS)} modes, {len(called)} functions and methods, {calls} calls in normal "
               f"runs, {len(cases)} runs with a fault")
 
 

@@ -5,7 +5,7 @@ import threading
 from collections import Counter
 
 from lab import SUPPORTED
-from recording import prepare
+from proof.recording import prepare
 
 CHANGED = ["-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c", "-c -i POJEMService"]
 REFRESHING = ["-r -i PeriodicRefreshTask", "-r", ""]

@@ -8,8 +8,8 @@ import subprocess
 from collections import defaultdict
 from pathlib import Path
 
-from proof import Proof
-from trimmed_log import LARGEST, kept_tail
+from proof.runner import Proof
+from proof.trimmed_log import LARGEST, kept_tail
 
 # Which byte each character is in the file, by code page 1252, which has the control characters 81, 8D,
 # 8F, 90 and 9D as well; any other is a question mark, as is each half of a surrogate pair.
@@ -167,8 +167,8 @@ def load(proof, old, count, lines, kills):
     check(proof, old, before, after, writers, lines, kills)
     found, torn = sum(writer.found for writer in writers), sum(writer.torn for writer in writers)
     whole = sum(writer.found > writer.written for writer in writers)
-    print(f"  {len(writers)} writers, {kills} killed: {found} lines, {len(before)} bytes before the trim, "
-          f"{len(after)} at the end; at a kill {torn} torn and {whole} whole", flush=True)
+    proof.figure(f"{len(writers)} writers, {kills} killed: {found} lines, {len(before)} bytes before the "
+                 f"trim, {len(after)} at the end; at a kill {torn} torn and {whole} whole")
     return found, torn
 
 

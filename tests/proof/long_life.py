@@ -7,7 +7,7 @@ import statistics
 import time
 from collections import defaultdict
 
-from proof import SUPPORTED, Proof
+from proof.runner import SUPPORTED, Proof
 
 EVENT = ("-c", "-i", "NewOrChangedTask")
 LOGON = ("-c", "-i", "UserLogonTask", "-IN", "-w")

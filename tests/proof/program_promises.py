@@ -1,7 +1,9 @@
-"""What the program promises, as far as a history shows it: its arguments, texts and named objects."""
+"""What the program promises: its arguments, texts and named objects, each here alone."""
 
 import re
 from dataclasses import dataclass
+
+from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, USER_LOGON
 
 OBJECTS = {
     "{5B1F7C2A-94D3-4E6B-8A0C-3F7E2D9164B8}PPRCFGEVTCHK": "scan check",
@@ -11,19 +13,22 @@ OBJECTS = {
     "{A14D8E63-2F9B-4A07-BC51-6E3F97D0248C}PalvoOrvela": "special request",
     "{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela": "changed instance",
 }
+NAMES = {what: "Global\\" + name for name, what in OBJECTS.items()}
 RECORDED = ["CreateMutexW", "CreateEventW", "SetEvent", "WaitForSingleObject", "ReleaseMutex",
             "CloseHandle", "CreateFileW", "SetFileInformationByHandle", "RegSetValueExW", "EvtQuery", "Sleep",
             "CreateProcessW", "CreateProcessAsUserW"]
 SUITE = "C:\\Program Files\\Palvo Printer Suite\\"
 LOG = "\\PalvoOrvela\\PalvoPrinterConfiguration.log"
+LOG_MUTEX = '"mutex Global\\c:/programdata/palvo/'
+WAITS_BEFORE_LINES = 3      # for the log's mutex: to make the folder, and to let two accounts in
 TAKEN, ABANDONED, NOT_NOW = 0, 128, 258
 
 HEAD = (r"\[\d{1,2}/\d{1,2}/\d{4} (?:[1-9]|1[0-2]):[0-5]\d:[0-5]\d [AP]M\] "
         r"PalvoPrinterConfiguration\(PID(\d+)\): ")
 SCANS = [re.compile(text) for text in (
-    r"Found one pertinent, non-duplicate '300/306' event in the range of IDs from \d+ to "
+    r"Found one pertinent, non-duplicate '300/306' event in the range of IDs from (?P<first>\d+) to "
     r"(?P<newest>\d+)\. One printer added or changed: '(?P<name>.*)'",
-    r"Found \d+ '300/306' events with IDs from \d+ to (?P<newest>\d+)\.",
+    r"Found \d+ '300/306' events with IDs from (?P<first>\d+) to (?P<newest>\d+)\.",
     r"Found no new '300/306' events with IDs > (?P<newest>\d+)\.",
     r"Found more than 5000 unprocessed '300' and '306' events\. Will stop counting and process all "
     r"printers\.")]
@@ -32,6 +37,11 @@ SKIPPED = ("## Skipping queued configuration request from a NewOrChanged event e
            "printer has already been processed after that request occurred.")
 UPDATE = ("Update UserPropertyBags With Desktop GUIDs before exiting after processing queued "
           "request(s)")
+CHANGED_DONE = ["NewOrChanged event done...exiting.", "", ""]
+REFRESH_DONE = "Refresh event done...exiting."
+SPECIAL = "# Procesing a special NewOrChanged event."
+QUEUED_SPECIAL = "# Procesing a queued special NewOrChanged event."
+QUEUED_REFRESH = "Processing queued configuration request from a periodic refresh event."
 REDUNDANT = {
     "normal": "-Redundant instance for a NewOrChanged event: An instance is already running to "
               "process a NewOrChanged event...Queuing request and exiting this instance [{}].",
@@ -42,8 +52,27 @@ REDUNDANT = {
 USAGE = ("\nPalvoPrinterConfiguration - Palvo Corporation\n\n"
          "\tPalvoPrinterConfiguration.exe [-? | -c | -r | -IT | -UT | -DL | -IN | -UN | -w]\n\n"
          "\tAuto-Config requires Windows 8 or later, Job Management requires Vista or later.")
-ENABLED = "Channel properties updated.\n"
-INSTALLED = ENABLED + "\n Success! Task successfully registered." * 3
+CHANNEL_SET = "Channel properties updated.\n"
+REGISTERED = "\n Success! Task successfully registered."
+INSTALLED = ["Auto-config scheduled task successfully created with event and calendar triggers.",
+             "# Invoked to install scheduled tasks. Done...exiting."]
+TASKS_GONE = ("Auto-Config scheduled tasks deleted upon request or because digital signature "
+              "validation failed.")
+TASKS_STAY = "ERROR: Failed to delete Auto-config scheduled task."
+JOB_START_GONE = ("Print Job Start scheduled task deleted upon request or because digital signature "
+                  "validation failed.")
+JOB_START_STAYS = "ERROR: Failed to delete Print Job Start scheduled task."
+UNINSTALLED = ["# Invoked to uninstall scheduled tasks. Done...",
+               "Removed our driver GUIDs from the user property bag. Done...exiting."]
+CREATION_FAILED = {
+    NEW_OR_CHANGED: "ERROR: Failed to create or recreate auto-config scheduled task for new/changed "
+                    "printer events.",
+    PERIODIC_REFRESH: "ERROR: Failed to create or recreate auto-config scheduled task for periodic "
+                      "refresh.",
+    USER_LOGON: "ERROR: Failed to create or recreate auto-config scheduled task for user logon "
+                "events."}
+CHANNEL_FAILED = ("ERROR: Failed to configure event log to enable auto-config scheduled task's event "
+                  "trigger.")
 
 
 @dataclass(frozen=True)
@@ -112,7 +141,7 @@ MODES = {mode.arguments: mode for mode in (
          output=USAGE, code=1),
     Mode("-DL", "-DL", "", "NoNgen, NoWarmup, DeleteLogFile, NotNewOrChangedEvent", "delete"),
     Mode("-IT", "-IT", "", "NoNgen, NoWarmup, InstallScheduledTask, NotNewOrChangedEvent",
-         "install", output=INSTALLED),
+         "install", output=CHANNEL_SET + REGISTERED * 3),
     Mode("-UT", "-UT", "", "NoNgen, NoWarmup, UninstallScheduledTask, NotNewOrChangedEvent",
-         "uninstall", output=ENABLED),
+         "uninstall", output=CHANNEL_SET),
 )}

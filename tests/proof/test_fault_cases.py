@@ -2,7 +2,7 @@
 
 import unittest
 
-from fault_cases import AFTER, NO_FAILURE, OUT_OF_REACH, RUNTIMES, unknown_functions
+from proof.fault_cases import AFTER, NO_FAILURE, OUT_OF_REACH, RUNTIMES, unknown_functions
 
 PROGRAMS = set(AFTER) | set(OUT_OF_REACH) | NO_FAILURE
 

@@ -77,6 +77,6 @@ int main(int count, char** arguments)
         std::fprintf(stderr, "usage: randomTests [--seed N] [--cases N] [--case N]\n");
         return 2;
     }
-    std::printf("Seed %llu\n", static_cast<unsigned long long>(runOptions.seed));
+    std::printf("FIGURE: Seed %llu\n", static_cast<unsigned long long>(runOptions.seed));
     return RUN_ALL_TESTS();
 }

@@ -90,7 +90,7 @@ void CompareRandomCases(const char* name, std::uint64_t usualCases, std::uint64_
             return;
         }
     }
-    std::printf("%s: %llu cases, %.1f s, seed %llu\n", name,
+    std::printf("FIGURE: %s: %llu cases, %.1f s, seed %llu\n", name,
                 static_cast<unsigned long long>((end - first) * inOne),
                 static_cast<double>(GetTickCount64() - start) / 1000.0,
                 static_cast<unsigned long long>(runOptions.seed));

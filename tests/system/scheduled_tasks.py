@@ -1,4 +1,4 @@
-"""What the tests of scheduled tasks share: what the program says, what each task is, and their lab."""
+"""What the tests of scheduled tasks share: what each task is, and their lab."""
 
 import unittest
 
@@ -18,28 +18,6 @@ LOGON_QUERY = ('<QueryList><Query Id="0" Path="Security"><Select Path="Security"
                "*[EventData[Data[@Name='LogonType']='2']]) and *[EventData[Data[@Name="
                "'ElevatedToken']='%%1843']] and *[EventData[Data[@Name='VirtualAccount']="
                "'%%1843']]</Select></Query></QueryList>")
-
-CHANNEL_SET = "Channel properties updated.\n"
-REGISTERED = "\n Success! Task successfully registered."
-INSTALLED = ["Auto-config scheduled task successfully created with event and calendar triggers.",
-             "# Invoked to install scheduled tasks. Done...exiting."]
-TASKS_GONE = ("Auto-Config scheduled tasks deleted upon request or because digital signature "
-              "validation failed.")
-TASKS_STAY = "ERROR: Failed to delete Auto-config scheduled task."
-JOB_START_GONE = ("Print Job Start scheduled task deleted upon request or because digital signature "
-                  "validation failed.")
-JOB_START_STAYS = "ERROR: Failed to delete Print Job Start scheduled task."
-UNINSTALLED = ["# Invoked to uninstall scheduled tasks. Done...",
-               "Removed our driver GUIDs from the user property bag. Done...exiting."]
-CREATION_FAILED = {
-    NEW_OR_CHANGED: "ERROR: Failed to create or recreate auto-config scheduled task for new/changed "
-                    "printer events.",
-    PERIODIC_REFRESH: "ERROR: Failed to create or recreate auto-config scheduled task for periodic "
-                      "refresh.",
-    USER_LOGON: "ERROR: Failed to create or recreate auto-config scheduled task for user logon "
-                "events."}
-CHANNEL_FAILED = ("ERROR: Failed to configure event log to enable auto-config scheduled task's event "
-                  "trigger.")
 
 # What every task is, raw.
 COMMON = {

@@ -4,26 +4,22 @@ import re
 import unittest
 
 from lab import LOG, ROOT, SUPPORTED, Lab
+from proof import program_promises
+from proof.program_promises import CHANGED_DONE, NAMES, REFRESH_DONE
 
 PAGE = (ROOT / "docs" / "accounts.md").read_text(encoding="utf-8")
 ACCOUNTS = {"SYSTEM": "SYSTEM", "elevated administrator": "alice:elevated",
             "Local Service": "LocalService", "standard user": "bob"}
 OBJECTS = {
-    "scan mutex": ("mutex", "{5B1F7C2A-94D3-4E6B-8A0C-3F7E2D9164B8}PPRCFGEVTCHK"),
-    "normal request": ("event", "{7E29B4C1-A605-4D78-9F3E-0B6D2C8A51E4}PalvoOrvela"),
-    "special request": ("event", "{A14D8E63-2F9B-4A07-BC51-6E3F97D0248C}PalvoOrvela"),
-    "new-or-changed mutex": ("mutex", "{F6C02B9D-83E1-4B5A-A7D4-1C58E9F3062B}PalvoOrvela"),
-    "refresh request": ("event", "{0C4E9A57-1D82-4F3B-B6E9-72A5D1C83F06}PalvoOrvela"),
-    "refresh mutex": ("mutex", "{D38A6F12-5E47-4C9D-81B2-9F0C6E4A27D5}PalvoOrvela"),
-    "log mutex": ("mutex", "c:/" + str(LOG.parent.relative_to("drive_c")).lower()),
+    "scan mutex": ("mutex", NAMES["scan check"]),
+    "normal request": ("event", NAMES["normal request"]),
+    "special request": ("event", NAMES["special request"]),
+    "new-or-changed mutex": ("mutex", NAMES["changed instance"]),
+    "refresh request": ("event", NAMES["refresh request"]),
+    "refresh mutex": ("mutex", NAMES["refresh instance"]),
+    "log mutex": ("mutex", "Global\\c:/" + str(LOG.parent.relative_to("drive_c")).lower()),
 }
-NEW_DONE = "NewOrChanged event done...exiting."
-REFRESH_DONE = "Refresh event done...exiting."
-REDUNDANT_NEW = ("-Redundant instance for a special NewOrChanged event: An instance is already running "
-                 "to process a NewOrChanged event...Queuing request and exiting this instance "
-                 "[UserLogonTask].")
-REDUNDANT_REFRESH = ("-Redundant instance for Refresh event: An instance is already running to process "
-                     "a periodic refresh event...Queuing request and exiting this instance [].")
+NEW_DONE = CHANGED_DONE[0]
 # What a copy logs after its arguments, for every run that the page has.
 NOTHING = {
     "-r": ["# Processing a periodic refresh event: ", REFRESH_DONE],
@@ -31,8 +27,9 @@ NOTHING = {
     "-c -i NewOrChangedTask": ["-Processing NewOrChanged event: NewOrChangedTask", NEW_DONE, "", ""],
 }
 REDUNDANT = {
-    "-r": [REDUNDANT_REFRESH],
-    "-c -i UserLogonTask": ["-Processing NewOrChanged event: UserLogonTask", REDUNDANT_NEW],
+    "-r": [program_promises.REDUNDANT["refresh"].format("")],
+    "-c -i UserLogonTask": ["-Processing NewOrChanged event: UserLogonTask",
+                            program_promises.REDUNDANT["special"].format("UserLogonTask")],
 }
 
 
@@ -134,7 +131,7 @@ class Accounts(unittest.TestCase):
     def make(self, name, maker):
         account, comma, _ = maker.partition(", for nobody")
         kind, global_name = OBJECTS[name]
-        self.lab("hold", kind, "Global\\" + global_name, "--account", ACCOUNTS[account],
+        self.lab("hold", kind, global_name, "--account", ACCOUNTS[account],
                  *(["--security", "D:"] if comma else []))
 
     def expect_waits(self, run, account):

@@ -5,10 +5,10 @@ import shutil
 import unittest
 
 from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, SUPPORTED, USER_LOGON
-from scheduled_tasks import (
-    ALL_TASKS, CHANNEL_FAILED, CHANNEL_SET, COMMON, CREATION_FAILED, INSTALLED, JOB_START_GONE,
-    JOB_START_STAYS, LOGON_QUERY, OLD_LOGON_QUERY, PRINTER_QUERY, REGISTERED, TASKS_GONE,
-    TASKS_STAY, UNINSTALLED, LabTest)
+from proof.program_promises import (
+    CHANNEL_FAILED, CHANNEL_SET, CREATION_FAILED, INSTALLED, JOB_START_GONE, JOB_START_STAYS, REGISTERED,
+    TASKS_GONE, TASKS_STAY, UNINSTALLED)
+from scheduled_tasks import ALL_TASKS, COMMON, LOGON_QUERY, OLD_LOGON_QUERY, PRINTER_QUERY, LabTest
 
 # The functions of Windows and the runtime library that start a program.
 STARTING = re.compile(r"CreateProcess|ShellExec|WinExec|_w?spawn|_w?exec|_w?popen|system$")

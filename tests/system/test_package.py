@@ -12,8 +12,9 @@ import zipfile
 from pathlib import Path
 
 from lab import ROOT
+from proof.program_promises import CHANNEL_SET, REGISTERED
 from registry import delete_value, reg, set_value
-from scheduled_tasks import ALL_TASKS, CHANNEL_SET, REGISTERED, LabTest
+from scheduled_tasks import ALL_TASKS, LabTest
 
 BUILD = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build" / "release"))
 NAME = "PalvoPrinterConfiguration"

@@ -3,11 +3,12 @@
 import unittest
 
 from lab import SUPPORTED, Lab
+from proof.program_promises import (
+    CHANGED_DONE, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT, REFRESH_DONE, SKIPPED, SPECIAL, UPDATE)
 
 EVENT = ("-c", "-i", "NewOrChangedTask")
 LOGON = ("-c", "-i", "UserLogonTask")
-DONE = ["Update UserPropertyBags With Desktop GUIDs before exiting after processing queued "
-        "request(s)", "NewOrChanged event done...exiting.", "", ""]
+DONE = [UPDATE, *CHANGED_DONE]
 
 
 class Queuing(unittest.TestCase):
@@ -43,13 +44,11 @@ class Queuing(unittest.TestCase):
         pid = self.start_and_hold(*EVENT)
         self.lab("printer", "add", "Two", SUPPORTED)
         second = self.lab.run(*EVENT)
-        text = ("-Redundant instance for a NewOrChanged event: An instance is already running to "
-                "process a NewOrChanged event...Queuing request and exiting this instance "
-                "[NewOrChangedTask].")
+        text = REDUNDANT["normal"].format("NewOrChangedTask")
         self.assertEqual((second.code, second.output), (1, text))
         self.assertEqual(second.log[-1], text)
         self.assertEqual(second.siblings, [])
-        log = self.release_and_end(pid, "NewOrChanged event done...exiting.")
+        log = self.release_and_end(pid, CHANGED_DONE[0])
         self.assertIn("# Processing a Queued configuration request from a NewOrChanged event event "
                       "for 'Two'.", log)
         self.assertEqual(len(self.writers(pid)), 2)
@@ -59,10 +58,9 @@ class Queuing(unittest.TestCase):
         pid = self.start_and_hold(*LOGON)
         self.assertEqual(self.lab.run(*EVENT).code, 1)
         self.assertEqual(self.lab.run(*LOGON).code, 1)
-        log = self.release_and_end(pid, "NewOrChanged event done...exiting.")
+        log = self.release_and_end(pid, CHANGED_DONE[0])
         self.assertEqual([line for line in log if line.startswith(("# Proc", "## Skipping"))],
-                         ["# Procesing a special NewOrChanged event.",
-                          "# Procesing a queued special NewOrChanged event."])
+                         [SPECIAL, QUEUED_SPECIAL])
         self.assertEqual(len(self.writers(pid)), 2)
         self.assertEqual(log[-4:], DONE)
 
@@ -74,36 +72,26 @@ class Queuing(unittest.TestCase):
         second = self.lab.run(*EVENT)
         self.assertEqual(second.code, 1)
         self.lab("printer", "remove", "Two")
-        log = self.release_and_end(pid, "NewOrChanged event done...exiting.")
-        self.assertIn("## Skipping queued configuration request from a NewOrChanged event event "
-                      "because that printer has already been processed after that request occurred.",
-                      log)
+        log = self.release_and_end(pid, CHANGED_DONE[0])
+        self.assertIn(SKIPPED, log)
         self.assertEqual(len(self.writers(pid)), 1)
 
     def test_a_redundant_logon_copy_says_that_it_is_special(self):
         pid = self.start_and_hold(*LOGON)
         second = self.lab.run(*LOGON)
         self.assertEqual(second.code, 1)
-        self.assertEqual(second.output,
-                         "-Redundant instance for a special NewOrChanged event: An instance is "
-                         "already running to process a NewOrChanged event...Queuing request and "
-                         "exiting this instance [UserLogonTask].")
-        self.release_and_end(pid, "NewOrChanged event done...exiting.")
+        self.assertEqual(second.output, REDUNDANT["special"].format("UserLogonTask"))
+        self.release_and_end(pid, CHANGED_DONE[0])
 
     def test_a_redundant_refresh_copy_is_served_by_one_more_pass(self):
         pid = self.start_and_hold("-r", "-i", "PeriodicRefreshTask")
         second = self.lab.run("-r", "-i", "PeriodicRefreshTask")
-        text = ("-Redundant instance for Refresh event: An instance is already running to process a "
-                "periodic refresh event...Queuing request and exiting this instance "
-                "[PeriodicRefreshTask].")
+        text = REDUNDANT["refresh"].format("PeriodicRefreshTask")
         self.assertEqual((second.code, second.output), (1, text))
-        log = self.release_and_end(pid, "Refresh event done...exiting.")
+        log = self.release_and_end(pid, REFRESH_DONE)
         self.assertEqual([line for line in log if not line.startswith("Updated")][2:], [
-            "# Processing a periodic refresh event: PeriodicRefreshTask",
-            "Processing queued configuration request from a periodic refresh event.",
-            "Update UserPropertyBags With Desktop GUIDs before exiting after processing queued "
-            "request(s)",
-            "Refresh event done...exiting."])
+            "# Processing a periodic refresh event: PeriodicRefreshTask", QUEUED_REFRESH, UPDATE,
+            REFRESH_DONE])
         self.assertEqual([s.arguments for s in self.writers(pid)],
                          [f'  -i "PalvoPrinterConfiguration(PeriodicRefreshTask PID: {pid})"'] * 2)
 
@@ -112,8 +100,8 @@ class Queuing(unittest.TestCase):
         self.lab("printer", "add", "One", SUPPORTED)
         other = self.lab.start(*EVENT)
         self.lab.wait_for(lambda: self.writers(other), "the other scheme's writer")
-        self.release_and_end(pid, "Refresh event done...exiting.")
-        self.lab.wait_for(lambda: "NewOrChanged event done...exiting." in self.lines(other),
+        self.release_and_end(pid, REFRESH_DONE)
+        self.lab.wait_for(lambda: CHANGED_DONE[0] in self.lines(other),
                           "the other scheme's end")
 
     def test_a_copy_killed_at_work_leaves_the_work_to_the_next(self):
@@ -123,7 +111,7 @@ class Queuing(unittest.TestCase):
         self.lab("sibling", "writer", "--release")
         run = self.lab.run(*LOGON)
         self.assertEqual(run.code, 0)
-        self.assertIn("# Procesing a special NewOrChanged event.", run.log)
+        self.assertIn(SPECIAL, run.log)
         self.assertEqual(run.log[-4:], DONE)
 
     def test_a_burst_has_one_worker_at_a_time_and_loses_no_line(self):
@@ -137,7 +125,7 @@ class Queuing(unittest.TestCase):
         self.assertEqual(len(self.lab.siblings()) % 2, 0)
         lines = self.lab.log_lines()
         redundant = [m for _, m in lines if m.startswith("-Redundant instance")]
-        done = [m for _, m in lines if m == "NewOrChanged event done...exiting."]
+        done = [m for _, m in lines if m == CHANGED_DONE[0]]
         self.assertEqual(len(redundant), codes.count(1))
         self.assertEqual(len(done), codes.count(0))
 

@@ -57,6 +57,10 @@ class RunTests(unittest.TestCase):
         self.assertRegex(self.refusal("--filter", "*-Slow*"),
                          "a filter names tests to run: '-' and '\\[' are in no test's name")
 
+    def test_of_a_proof_the_figures_are_shown(self):
+        self.assertEqual(runner.figures("Building\nFIGURE: Seed 5\n  3 cases\nFIGURE:   2 x note\nFIGURE\n"),
+                         ["Seed 5", "  2 x note"])
+
     def test_all_kinds_run_unless_some_are_named(self):
         self.assertEqual(runner.read_options([]).kinds, [])
         self.assertEqual(runner.read_options(["--only", "proof,unit"]).kinds, ["proof", "unit"])
@@ -121,7 +125,7 @@ class Some(unittest.TestCase):
             Path(folder, "test_some.py").write_text(self.FILE, encoding="utf-8")
             sys.path.insert(0, folder)
             try:
-                summary, printed = runner.run_test_file("system", "test_some", patterns or None)
+                summary, printed = runner.run_test_file("system", patterns or None, "test_some")
             finally:
                 sys.path.remove(folder)
                 sys.modules.pop("test_some", None)

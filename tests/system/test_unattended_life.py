@@ -4,7 +4,8 @@ import re
 import unittest
 
 from lab import NEW_OR_CHANGED, PERIODIC_REFRESH, SUPPORTED, USER_LOGON
-from scheduled_tasks import ALL_TASKS, CHANNEL_SET, JOB_START_GONE, TASKS_GONE, UNINSTALLED, LabTest
+from proof.program_promises import CHANNEL_SET, JOB_START_GONE, TASKS_GONE, UNINSTALLED
+from scheduled_tasks import ALL_TASKS, LabTest
 
 
 class Living(LabTest):

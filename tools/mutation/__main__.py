@@ -32,6 +32,7 @@ from workshop import Build, Ended, Shop, WinePrefix
 
 ROOT = Path(__file__).resolve().parents[2]
 FOLDER = ROOT / "build" / "mutation"
+FIGURE = "FIGURE: "     # begins the lines that run-tests shows
 SURVIVORS = ROOT / "tests" / "mutation" / "survivors.txt"
 
 WANTED_PERCENT = 97
@@ -185,18 +186,18 @@ def report(mutants, total, results, seconds, is_small):
     alive = 0
     for text in sorted(entry["mutant"] for entry in entries if entry["outcome"] == ALIVE):
         if reasons[text]:
-            print(f"explained: {text}\n           {reasons[text].pop(0)}")
+            print(f"{FIGURE}explained: {text}\n{FIGURE}           {reasons[text].pop(0)}")
         else:
             alive += 1
-            print(f"ALIVE: {text}")
+            print(f"{FIGURE}ALIVE: {text}")
     earlier = sum(entry["outcome"] == KILLED and entry["tests"] != results.tests for entry in entries)
     compiled = counts[KILLED] + counts[ALIVE]
     percent = 100 * counts[KILLED] / compiled if compiled else 0
-    print(f"{len(entries)} mutants of {total}: {counts[REFUSED]} not compiled, "
+    print(f"{FIGURE}{len(entries)} mutants of {total}: {counts[REFUSED]} not compiled, "
           f"{counts[SAME]} without effect on the object code, {compiled} tried")
-    print(f"{counts[KILLED]} killed{f' ({earlier} by the tests as they were before)' if earlier else ''}, "
-          f"{counts[ALIVE] - alive} explained, {alive} alive: {percent:.1f} % killed, {seconds:.0f} s",
-          flush=True)
+    before = f" ({earlier} by the tests as they were before)" if earlier else ""
+    print(f"{FIGURE}{counts[KILLED]} killed{before}, {counts[ALIVE] - alive} explained, {alive} alive: "
+          f"{percent:.1f} % killed, {seconds:.0f} s", flush=True)
     if is_small:
         return 100 * (compiled - alive) >= WANTED_PERCENT_OF_SMALL_SAMPLE * compiled > 0
     return percent >= WANTED_PERCENT and not alive
