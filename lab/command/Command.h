@@ -61,6 +61,7 @@ int RunEvent(const Arguments& arguments);
 int RunProgram(const Arguments& arguments);
 int RunResume(const Arguments& arguments);
 int RunKill(const Arguments& arguments);
+int RunTurn(const Arguments& arguments);
 int RunBurst(const Arguments& arguments);
 int RunShow(const Arguments& arguments);
 int RunSibling(const Arguments& arguments);

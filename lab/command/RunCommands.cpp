@@ -6,6 +6,7 @@
 #include "LabState.h"
 #include "Launch.h"
 #include "Text.h"
+#include "TurnCommands.h"
 
 #include <algorithm>
 
@@ -136,7 +137,8 @@ int RunProgram(const Arguments& given)
     const auto raw = TakeOption(options, L"--raw");
     const bool escapes = TakeFlag(options, L"--escapes");
     const bool suspended = TakeFlag(options, L"--suspended");
-    const bool wait = !TakeFlag(options, L"--no-wait") && !suspended;
+    const bool inTurns = TakeFlag(options, L"--in-turns");
+    const bool wait = !TakeFlag(options, L"--no-wait") && !suspended && !inTurns;
     const bool printExit = TakeFlag(options, L"--print-exit");
     const auto timeout = TakeOption(options, L"--timeout");
     const auto outputPath = TakeOption(options, L"--output");
@@ -163,7 +165,8 @@ int RunProgram(const Arguments& given)
         request.output = output.Get();
         request.ownErrors = false;
     }
-    const auto launched = Launch(request);
+    OwnedHandle turns = inTurns ? MakeTurnPipe(request) : OwnedHandle();
+    auto launched = Launch(request);
     if (!launched)
     {
         return CannotStart(request);
@@ -175,6 +178,10 @@ int RunProgram(const Arguments& given)
     if (!wait)
     {
         Print(L"pid " + std::to_wstring(launched->Id()));
+        if (inTurns)
+        {
+            HoldInTurns(std::move(turns), std::move(*launched));
+        }
         return kDone;
     }
     const auto code = launched->Wait(

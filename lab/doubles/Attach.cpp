@@ -14,6 +14,7 @@
 #include "LeakRecord.h"
 #include "MethodFaults.h"
 #include "Text.h"
+#include "Turn.h"
 
 #include <psapi.h>
 
@@ -157,6 +158,7 @@ FaultDecision* MakeDecision(const std::string& function, const std::vector<Fault
 void Attach()
 {
     StartRecording();
+    StartTurns();
     counting = Setting(L"Record") == L"counts";
     const std::vector<Fault> faults = LoadFaults();
     const DoubleList doubles = AllDoubles();
@@ -193,6 +195,7 @@ void Detach()
     {
         AppendLine(kCountFile, MemoryLine());
     }
+    TakeTurn(L"end");
     RecordCall(L"process ended");
     WriteLeaks(IsAnyThreadImpersonating());
     for (const FaultDecision* decision : Decisions())

@@ -5,6 +5,7 @@
 
 #include "CallRecord.h"
 #include "Text.h"
+#include "Turn.h"
 
 #include <algorithm>
 #include <array>
@@ -45,6 +46,7 @@ DWORD Prepare(LPCWSTR path, LPCWSTR query, std::optional<EventChannel>& channel,
 
 EVT_HANDLE WINAPI DoubleEvtQuery(EVT_HANDLE session, LPCWSTR path, LPCWSTR query, DWORD flags)
 {
+    TakeTurn(L"EvtQuery channel");
     const RecordInOrder order;
     Call call(L"EvtQuery", path, query, flags);
     constexpr DWORD known = EvtQueryChannelPath | EvtQueryFilePath | EvtQueryForwardDirection |

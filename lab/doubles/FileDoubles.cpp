@@ -8,6 +8,7 @@
 #include "CallRecord.h"
 #include "FileRights.h"
 #include "LeakRecord.h"
+#include "Turn.h"
 
 #include <algorithm>
 #include <utility>
@@ -65,6 +66,7 @@ HANDLE WINAPI DoubleCreateFileW(LPCWSTR name, DWORD access, DWORD share,
                                 LPSECURITY_ATTRIBUTES attributes, DWORD disposition, DWORD flags,
                                 HANDLE model)
 {
+    TakeTurn(L"CreateFileW file " + PathOf(name));
     Call call(L"CreateFileW", name, access, share, disposition, flags);
     const auto there = FindFile(PathOf(name), flags);
     const DWORD error = CheckOpening(PathOf(name), there, access, disposition, flags);
@@ -104,6 +106,7 @@ BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attribute
 
 BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
 {
+    TakeTurn(L"DeleteFileW file " + PathOf(path));
     Call call(L"DeleteFileW", path);
     constexpr DWORD flags = FILE_FLAG_OPEN_REPARSE_POINT;
     const DWORD error =

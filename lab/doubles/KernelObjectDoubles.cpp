@@ -9,6 +9,7 @@
 #include "NamedObjects.h"
 #include "Owners.h"
 #include "Text.h"
+#include "Turn.h"
 
 namespace PalvoLab
 {
@@ -31,6 +32,29 @@ std::wstring Known(HANDLE handle)
 {
     const std::wstring detail = DetailOf(kKind, handle);
     return detail.empty() ? Hex(reinterpret_cast<std::uintptr_t>(handle)) : detail;
+}
+
+std::wstring NameOf(LPCWSTR name)
+{
+    return name == nullptr ? L"" : name;
+}
+
+// Whether another process can know it: by its name, or as a file.
+bool IsShared(const std::wstring& known)
+{
+    constexpr std::size_t kindLength = 6; // "mutex ", "event "
+    return known.starts_with(L"file ") ||
+           ((known.starts_with(L"mutex ") || known.starts_with(L"event ")) &&
+            known.size() > kindLength);
+}
+
+// Waits for the turn before a call with what others can know.
+void TakeTurnWith(const wchar_t* function, const std::wstring& known)
+{
+    if (IsInTurns() && IsShared(known))
+    {
+        TakeTurn(std::wstring(function) + L" " + known);
+    }
 }
 
 // Why the thread does not get an object; 0 when it does.
@@ -57,6 +81,7 @@ HANDLE Checked(HANDLE object, DWORD access, GENERIC_MAPPING rights)
 
 HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, LPCWSTR name)
 {
+    TakeTurnWith(L"CreateMutexW", L"mutex " + NameOf(name));
     const RecordInOrder order;
     Call call(L"CreateMutexW", owned, name);
     ObjectSecurity security(EffectiveIdentity(), attributes);
@@ -69,6 +94,7 @@ HANDLE WINAPI DoubleCreateMutexW(LPSECURITY_ATTRIBUTES attributes, BOOL owned, L
 HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL initial,
                                  LPCWSTR name)
 {
+    TakeTurnWith(L"CreateEventW", L"event " + NameOf(name));
     const RecordInOrder order;
     Call call(L"CreateEventW", manual, initial, name);
     ObjectSecurity security(EffectiveIdentity(), attributes);
@@ -88,6 +114,7 @@ DWORD RefusalOfNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
 
 HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
 {
+    TakeTurnWith(L"OpenMutexW", L"mutex " + NameOf(name));
     const RecordInOrder order;
     Call call(L"OpenMutexW", access, name);
     const DWORD refusal =
@@ -99,6 +126,7 @@ HANDLE WINAPI DoubleOpenMutexW(DWORD access, BOOL inherit, LPCWSTR name)
 
 HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
+    TakeTurnWith(L"OpenEventW", L"event " + NameOf(name));
     const RecordInOrder order;
     Call call(L"OpenEventW", access, name);
     const DWORD refusal =
@@ -110,6 +138,7 @@ HANDLE WINAPI DoubleOpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 
 BOOL WINAPI DoubleCloseHandle(HANDLE handle)
 {
+    TakeTurnWith(L"CloseHandle", Known(handle));
     const RecordInOrder order;
     Call call(L"CloseHandle", Known(handle));
     if (!ForgetToken(handle) && IsOpen(kKind, handle))
@@ -124,15 +153,40 @@ BOOL WINAPI DoubleCloseHandle(HANDLE handle)
     return call.Return(closed);
 }
 
+// A wait that would last stops again instead, so that the holder knows of it and lets others go on.
+DWORD WaitInTurns(HANDLE handle, DWORD milliseconds, const std::wstring& known)
+{
+    TakeTurn(L"WaitForSingleObject " + known);
+    while (true)
+    {
+        {
+            const RecordInOrder order;
+            Call call(L"WaitForSingleObject", known, milliseconds);
+            const DWORD result = WaitForSingleObject(handle, 0);
+            if (result != WAIT_TIMEOUT || milliseconds == 0)
+            {
+                return call.Return(result);
+            }
+        }
+        TakeTurn(kBlocked + known);
+    }
+}
+
 DWORD WINAPI DoubleWaitForSingleObject(HANDLE handle, DWORD milliseconds)
 {
+    const std::wstring known = Known(handle);
+    if (IsInTurns() && IsShared(known))
+    {
+        return WaitInTurns(handle, milliseconds, known);
+    }
     const RecordInOrder order(milliseconds == 0);
-    Call call(L"WaitForSingleObject", Known(handle), milliseconds);
+    Call call(L"WaitForSingleObject", known, milliseconds);
     return call.Return(WaitForSingleObject(handle, milliseconds));
 }
 
 BOOL WINAPI DoubleSetEvent(HANDLE handle)
 {
+    TakeTurnWith(L"SetEvent", Known(handle));
     const RecordInOrder order;
     Call call(L"SetEvent", Known(handle));
     return call.Return(SetEvent(handle));
@@ -140,6 +194,7 @@ BOOL WINAPI DoubleSetEvent(HANDLE handle)
 
 BOOL WINAPI DoubleReleaseMutex(HANDLE handle)
 {
+    TakeTurnWith(L"ReleaseMutex", Known(handle));
     const RecordInOrder order;
     Call call(L"ReleaseMutex", Known(handle));
     return call.Return(ReleaseMutex(handle));
@@ -147,14 +202,16 @@ BOOL WINAPI DoubleReleaseMutex(HANDLE handle)
 
 void WINAPI DoubleSleep(DWORD milliseconds)
 {
+    TakeTurn(L"Sleep");
     Call call(L"Sleep", milliseconds);
-    Sleep(milliseconds);
+    Sleep(IsInTurns() ? 0 : milliseconds);
     call.Return(0);
 }
 
 BOOL WINAPI DoubleSetFileInformationByHandle(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind,
                                              LPVOID information, DWORD size)
 {
+    TakeTurnWith(L"SetFileInformationByHandle", Known(file));
     const RecordInOrder order;
     Call call(L"SetFileInformationByHandle", Known(file), static_cast<int>(kind));
     return call.Return(SetFileInformationByHandle(file, kind, information, size));

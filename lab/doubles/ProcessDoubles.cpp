@@ -10,6 +10,7 @@
 #include "MessageRecord.h"
 #include "NewProcess.h"
 #include "Text.h"
+#include "Turn.h"
 
 #include <userenv.h>
 
@@ -127,6 +128,7 @@ BOOL WINAPI DoubleCreateProcessW(LPCWSTR application, LPWSTR commandLine,
                                  LPVOID environment, LPCWSTR directory, LPSTARTUPINFOW startup,
                                  LPPROCESS_INFORMATION made)
 {
+    TakeTurn(L"CreateProcessW program");
     Call call(L"CreateProcessW", application, static_cast<LPCWSTR>(commandLine), inherit, flags);
     TouchCommandLine(commandLine);
     const BOOL created =
@@ -146,6 +148,7 @@ BOOL WINAPI DoubleCreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR
                                        DWORD flags, LPVOID environment, LPCWSTR directory,
                                        LPSTARTUPINFOW startup, LPPROCESS_INFORMATION made)
 {
+    TakeTurn(L"CreateProcessAsUserW program");
     Call call(L"CreateProcessAsUserW", token, application, static_cast<LPCWSTR>(commandLine),
               inherit, flags);
     const auto info = FindToken(token);

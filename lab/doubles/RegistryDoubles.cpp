@@ -8,6 +8,7 @@
 #include "Hives.h"
 #include "LeakRecord.h"
 #include "Text.h"
+#include "Turn.h"
 
 #include <winternl.h>
 
@@ -187,6 +188,7 @@ LSTATUS WINAPI DoubleRegCloseKey(HKEY key)
 LSTATUS WINAPI DoubleRegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type,
                                     const BYTE* data, DWORD size)
 {
+    TakeTurn(L"RegSetValueExW value " + std::wstring(name == nullptr ? L"" : name));
     const RecordInOrder order;
     Call call(L"RegSetValueExW", DetailOf(kKind, key), name, type, size);
     if (type == REG_QWORD && size == sizeof(std::uint64_t) && data != nullptr)
@@ -243,6 +245,7 @@ LSTATUS QueryOddly(const OddRead& odd, HKEY key, LPCWSTR name, LPDWORD type, LPB
 LSTATUS WINAPI DoubleRegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type,
                                       LPBYTE data, LPDWORD size)
 {
+    TakeTurn(L"RegQueryValueExW value " + std::wstring(name == nullptr ? L"" : name));
     Call call(L"RegQueryValueExW", DetailOf(kKind, key), name);
     if (const auto odd = TakeOddRead())
     {

@@ -78,6 +78,24 @@ class GoodHistories(unittest.TestCase):
         first.end(0)
         self.check(script)
 
+    def test_a_copy_that_begins_while_another_comes_serves_its_request(self):
+        script = Script()
+        other = script.copy(200, REFRESH)
+        other.begin()
+        first = refreshing(script, existed=True)
+        first.ask("refresh request", 258)
+        first.line(UPDATE, "Refresh event done...exiting.")
+        first.close("refresh instance", "refresh request")
+        first.end(0)
+        other.ask("refresh instance", 0)
+        other.line("# Processing a periodic refresh event: PeriodicRefreshTask")
+        other.ask("refresh request", 258)
+        other.line("Refresh event done...exiting.")
+        other.close("refresh instance", "refresh request")
+        other.end(0)
+        self.assertEqual(list(self.check(script).allowed), [
+            "another copy served a refresh copy's request before that one looked for it"])
+
     def test_a_request_after_the_last_look_is_allowed_and_told(self):
         script = Script()
         first = worker(script)

@@ -229,10 +229,10 @@ def second(script, pid=200, arguments=LOGON):
     return copy
 
 
-def refreshing(script):
+def refreshing(script, existed=False):
     """A refresh copy after its first pass."""
     copy = script.copy(100, REFRESH)
-    copy.begin()
+    copy.begin(existed)
     copy.ask("refresh instance", 0)
     copy.line("# Processing a periodic refresh event: PeriodicRefreshTask")
     copy.ask("refresh request", 0)

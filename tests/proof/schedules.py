@@ -1,0 +1,177 @@
+"""Every order of two or three copies within a bound of preemptions, with and without a kill: the program's
+copies stop before each call that others can notice, and go on one at a time. history_checker judges what
+each order leaves. Told are the windows in which a request is lost by rule, each with its shortest schedule;
+nothing else may be lost.
+
+A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*20 2*9".
+`--replay TEXT` plays it, and tells what each copy did.
+"""
+
+import argparse
+import sys
+from collections import Counter
+from dataclasses import dataclass, field
+from itertools import combinations_with_replacement
+
+from proof.history_checker import Checker, story
+from proof.interleavings import Execution, Explorer, Rules, by_priority, choices_of
+from proof.runner import ROOT, Proof
+from proof.turns import Copies, Dependence, may_kill, prepare
+
+MODES = {"special": "-c -i UserLogonTask", "normal": "-c -i NewOrChangedTask",
+         "refresh": "-r -i PeriodicRefreshTask", "delete": "-DL", "uninstall": "-UT"}
+PAIRS = [" ".join(pair) for pair in combinations_with_replacement(MODES, 2)]
+TRIPLES = ["special special special", "normal normal normal", "refresh refresh refresh",
+           "special normal normal", "special special normal", "refresh refresh delete"]
+LOST = ("posted after the working copy's last look", "a request of a killed copy ended",
+        "the working copy was killed", "the request was taken by a copy that was killed",
+        "a refresh copy came while the event")
+
+
+@dataclass(frozen=True)
+class Case:
+    """Which orders of which copies: all with at most so many preemptions and kills, or random ones."""
+    copies: str
+    preemptions: int
+    kills: int = 0
+    random: int = 0
+
+    def __str__(self):
+        what = f"{self.random} at random" if self.random else f"{self.preemptions} preemptions"
+        return f"{self.copies}, {what}" + ", a kill" * self.kills
+
+
+SHORT = [Case("refresh refresh", 2), Case("special special", 1), Case("normal normal", 1),
+         Case("special normal", 1)]
+LONG = ([Case(pair, 3 if "delete" not in pair else 1) for pair in PAIRS]
+        + [Case(pair, 1, 1) for pair in PAIRS if "delete" not in pair]
+        + [Case(triple, 1) for triple in TRIPLES]
+        + [Case(copies, 4, random=200) for copies in [*PAIRS, *TRIPLES]])
+
+
+class Judged:
+    """An execution and what the checker says of it."""
+
+    def __init__(self, copies, text, execution, history):
+        self.text = f"{copies}: {text}"
+        self.history = history
+        self.checker = Checker(history)
+        self.verdict = self.checker.check()
+        self.size = (execution.preemptions(), len(text.split()), len(execution.nodes))
+
+    def outcome(self):
+        return (tuple((copy.ended.code if copy.ended else None, copy.redundant,
+                       tuple(kind for kind, _ in copy.passes)) for copy in self.checker.copies),
+                tuple(sorted((why, len(examples)) for why, examples in self.verdict.allowed.items())))
+
+    def windows(self):
+        """(why, whose, between which steps) of each request that was lost."""
+        for why, examples in self.verdict.allowed.items():
+            if why.startswith(LOST):
+                for copies in examples:
+                    yield (why, " / ".join(copy.mode.kind for copy in copies), self.where(copies))
+
+    def working(self, copy, at):
+        """The copy that last did something before line `at` of the record, if there is another."""
+        others = [step for step in self.checker.steps if step.order < at and step.copy is not copy]
+        return others[-1].copy if others else copy
+
+    def where(self, copies):
+        """What the first copy had done last when the last one posted; or when it was killed."""
+        last = copies[-1]
+        at = next((step.order for step in reversed(last.steps)
+                   if step.kind.startswith(("post", "open refresh request"))), 0)
+        first = copies[0] if len(copies) > 1 else self.working(last, at)
+        if first.killed:
+            return f"killed after '{first.steps[-1].kind}'"
+        before = [step.kind for step in first.steps if step.order < at]
+        after = [step.kind for step in first.steps if step.order > at]
+        return f"after '{before[-1] if before else 'start'}', before '{after[0] if after else 'end'}'"
+
+
+@dataclass
+class Findings:
+    proof: object
+    runs: int = 0
+    orders: int = 0
+    redundant: int = 0
+    outcomes: Counter = field(default_factory=Counter)
+    windows: dict = field(default_factory=dict)     # (why, whose, where): [size, schedule, how often]
+
+    def take(self, case, judged):
+        self.runs += 1
+        self.outcomes[case.copies, judged.outcome()] += 1
+        for text in judged.verdict.violations[:3]:
+            self.proof.find(f"{judged.text}: {text}")
+        for window in judged.windows():
+            known = self.windows.setdefault(window, [judged.size, judged.text, 0])
+            known[2] += 1
+            if judged.size < known[0]:
+                known[:2] = judged.size, judged.text
+
+    def end(self):
+        for (why, whose, where), (_, text, count) in sorted(self.windows.items()):
+            self.proof.figure(f"lost: {why}: {whose}: {where}: {count} times, as in {text}")
+        self.proof.end(f"{self.runs} schedules, {self.redundant} of them equal to others, "
+                       f"{len(self.outcomes)} distinct outcomes, {len(self.windows)} windows")
+
+
+def play(lab, copies, users, prefix, policy=None):
+    world = Copies(lab, [MODES[copy] for copy in copies.split()], users)
+    execution = Execution(world).play(prefix, policy)
+    return Judged(copies, execution.text(), execution, world.history()), execution
+
+
+def explore(findings, lab, case):
+    users = prepare(lab)
+    copies = case.copies.split()
+
+    def run(prefix, policy=None):
+        judged, execution = play(lab, case.copies, users, prefix, policy)
+        findings.take(case, judged)
+        return execution
+
+    if case.random:
+        calls = len(run([]).nodes)
+        for _ in range(case.random):
+            run([], by_priority(findings.proof.random, range(1, len(copies) + 1), calls,
+                                case.preemptions))
+        return
+    equal = tuple(range(1, len(copies) + 1)) if len(set(copies)) == 1 else ()
+    rules = Rules(Dependence("delete" in copies), case.preemptions, case.kills, may_kill, equal)
+    explorer = Explorer(rules, run)
+    explorer.explore()
+    figures = explorer.figures
+    findings.redundant += figures.redundant
+    print(f"{case}: {figures.executions} schedules, {len(figures.orders)} orders, "
+          f"{figures.redundant} redundant, {figures.left_out} left out", flush=True)
+
+
+def replay(lab, schedule):
+    copies, _, choices = schedule.partition(":")
+    users = prepare(lab)
+    judged, _ = play(lab, copies, users, choices_of(choices))
+    print("\n".join(story(judged.history, judged.checker.copies)))
+    for why in judged.verdict.allowed:
+        print(f"allowed: {why}")
+    for text in judged.verdict.violations:
+        print(f"FOUND: {text}")
+
+
+def main():
+    parser = argparse.ArgumentParser(add_help=False)
+    parser.add_argument("--replay")
+    parser.add_argument("--case")
+    own, sys.argv[1:] = parser.parse_known_args()
+    proof = Proof("Schedules")
+    if own.replay:
+        replay(proof.labs[0], own.replay)
+        proof.end("replayed")
+    findings = Findings(proof)
+    cases = [case for case in (LONG if proof.long else SHORT) if not own.case or own.case in str(case)]
+    proof.share(lambda lab, case: explore(findings, lab, case), cases)
+    findings.end()
+
+
+if __name__ == "__main__":
+    main()

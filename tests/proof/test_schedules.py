@@ -1,0 +1,238 @@
+"""The explorer of orders, with copies that are played in Python."""
+
+import unittest
+from random import Random
+
+from proof.interleavings import (
+    Call, Choice, Deadlock, Execution, Explorer, Rules, by_priority, choices_of, text_of)
+
+
+class Played:
+    """A world of copies, each a list of (what it touches, effect(state, copy)). An effect of False blocks."""
+
+    def __init__(self, *copies):
+        self.copies = copies
+
+    def start(self):
+        self.state, self.at = {"did": []}, dict.fromkeys(range(1, len(self.copies) + 1), 0)
+        return {copy: self.next(copy) for copy in self.at}
+
+    def next(self, copy):
+        steps = self.copies[copy - 1]
+        return Call("do", steps[self.at[copy]][0]) if self.at[copy] < len(steps) else None
+
+    def go(self, copy, count):
+        told = []
+        while count and self.next(copy):
+            thing, effect = self.copies[copy - 1][self.at[copy]]
+            if effect(self.state, copy) is False:
+                return [*told, Call("blocked", thing)]
+            self.state["did"].append(copy)
+            self.at[copy] += 1
+            count -= 1
+            told.append(self.next(copy))
+        return told
+
+    def kill(self, copy):
+        self.state["did"].append(-copy)
+
+
+def nothing(_state, _copy):
+    return True
+
+
+def same_thing(one, other):
+    return one.function == "kill" or other.function == "kill" or one.thing == other.thing
+
+
+def explored(world, rules):
+    """(explorer, {what the orders came to: their schedules})."""
+    seen = {}
+
+    def run(prefix):
+        execution = Execution(world).play(prefix)
+        seen.setdefault(tuple(world.state["did"]), []).append(execution.text())
+        return execution
+
+    explorer = Explorer(rules, run)
+    explorer.explore()
+    return explorer, seen
+
+
+class Interleavings(unittest.TestCase):
+    def test_two_copies_of_two_steps_have_six_orders(self):
+        world = Played([("x", nothing)] * 2, [("x", nothing)] * 2)
+        explorer, seen = explored(world, Rules(same_thing, preemptions=3))
+        self.assertEqual(len(seen), 6)
+        self.assertEqual((explorer.figures.executions, len(explorer.figures.orders)), (6, 6))
+
+    def test_three_copies_of_two_steps_have_ninety_orders(self):
+        world = Played(*[[("x", nothing)] * 2] * 3)
+        explorer, seen = explored(world, Rules(same_thing, preemptions=5))
+        self.assertEqual((len(seen), len(explorer.figures.orders)), (90, 90))
+
+    def test_preemptions_are_bounded(self):
+        world = Played([("x", nothing)] * 2, [("x", nothing)] * 2)
+        self.assertEqual([len(explored(world, Rules(same_thing, preemptions=bound))[1])
+                          for bound in (0, 1, 2)], [2, 4, 6])
+
+    def test_steps_that_do_not_touch_have_one_order(self):
+        world = Played([("x", nothing)] * 2, [("y", nothing)] * 2)
+        explorer, _ = explored(world, Rules(same_thing, preemptions=3))
+        self.assertEqual(explorer.figures.executions, 1)
+
+    def test_only_the_order_of_steps_that_touch_counts(self):
+        # The middle ones alone meet: each may be the first.
+        world = Played([("a", nothing), ("x", nothing), ("b", nothing)],
+                       [("c", nothing), ("x", nothing), ("d", nothing)])
+        explorer, _ = explored(world, Rules(same_thing, preemptions=4))
+        figures = explorer.figures
+        self.assertEqual((len(figures.orders), figures.executions - figures.redundant), (2, 2))
+        self.assertEqual(figures.executions, 4)     # of 20
+
+    def test_what_the_reduction_leaves_out_is_no_order(self):
+        """Random copies: as many orders of the steps that touch as without any reduction."""
+        random = Random(1)
+        for _ in range(40):
+            copies = [[(random.choice("xyz"), nothing) for _ in range(random.randint(1, 3))]
+                      for _ in range(random.randint(2, 3))]
+            for bound in range(4):
+                reduced = explored(Played(*copies), Rules(same_thing, preemptions=bound))[0]
+                self.assertEqual(orders(reduced_did(Played(*copies), bound), copies),
+                                 orders(all_did(copies, bound), copies), (copies, bound))
+                self.assertLessEqual(len(reduced.figures.orders), reduced.figures.executions)
+
+    def test_copies_that_do_the_same_begin_in_one_order(self):
+        world = Played([("x", nothing)] * 2, [("x", nothing)] * 2)
+        _, seen = explored(world, Rules(same_thing, preemptions=3, equal=(1, 2)))
+        self.assertEqual(len(seen), 3)
+
+    def test_a_copy_that_is_blocked_goes_on_when_it_can(self):
+        def lock(state, copy):
+            return state.setdefault("owner", copy) == copy
+
+        def unlock(state, _copy):
+            del state["owner"]
+
+        section = [("m", lock), ("x", nothing), ("m", unlock)]
+        _, seen = explored(Played(section, section), Rules(same_thing, preemptions=3))
+        self.assertEqual(set(seen), {(1, 1, 1, 2, 2, 2), (2, 2, 2, 1, 1, 1)})
+
+    def test_a_deadlock_is_told(self):
+        world = Played([("m", lambda state, copy: False)])
+        with self.assertRaises(Deadlock):
+            Execution(world).play([])
+
+    def test_every_kill_is_tried(self):
+        world = Played([("x", nothing)] * 2, [("y", nothing)])
+        rules = Rules(lambda one, other: one.thing == other.thing, preemptions=0, kills=1)
+        _, seen = explored(world, rules)
+        self.assertEqual({did for did in seen if -1 in did or -2 in did},
+                         {(-1, 2), (1, -1, 2), (1, 1, -2), (-2, 1, 1)})
+
+
+def all_did(copies, bound):
+    """Every order that costs no more than so many preemptions."""
+    found = set()
+
+    def extend(did, at, cost):
+        if cost > bound:
+            return
+        living = [copy for copy in range(1, len(copies) + 1) if at[copy - 1] < len(copies[copy - 1])]
+        if not living:
+            found.add(did)
+        for copy in living:
+            after = at[:copy - 1] + (at[copy - 1] + 1,) + at[copy:]
+            taken = bool(did) and did[-1] != copy and did[-1] in living
+            extend(did + (copy,), after, cost + taken)
+
+    extend((), (0,) * len(copies), 0)
+    return found
+
+
+def reduced_did(world, bound):
+    return set(explored(world, Rules(same_thing, preemptions=bound))[1])
+
+
+def orders(did, copies):
+    """Which step came before which that it touches, for each of the orders."""
+    def pairs(order):
+        at, steps = [0] * len(copies), []
+        for copy in order:
+            steps.append((copy, at[copy - 1], copies[copy - 1][at[copy - 1]][0]))
+            at[copy - 1] += 1
+        return frozenset((one[:2], other[:2]) for place, one in enumerate(steps)
+                         for other in steps[place + 1:] if one[2] == other[2] and one[0] != other[0])
+
+    return {pairs(order) for order in did}
+
+
+def take(state, copy):
+    if state.get("owner", copy) == copy:
+        state["owner"] = copy
+
+
+def look(state, copy):
+    """The working copy's last look."""
+    state["posted"] = False
+
+
+def post(state, copy):
+    state["posted"] = True
+
+
+def leave(state, copy):
+    state["lost"] = state.get("posted", False)
+
+
+class Lost(unittest.TestCase):
+    """A working copy that looks for a request and leaves, and one that posts a request."""
+
+    def world(self):
+        return Played([("event", look), ("event", leave)], [("a", nothing), ("event", post)])
+
+    def found(self, execution, lost):
+        if execution.world.state.get("lost"):
+            lost.append(execution.text())
+        return execution
+
+    def test_a_planted_loss_is_found_and_replays(self):
+        world, lost = self.world(), []
+        Explorer(Rules(same_thing, preemptions=2),
+                 lambda prefix: self.found(Execution(world).play(prefix), lost)).explore()
+        self.assertEqual(lost, ["1*1 2*1", "2*1 1*1 2*1"])      # They differ in a step that nobody sees.
+        for text in lost:
+            did = [Execution(world).play(choices_of(text)).world.state["did"] for _ in range(2)]
+            self.assertTrue(world.state["lost"])
+            self.assertEqual(did[0], did[1])
+
+    def test_no_preemption_loses_nothing(self):
+        world, lost = self.world(), []
+        Explorer(Rules(same_thing, preemptions=0),
+                 lambda prefix: self.found(Execution(world).play(prefix), lost)).explore()
+        self.assertEqual(lost, [])
+
+    def test_random_priorities_find_it(self):
+        world, lost = self.world(), []
+        random = Random(1)
+        for _ in range(50):
+            self.found(Execution(world).play([], by_priority(random, (1, 2), 4, 1)), lost)
+        self.assertGreater(len(lost), 3)
+        self.assertLess(len(lost), 47)
+
+
+class Text(unittest.TestCase):
+    def test_a_schedule_is_a_short_text(self):
+        choices = [Choice(1)] * 14 + [Choice(2)] * 2 + [Choice(1, True)]
+        self.assertEqual(text_of(choices), "1*14 2*2 1!")
+        self.assertEqual(choices_of("1*14 2*2 1!"), choices)
+        self.assertEqual(text_of([]), "")
+
+    def test_other_texts_are_refused(self):
+        for text in ("1", "x*2", "1*", "!1"):
+            with self.assertRaises(ValueError):
+                choices_of(text)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,119 @@
+"""Copies of the program that stop in the lab before each call that others can notice, as a world whose
+orders can be explored; what an execution left behind is its history."""
+
+import re
+import tempfile
+from pathlib import Path
+
+from proof.interleavings import Call
+from proof.program_promises import OBJECTS, RECORDED
+from proof.recorded_history import KILLED, Ended
+from proof.recording import collect, record_path, recorded
+
+OWN_KEY = r"Software\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration"
+POSITION = ["set", "machine-value", OWN_KEY, "LastEvtRecordProcessed", "qword", "0"]
+NAME = re.compile(r"(?:mutex|event) Global\\(.*)")
+SHORT = {"CreateMutexW": "open", "CreateEventW": "open", "WaitForSingleObject": "try", "SetEvent": "post",
+         "ReleaseMutex": "release", "CloseHandle": "close", "RegSetValueExW": "store", "EvtQuery": "scan",
+         "CreateFileW": "open", "CreateProcessW": "start", "CreateProcessAsUserW": "start",
+         "SetFileInformationByHandle": "delete", "RegQueryValueExW": "read", "Sleep": "sleep"}
+
+
+def call_of(line):
+    """What the lab tells of a call, in the proof's words. What nobody else cares for has no name."""
+    function, _, what = line.partition(" ")
+    thing = ""
+    if named := NAME.fullmatch(what):
+        thing = OBJECTS.get(named[1], "log mutex")
+    elif what.endswith(r"\PalvoPrinterConfiguration.log"):
+        thing = "log"
+    elif what == "value LastEvtRecordProcessed":
+        thing = "position"
+    elif what in ("program", "channel"):
+        thing = what
+    return Call(SHORT.get(function, function), thing)
+
+
+def noticed(call):
+    """Whether another copy can tell when the call was made, but for the order of the log's lines."""
+    return call.function in ("end", "kill") or call.thing in OBJECTS.values() or call.thing == "position"
+
+
+class Dependence:
+    """Whether the order of two copies' calls matters; of those with the log, when one deletes it."""
+
+    def __init__(self, log):
+        self.log = log
+
+    def __call__(self, one, other):
+        if one.function in ("end", "kill") or other.function in ("end", "kill"):
+            return self.touches(one) and self.touches(other)
+        if one.thing != other.thing or not self.touches(one):
+            return False
+        return not one.function == other.function == "read"
+
+    def touches(self, call):
+        return noticed(call) or self.log and call.thing in ("log", "log mutex")
+
+
+def may_kill(call):
+    """Before what a copy leaves for others to see."""
+    return noticed(call) or call.thing in ("program", "channel") or call == Call("open", "log")
+
+
+class Copies:
+    """A world of copies with these arguments."""
+
+    def __init__(self, lab, arguments, users):
+        self.lab = lab
+        self.arguments = arguments
+        self.users = users
+
+    def start(self):
+        for file in ("calls", "siblings", "leaks"):
+            record_path(self.lab).with_name(f"{file}.log").unlink(missing_ok=True)
+        self.lab.log_path().unlink(missing_ok=True)
+        self.lab(*POSITION)
+        self.folder = tempfile.TemporaryDirectory()
+        self.pids, self.ended, pending = {}, [], {}
+        for copy, arguments in enumerate(self.arguments, 1):
+            said = self.lab("run", "--in-turns", "--output", str(self.output(copy)), "--raw", arguments)
+            self.pids[copy] = int(said.split()[-1])
+            pending[copy] = self.go(copy, 1)[0]
+        return pending
+
+    def output(self, copy):
+        return Path(self.folder.name, str(copy))
+
+    def go(self, copy, count):
+        lines = self.lab("turn", str(self.pids[copy]), str(count)).splitlines()
+        return [self.stopped(copy, line) for line in lines]
+
+    def stopped(self, copy, line):
+        if line.startswith("exit "):
+            printed = self.output(copy).read_bytes().decode("cp1252").replace("\r\n", "\n")
+            self.ended.append(Ended(self.pids[copy], int(line.split()[1]), printed, 0,
+                                    recorded(self.lab)))
+            return None
+        return call_of(line)
+
+    def kill(self, copy):
+        self.lab.kill(self.pids[copy])
+        self.go(copy, 1)
+
+    def history(self):
+        """Of the execution, once every copy has ended."""
+        kills = any(ended.code == KILLED for ended in self.ended)
+        return collect(self.lab, self.users, self.ended, kills=kills)
+
+
+def prepare(lab):
+    """One printer that an event concerns, nobody logged on, the record on; the log's lines about the
+    users' values in each pass."""
+    lab("reset")
+    lab("set", "windows-version", "win10")
+    lab("printer", "add", "Anchor", "Legacy V3 Driver")
+    lab("printer", "add", "Office", "Palvo Orvela PV6")
+    users = [line for line in lab.run("-c").log if line.startswith("Updated UserPropertyBag")]
+    lab("record", "on", *RECORDED)
+    return users
