@@ -57,3 +57,15 @@ STATEMENT(AGrantTakesItsRightsOffADenialOfTheSameAccount, "SetEntriesInAclW", Ca
 {
     CHECK(IsAfterGrant(L"D:(D;;0x6;;;BU)", FILE_WRITE_DATA, L"D:(D;;0x4;;;BU)(A;;0x2;;;BU)"));
 }
+
+STATEMENT(ADenialOfWhatIsGrantedIsGone, "SetEntriesInAclW", Caller::Anybody)
+{
+    CHECK(IsAfterGrant(L"D:(D;;0x2;;;BU)(A;;FR;;;BA)", FILE_WRITE_DATA,
+                       L"D:(A;;0x2;;;BU)(A;;FR;;;BA)"));
+}
+
+STATEMENT(AnInheritedDenialStaysBehindTheGrant, "SetEntriesInAclW", Caller::Anybody)
+{
+    CHECK(IsAfterGrant(L"D:(D;ID;0x2;;;BU)(A;ID;FA;;;BA)", FILE_WRITE_DATA,
+                       L"D:(A;;0x2;;;BU)(D;ID;0x2;;;BU)(A;ID;FA;;;BA)"));
+}

@@ -54,22 +54,32 @@ LAB_TEST(UsersOfTheLabCanBeLookedUp)
 {
     CHECK(Lookup(SidOf(L"bob")).name == L"bob");
     CHECK(Lookup(L"S-1-5-19").domain == L"NT AUTHORITY");
+}
+
+STATEMENT(ASidOfNobodyHasNoName, "LookupAccountSidW", Caller::Anybody)
+{
     CHECK_FAILS(Lookup(L"S-1-5-21-9-9-9-9999").found, ERROR_NONE_MAPPED);
 }
 
-LAB_TEST(ALookupTellsTheSizesThatItNeeds)
+STATEMENT(ALookupTellsTheSizesThatItNeeds, "LookupAccountSidW", Caller::Anybody)
 {
     PSID sid = nullptr;
-    ConvertStringSidToSidW(SidOf(L"alice").c_str(), &sid);
-    wchar_t name[16] = {};
-    DWORD nameSize = 5;
+    ConvertStringSidToSidW(L"S-1-5-19", &sid);
+    DWORD nameSize = 0;
     DWORD domainSize = 0;
     SID_NAME_USE use = SidTypeUnknown;
-    CHECK_FAILS(LookupAccountSidW(nullptr, sid, name, &nameSize, nullptr, &domainSize, &use),
+    CHECK_FAILS(LookupAccountSidW(nullptr, sid, nullptr, &nameSize, nullptr, &domainSize, &use),
                 ERROR_INSUFFICIENT_BUFFER);
-    CHECK(nameSize == 6);
-    CHECK(domainSize > 1);
+    const Name found = Lookup(L"S-1-5-19");
+    CHECK(nameSize > found.name.size() && domainSize > found.domain.size());
     LocalFree(sid);
+}
+
+STATEMENT(AnAccountIsATrusteeByTheNameThatItHas, "SetEntriesInAclW", Caller::Anybody)
+{
+    const Name found = Lookup(L"S-1-5-19");
+    CHECK(found.found && CanBeTrustee(found.domain + L"\\" + found.name));
+    CHECK(!CanBeTrustee(L"PalvoContract\\Nobody"));
 }
 
 LAB_TEST(LocalisedNamesReplaceTheEnglishOnes)
@@ -100,17 +110,25 @@ LAB_TEST(LookupsFailWhenToldTo)
 LAB_TEST(TheCallerHasItsAccountsName)
 {
     wchar_t name[64] = {};
-    ULONG size = 3;
+    ULONG size = 64;
     BecomeAccount(L"bob");
-    CHECK_FAILS(GetUserNameExW(NameSamCompatible, name, &size), ERROR_MORE_DATA);
     CHECK(GetUserNameExW(NameSamCompatible, name, &size));
-    const std::wstring text = name;
-    CHECK(text.size() > 4 && text.substr(text.size() - 4) == L"\\bob");
-    DWORD shorter = 3;
-    CHECK_FAILS(GetUserNameW(name, &shorter), ERROR_INSUFFICIENT_BUFFER);
-    CHECK(shorter == 4);
+    CHECK(std::wstring(name).ends_with(L"\\bob"));
     BecomeAccount(L"LocalService");
     size = 64;
     CHECK(GetUserNameExW(NameSamCompatible, name, &size));
     CHECK(std::wstring(name) == L"NT AUTHORITY\\LOCAL SERVICE");
+}
+
+STATEMENT(ACallersNameTellsTheSizeThatItNeeds, "GetUserNameW, GetUserNameExW", Caller::Anybody)
+{
+    wchar_t name[300] = {};
+    ULONG size = 1;
+    CHECK_FAILS(GetUserNameExW(NameSamCompatible, name, &size), ERROR_MORE_DATA);
+    CHECK(GetUserNameExW(NameSamCompatible, name, &size));
+    CHECK(std::wstring(name).size() == size);
+    DWORD shorter = 1;
+    CHECK_FAILS(GetUserNameW(name, &shorter), ERROR_INSUFFICIENT_BUFFER);
+    CHECK(GetUserNameW(name, &shorter));
+    CHECK(std::wstring(name).size() + 1 == shorter);
 }

@@ -46,6 +46,10 @@ std::wstring SidOf(const wchar_t* user);
 // Mounts the hives that the sessions ask for.
 void UpdateHives();
 
+// The process's own token, opened for that access, and its user.
+HANDLE OwnToken(DWORD access);
+std::wstring OwnSid();
+
 // Sets a file's access list, in the form of SDDL, through a handle with that access. False with the
 // last-error value on failure.
 bool SetFileList(const wchar_t* path, const wchar_t* list, DWORD access = READ_CONTROL | WRITE_DAC);

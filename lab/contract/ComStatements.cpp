@@ -1,8 +1,7 @@
-// COM's security, and what Task Scheduler makes of a boolean.
+// COM's security.
 #include "Check.h"
 
 #include <objbase.h>
-#include <taskschd.h>
 
 using namespace PalvoLab;
 
@@ -39,34 +38,4 @@ STATEMENT(ComsSecurityIsSetAnewAfterTheLastUninitialisation, "CoInitializeSecuri
 STATEMENT(ComsSecurityNeedsCom, "CoInitializeSecurity", Caller::Anybody)
 {
     CHECK(SetSecurity() == CO_E_NOTINITIALIZED);
-}
-
-STATEMENT(ABooleanOf1IsReadBackAs1, "ITaskSettings::put_Enabled", Caller::Anybody)
-{
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    ITaskService* service = nullptr;
-    ITaskDefinition* task = nullptr;
-    ITaskSettings* settings = nullptr;
-    const VARIANT none = {};
-    CHECK(SUCCEEDED(CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
-                                     IID_ITaskService, reinterpret_cast<void**>(&service))) &&
-          SUCCEEDED(service->Connect(none, none, none, none)) &&
-          SUCCEEDED(service->NewTask(0, &task)) && SUCCEEDED(task->get_Settings(&settings)));
-    if (settings != nullptr)
-    {
-        VARIANT_BOOL enabled = VARIANT_FALSE;
-        CHECK(settings->put_Enabled(1) == S_OK);
-        CHECK(settings->get_Enabled(&enabled) == S_OK);
-        CHECK(enabled == 1);
-        settings->Release();
-    }
-    if (task != nullptr)
-    {
-        task->Release();
-    }
-    if (service != nullptr)
-    {
-        service->Release();
-    }
-    CoUninitialize();
 }

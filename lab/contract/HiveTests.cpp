@@ -112,16 +112,6 @@ LAB_TEST(AHiveCanBeReadOnlyForAll)
     CHECK(Create(SidOf(L"bob") + kBag) == ERROR_SUCCESS);
 }
 
-LAB_TEST(MachineKeysAreWrittenByAdministratorsOnly)
-{
-    HKEY key = nullptr;
-    BecomeAccount(L"bob");
-    CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_WRITE, &key) ==
-          ERROR_ACCESS_DENIED);
-    CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_READ, &key) == ERROR_SUCCESS);
-    RegCloseKey(key);
-}
-
 LAB_TEST(ALogonsHiveComesAfterItWhenTheProfileIsLoadedLate)
 {
     SaveSession({7, WTSActive, L"RDP-Tcp#7", L"carol", false});

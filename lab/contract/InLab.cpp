@@ -110,8 +110,10 @@ bool SetFileList(const wchar_t* path, const wchar_t* list, DWORD access)
     const HANDLE file =
         CreateFileW(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                     OPEN_EXISTING, 0, nullptr);
-    const DWORD result = SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                         nullptr, dacl, nullptr);
+    // Without what the folder's list would add.
+    constexpr DWORD protectedList = DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+    const DWORD result =
+        SetSecurityInfo(file, SE_FILE_OBJECT, protectedList, nullptr, nullptr, dacl, nullptr);
     CloseHandle(file);
     LocalFree(descriptor);
     SetLastError(result);

@@ -1,5 +1,9 @@
 #include "List.h"
 
+#include "AccessList.h"
+#include "Owners.h"
+
+#include <array>
 #include <cstdio>
 
 namespace PalvoLab
@@ -46,6 +50,22 @@ void CheckFailed(bool failed, DWORD expected, const char* what, int line)
         std::printf("    line %d: %s %s with %lu, expected failure with %lu\n", line, what,
                     failed ? "failed" : "succeeded", error, expected);
     }
+}
+
+HANDLE OwnToken(DWORD access)
+{
+    HANDLE token = nullptr;
+    return OpenProcessToken(GetCurrentProcess(), access, &token) ? token : nullptr;
+}
+
+std::wstring OwnSid()
+{
+    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    alignas(TOKEN_USER) std::array<BYTE, 256> buffer = {};
+    DWORD size = 0;
+    return GetTokenInformation(token.Get(), TokenUser, buffer.data(), buffer.size(), &size)
+               ? SidText(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid)
+               : L"";
 }
 
 const std::vector<Statement>& Statements()

@@ -4,6 +4,7 @@
 
 #include <wtsapi32.h>
 
+#include <algorithm>
 #include <string>
 
 using namespace PalvoLab;
@@ -46,10 +47,25 @@ LAB_TEST(SessionsAreListedWithTheirStates)
     CHECK(sessions[2].SessionId == 2 && sessions[2].State == WTSDisconnected);
     CHECK(sessions[3].State == WTSListen);
     WTSFreeMemory(sessions);
+}
+
+STATEMENT(ThereIsAtLeastTheServicesSession, "WTSEnumerateSessionsW", Caller::Anybody)
+{
+    WTS_SESSION_INFOW* sessions = nullptr;
+    DWORD count = 0;
+    CHECK(WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count));
+    CHECK(std::any_of(sessions, sessions + count,
+                      [](const WTS_SESSION_INFOW& session) { return session.SessionId == 0; }));
+    WTSFreeMemory(sessions);
     CHECK_FAILS(WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 2, &sessions, &count),
                 ERROR_INVALID_PARAMETER);
     CHECK_FAILS(WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 1, 1, &sessions, &count),
                 ERROR_INVALID_PARAMETER);
+}
+
+STATEMENT(AMessageNeedsASession, "WTSSendMessageW", Caller::Anybody)
+{
+    CHECK_FAILS(Send(65000, 18), 7022);
 }
 
 LAB_TEST(AMessageIsAsLongAsItsByteCountSays)
@@ -58,7 +74,6 @@ LAB_TEST(AMessageIsAsLongAsItsByteCountSays)
     CHECK(Contains(LastMessage(), "session=1"));
     CHECK(Contains(LastMessage(), "textBytes=18"));
     CHECK(Contains(LastMessage(), "text=\"A message\""));
-    CHECK_FAILS(Send(99, 18), 7022);
     WriteSetting(L"MessageLimit", L"16");
     CHECK_FAILS(Send(1, 18), ERROR_INSUFFICIENT_BUFFER);
     RemoveSetting(L"MessageLimit");
@@ -73,25 +88,57 @@ LAB_TEST(AMessageBoxIsRecordedAndNeverWaits)
     RemoveSetting(L"BoxReturns");
 }
 
-LAB_TEST(AProcessIsInteractiveAsItsAccountIs)
+namespace
 {
-    DWORD session = 99;
+
+// Of the process's window station.
+bool IsVisible()
+{
     USEROBJECTFLAGS flags = {};
-    CHECK(ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 0);
-    const HWINSTA station = GetProcessWindowStation();
-    CHECK(GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr));
-    CHECK((flags.dwFlags & WSF_VISIBLE) == 0);
-    CHECK_FAILS(GetUserObjectInformationW(station, UOI_FLAGS, &flags, 4, nullptr),
-                ERROR_INSUFFICIENT_BUFFER);
-    CHECK_FAILS(GetUserObjectInformationW(nullptr, UOI_FLAGS, &flags, sizeof flags, nullptr),
-                ERROR_INVALID_HANDLE);
-    BecomeAccount(L"bob");
-    CHECK(ProcessIdToSessionId(GetCurrentProcessId(), &session) && session == 2);
-    CHECK(GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr));
-    CHECK((flags.dwFlags & WSF_VISIBLE) != 0);
+    CHECK(GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags,
+                                    nullptr));
+    return (flags.dwFlags & WSF_VISIBLE) != 0;
 }
 
-LAB_TEST(AQuitComesAfterAllOtherMessages)
+DWORD OwnSession()
+{
+    DWORD session = 99;
+    CHECK(ProcessIdToSessionId(GetCurrentProcessId(), &session));
+    return session;
+}
+
+} // namespace
+
+LAB_TEST(AProcessIsInteractiveAsItsAccountIs)
+{
+    CHECK(OwnSession() == 0 && !IsVisible());
+    BecomeAccount(L"bob");
+    CHECK(OwnSession() == 2 && IsVisible());
+}
+
+STATEMENT(ATaskOfTheSystemIsInSessionZeroAndSeenByNobody,
+          "ProcessIdToSessionId, GetUserObjectInformationW", Caller::System)
+{
+    CHECK(OwnSession() == 0 && !IsVisible());
+}
+
+STATEMENT(AUsersProgramHasAScreen, "ProcessIdToSessionId, GetUserObjectInformationW",
+          Caller::StandardUser)
+{
+    CHECK(OwnSession() != 0 && IsVisible());
+}
+
+STATEMENT(AStationsFlagsNeedTheirSizeAndAStation, "GetUserObjectInformationW", Caller::Anybody)
+{
+    USEROBJECTFLAGS flags = {};
+    CHECK_FAILS(
+        GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, 4, nullptr),
+        ERROR_INSUFFICIENT_BUFFER);
+    CHECK_FAILS(GetUserObjectInformationW(nullptr, UOI_FLAGS, &flags, sizeof flags, nullptr),
+                ERROR_INVALID_HANDLE);
+}
+
+STATEMENT(AQuitComesAfterAllOtherMessages, "PostQuitMessage, GetMessageW", Caller::Anybody)
 {
     MSG message = {};
     CHECK(!PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));

@@ -133,3 +133,44 @@ STATEMENT(AnEventsNameIsNoNameForAMutex, "CreateMutexW", Caller::Anybody)
     CHECK_FAILS(CreateMutexW(nullptr, FALSE, kEvent), ERROR_INVALID_HANDLE);
     CHECK(Closes(event));
 }
+
+STATEMENT(WhatIsThereIsOpenedByItsCreation, "CreateEventW, CreateMutexW", Caller::Anybody)
+{
+    const HANDLE event = CreateEventW(nullptr, FALSE, TRUE, kEvent);
+    const HANDLE same = CreateEventW(nullptr, FALSE, FALSE, kEvent);
+    CHECK(GetLastError() == ERROR_ALREADY_EXISTS);
+    CHECK(WaitForSingleObject(same, 0) == WAIT_OBJECT_0);
+    CHECK(WaitForSingleObject(event, 0) == WAIT_TIMEOUT);
+    CHECK(Closes(event) && Closes(same));
+}
+
+STATEMENT(AnEventAndItsSignalEndWithTheLastHandle, "CreateEventW, OpenEventW", Caller::Anybody)
+{
+    CHECK(Closes(CreateEventW(nullptr, FALSE, TRUE, kEvent)));
+    CHECK_FAILS(OpenEventW(SYNCHRONIZE, FALSE, kEvent), ERROR_FILE_NOT_FOUND);
+    CHECK_FAILS(OpenMutexW(SYNCHRONIZE, FALSE, kMutex), ERROR_FILE_NOT_FOUND);
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, kEvent);
+    CHECK(GetLastError() == ERROR_SUCCESS);
+    CHECK(WaitForSingleObject(event, 0) == WAIT_TIMEOUT);
+    CHECK(Closes(event));
+}
+
+STATEMENT(AnOwnerMayChangeAListThatGivesNothing, "OpenEventW", Caller::Anybody)
+{
+    const HANDLE event = EventWith(L"D:");
+    CHECK(Closes(OpenEventW(WRITE_DAC, FALSE, kEvent)));
+    CHECK_FAILS(OpenEventW(SYNCHRONIZE, FALSE, kEvent), ERROR_ACCESS_DENIED);
+    CHECK(Closes(event));
+}
+
+STATEMENT(AMutexOfAThreadThatEndedIsAbandoned, "WaitForSingleObject, ReleaseMutex", Caller::Anybody)
+{
+    const HANDLE mutex = CreateMutexW(nullptr, FALSE, kMutex);
+    const auto take = [](LPVOID object) -> DWORD { return WaitForSingleObject(object, 0); };
+    const HANDLE thread = CreateThread(nullptr, 0, take, mutex, 0, nullptr);
+    CHECK(WaitForSingleObject(thread, 30000) == WAIT_OBJECT_0);
+    CHECK_FAILS(ReleaseMutex(mutex), ERROR_NOT_OWNER);
+    CHECK(WaitForSingleObject(mutex, 0) == WAIT_ABANDONED);
+    CHECK(ReleaseMutex(mutex));
+    CHECK(Closes(thread) && Closes(mutex));
+}

@@ -4,8 +4,6 @@
 
 #include "Owners.h"
 
-#include <sddl.h>
-
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -24,27 +22,10 @@ const char* NameOf(Caller caller)
     return names[static_cast<std::size_t>(caller)];
 }
 
-std::wstring OwnSid(HANDLE token)
-{
-    alignas(TOKEN_USER) std::array<BYTE, 256> buffer = {};
-    DWORD size = 0;
-    LPWSTR text = nullptr;
-    if (!GetTokenInformation(token, TokenUser, buffer.data(), buffer.size(), &size) ||
-        !ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text))
-    {
-        return {};
-    }
-    const std::wstring sid = text;
-    LocalFree(text);
-    return sid;
-}
-
 Caller OwnAccount()
 {
-    HANDLE opened = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened);
-    const OwnedHandle token(opened);
-    const std::wstring sid = OwnSid(token.Get());
+    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const std::wstring sid = OwnSid();
     TOKEN_ELEVATION elevation = {};
     DWORD size = 0;
     GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof elevation, &size);

@@ -18,11 +18,29 @@ using namespace PalvoLab;
 namespace
 {
 
+constexpr DWORD kAll = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
+
 HANDLE Open(const wchar_t* name)
 {
     std::wstring text = name;
     HANDLE printer = nullptr;
     return OpenPrinterW(text.data(), &printer, nullptr) ? printer : nullptr;
+}
+
+// The names of all printers.
+std::vector<std::wstring> Listed()
+{
+    DWORD needed = 0;
+    DWORD count = 0;
+    EnumPrintersW(kAll, nullptr, 4, nullptr, 0, &needed, &count);
+    std::vector<BYTE> buffer(needed);
+    CHECK(EnumPrintersW(kAll, nullptr, 4, buffer.data(), needed, &needed, &count));
+    std::vector<std::wstring> names;
+    for (DWORD i = 0; i < count; ++i)
+    {
+        names.emplace_back(reinterpret_cast<const PRINTER_INFO_4W*>(buffer.data())[i].pPrinterName);
+    }
+    return names;
 }
 
 } // namespace
@@ -36,40 +54,60 @@ STATEMENT(UnknownPrintersCannotBeOpened, "OpenPrinterW", Caller::Anybody)
 LAB_TEST(PrinterNamesIgnoreCase)
 {
     const HANDLE printer = Open(L"OFFICE 1");
-    CHECK(printer != nullptr);
-    CHECK(ClosePrinter(printer));
-    CHECK_FAILS(ClosePrinter(printer), ERROR_INVALID_HANDLE);
-    CHECK_FAILS(ClosePrinter(nullptr), ERROR_INVALID_HANDLE);
+    CHECK(printer != nullptr && ClosePrinter(printer));
 }
 
 LAB_TEST(PrintersAreListedInTwoCalls)
 {
-    constexpr DWORD which = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
     DWORD needed = 0;
     DWORD count = 0;
-    CHECK_FAILS(EnumPrintersW(which, nullptr, 2, nullptr, 0, &needed, &count), ERROR_INVALID_LEVEL);
+    CHECK_FAILS(EnumPrintersW(kAll, nullptr, 2, nullptr, 0, &needed, &count), ERROR_INVALID_LEVEL);
     CHECK_FAILS(EnumPrintersW(0, nullptr, 4, nullptr, 0, &needed, &count), ERROR_INVALID_PARAMETER);
-    CHECK_FAILS(EnumPrintersW(which, nullptr, 4, nullptr, 0, &needed, &count),
+    CHECK_FAILS(EnumPrintersW(kAll, nullptr, 4, nullptr, 0, &needed, &count),
                 ERROR_INSUFFICIENT_BUFFER);
     std::vector<BYTE> buffer(needed);
-    CHECK_FAILS(EnumPrintersW(which, nullptr, 4, buffer.data(), needed - 1, &needed, &count),
+    CHECK_FAILS(EnumPrintersW(kAll, nullptr, 4, buffer.data(), needed - 1, &needed, &count),
                 ERROR_INSUFFICIENT_BUFFER);
-    CHECK(EnumPrintersW(which, nullptr, 4, buffer.data(), needed, &needed, &count));
-    CHECK(count == Printers().size() && count > 0);
-    const auto* listed = reinterpret_cast<const PRINTER_INFO_4W*>(buffer.data());
-    for (DWORD i = 0; i < count; ++i)
+    CHECK(Listed().size() == Printers().size());
+}
+
+STATEMENT(APrinterThatIsListedIsOpenedInAnyCase, "EnumPrintersW, OpenPrinterW, ClosePrinter",
+          Caller::Anybody)
+{
+    for (std::wstring name : Listed())
     {
-        CHECK(listed[i].pPrinterName == Printers()[i].name);
-        CHECK(listed[i].pServerName == nullptr);
+        CharUpperW(name.data());
+        const HANDLE printer = Open(name.c_str());
+        CHECK(printer != nullptr && ClosePrinter(printer));
+        CHECK_FAILS(ClosePrinter(printer), ERROR_INVALID_HANDLE);
+    }
+    CHECK_FAILS(ClosePrinter(nullptr), ERROR_INVALID_HANDLE);
+}
+
+STATEMENT(APrinterThatIsListedTellsItsDriverInTwoCalls, "GetPrinterDriverW", Caller::Anybody)
+{
+    for (const std::wstring& name : Listed())
+    {
+        const HANDLE printer = Open(name.c_str());
+        DWORD needed = 0;
+        CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 3, nullptr, 0, &needed),
+                    ERROR_INSUFFICIENT_BUFFER);
+        std::vector<BYTE> buffer(needed);
+        CHECK(GetPrinterDriverW(printer, nullptr, 3, buffer.data(), needed, &needed));
+        CHECK(*reinterpret_cast<const DRIVER_INFO_3W*>(buffer.data())->pName != L'\0');
+        CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 77, nullptr, 0, &needed),
+                    ERROR_INVALID_LEVEL);
+        CHECK(ClosePrinter(printer));
+        CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 3, nullptr, 0, &needed),
+                    ERROR_INVALID_HANDLE);
     }
 }
 
-LAB_TEST(ADriverIsToldInTwoCalls)
+LAB_TEST(ADriverTellsItsVersionAndItsManifest)
 {
     const HANDLE printer = Open(L"Office 1");
     DWORD needed = 0;
-    CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 3, nullptr, 0, &needed),
-                ERROR_INSUFFICIENT_BUFFER);
+    GetPrinterDriverW(printer, nullptr, 3, nullptr, 0, &needed);
     std::vector<BYTE> buffer(needed);
     CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 3, buffer.data(), needed - 1, &needed),
                 ERROR_INSUFFICIENT_BUFFER);
@@ -85,9 +123,7 @@ LAB_TEST(ADriverIsToldInTwoCalls)
     wchar_t platform[10] = {};
     GetPrivateProfileStringW(L"PV-Private", L"DriverPlatform", L"", platform, 10, manifest.c_str());
     CHECK(std::wstring(platform) == L"PV6P2.0");
-    CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 77, nullptr, 0, &needed), ERROR_INVALID_LEVEL);
     CHECK(ClosePrinter(printer));
-    CHECK_FAILS(GetPrinterDriverW(printer, nullptr, 3, nullptr, 0, &needed), ERROR_INVALID_HANDLE);
 }
 
 LAB_TEST(PrinterChangesAreLogged)

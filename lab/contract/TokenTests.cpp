@@ -66,22 +66,6 @@ LAB_TEST(OnlyTheSystemGetsSessionTokens)
     CHECK_FAILS(CloseHandle(token), ERROR_INVALID_HANDLE);
 }
 
-LAB_TEST(ATokenTellsItsUserInTwoCalls)
-{
-    const HANDLE token = SessionToken(1);
-    DWORD size = 0;
-    CHECK_FAILS(GetTokenInformation(token, TokenUser, nullptr, 0, &size),
-                ERROR_INSUFFICIENT_BUFFER);
-    std::vector<BYTE> buffer(size);
-    CHECK(GetTokenInformation(token, TokenUser, buffer.data(), size, &size));
-    LPWSTR text = nullptr;
-    ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text);
-    CHECK(SidOf(L"alice") == text);
-    LocalFree(text);
-    CloseHandle(token);
-    CHECK_FAILS(GetTokenInformation(token, TokenUser, nullptr, 0, &size), ERROR_INVALID_HANDLE);
-}
-
 LAB_TEST(ASplitTokenLeadsToItsOtherHalf)
 {
     const HANDLE limited = SessionToken(1);
@@ -113,24 +97,6 @@ LAB_TEST(MembershipWantsAnImpersonationToken)
     CHECK_FAILS(IsAdministrator(primary, member), ERROR_NO_IMPERSONATION_TOKEN);
     CHECK(IsAdministrator(nullptr, member) && member);
     CloseHandle(primary);
-}
-
-LAB_TEST(ATokenForLookingAtIsNoGoodForActing)
-{
-    const HANDLE primary = SessionToken(2);
-    const HANDLE query = Duplicate(primary, TOKEN_QUERY, SecurityImpersonation, TokenImpersonation);
-    CHECK_FAILS(ImpersonateLoggedOnUser(query), ERROR_ACCESS_DENIED);
-    CHECK_FAILS(Duplicate(query, TOKEN_QUERY, SecurityImpersonation, TokenPrimary),
-                ERROR_ACCESS_DENIED);
-    const HANDLE identify =
-        Duplicate(primary, MAXIMUM_ALLOWED, SecurityIdentification, TokenImpersonation);
-    CHECK_FAILS(Duplicate(identify, MAXIMUM_ALLOWED, SecurityImpersonation, TokenPrimary),
-                ERROR_BAD_IMPERSONATION_LEVEL);
-    CHECK_FAILS(SetThreadToken(nullptr, primary), ERROR_BAD_TOKEN_TYPE);
-    for (const HANDLE handle : {primary, query, identify})
-    {
-        CloseHandle(handle);
-    }
 }
 
 LAB_TEST(AnImpersonatingThreadIsItsUser)
@@ -185,24 +151,6 @@ LAB_TEST(ProcessesAsAnotherUserNeedThePrivilegeAndAPrimaryToken)
     CloseHandle(impersonation);
     CloseHandle(token);
     CHECK_FAILS(create(token), ERROR_INVALID_HANDLE);
-}
-
-LAB_TEST(AUsersEnvironmentNamesTheUser)
-{
-    const HANDLE token = SessionToken(2);
-    LPVOID block = nullptr;
-    CHECK(CreateEnvironmentBlock(&block, token, FALSE));
-    bool named = false;
-    for (const auto* variable = static_cast<const wchar_t*>(block); *variable != L'\0';
-         variable += std::wcslen(variable) + 1)
-    {
-        named = named || std::wstring(variable) == L"USERNAME=bob";
-    }
-    CHECK(named);
-    CHECK(DestroyEnvironmentBlock(block));
-    CHECK_FAILS(DestroyEnvironmentBlock(block), ERROR_INVALID_PARAMETER);
-    CloseHandle(token);
-    CHECK_FAILS(CreateEnvironmentBlock(&block, token, FALSE), ERROR_INVALID_HANDLE);
 }
 
 LAB_TEST(WhoMayNotImpersonateOnlyLearnsWhoSomebodyIs)

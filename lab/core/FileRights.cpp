@@ -5,6 +5,7 @@
 #include "Owners.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -108,6 +109,21 @@ bool AllowsFile(const std::wstring& security, const Identity& identity, DWORD ac
     return descriptor.empty() || Allows(descriptor.data(), identity, access, kFileRights);
 }
 
+// The name under which a file's security is kept; nothing when none is.
+std::optional<std::wstring> KeptName(const LabFile& file)
+{
+    const LabKey key = OpenStateKey(kFileKey);
+    const auto isKeptAs = [&](const std::wstring& name)
+    { return key.String(name).value_or(L"").starts_with(file.id); };
+    if (isKeptAs(file.path))
+    {
+        return file.path;
+    }
+    const auto names = file.hasOtherNames ? key.ValueNames() : std::vector<std::wstring>();
+    const auto found = std::find_if(names.begin(), names.end(), isKeptAs);
+    return found == names.end() ? std::nullopt : std::optional(*found);
+}
+
 std::wstring FinalPath(HANDLE file)
 {
     std::array<wchar_t, 1024> path = {};
@@ -132,6 +148,7 @@ std::optional<LabFile> FileOf(HANDLE file)
     found.id = std::to_wstring(information.nFileIndexHigh) + L"-" +
                std::to_wstring(information.nFileIndexLow) + L" ";
     found.isFolder = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    found.hasOtherNames = !found.isFolder && information.nNumberOfLinks > 1;
     return found;
 }
 
@@ -147,10 +164,9 @@ std::optional<LabFile> FindFile(const std::wstring& path, DWORD flags)
 
 std::wstring SecurityOf(const LabFile& file)
 {
-    const auto kept = OpenStateKey(kFileKey).String(file.path);
-    if (kept && kept->starts_with(file.id))
+    if (const auto name = KeptName(file))
     {
-        return kept->substr(file.id.size());
+        return OpenStateKey(kFileKey).String(*name)->substr(file.id.size());
     }
     for (const Root& root : kRoots)
     {
@@ -164,7 +180,7 @@ std::wstring SecurityOf(const LabFile& file)
 
 void SetSecurityOf(const LabFile& file, const std::wstring& text)
 {
-    CreateStateKey(kFileKey).SetString(file.path, file.id + text);
+    CreateStateKey(kFileKey).SetString(KeptName(file).value_or(file.path), file.id + text);
 }
 
 bool MayUse(const LabFile& file, const Identity& identity, DWORD access)

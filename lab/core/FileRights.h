@@ -20,6 +20,7 @@ struct LabFile
     std::wstring path; // the final one
     std::wstring id;   // tells it from a later one under its path
     bool isFolder = false;
+    bool hasOtherNames = false; // hard links, which have one list
 };
 
 // What a path leads to; nothing when there is nothing. Links are followed unless `flags`, those of

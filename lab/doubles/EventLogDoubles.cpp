@@ -1,6 +1,7 @@
 // Doubles of the event log's reading functions.
 #include "DoubleTable.h"
 #include "EventHandles.h"
+#include "Impersonation.h"
 #include "OddReads.h"
 
 #include "CallRecord.h"
@@ -39,6 +40,10 @@ DWORD Prepare(LPCWSTR path, LPCWSTR query, std::optional<EventChannel>& channel,
     if (!channel)
     {
         return kChannelNotFound;
+    }
+    if (channel->Name() == kSecurityChannel && !EffectiveIdentity().isAdministrator)
+    {
+        return ERROR_ACCESS_DENIED;
     }
     xpath = XPath::ParseQuery(query == nullptr ? L"*" : query);
     return xpath ? ERROR_SUCCESS : kInvalidQuery;

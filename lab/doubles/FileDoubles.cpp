@@ -104,6 +104,28 @@ BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attribute
     return call.Return(made);
 }
 
+BOOL WINAPI DoubleCopyFileW(LPCWSTR from, LPCWSTR to, BOOL onlyNew)
+{
+    Call call(L"CopyFileW", from, to, onlyNew);
+    const auto target = FindFile(PathOf(to));
+    DWORD error = CheckOpening(PathOf(from), FindFile(PathOf(from)), GENERIC_READ, OPEN_EXISTING, 0);
+    if (error == ERROR_SUCCESS)
+    {
+        error = CheckOpening(PathOf(to), target, GENERIC_WRITE,
+                             onlyNew ? CREATE_NEW : CREATE_ALWAYS, 0);
+    }
+    if (error != ERROR_SUCCESS)
+    {
+        return call.Fail(error);
+    }
+    const BOOL copied = CopyFileW(from, to, onlyNew);
+    if (copied && !target)
+    {
+        NoteMade(to, EffectiveIdentity());
+    }
+    return call.Return(copied);
+}
+
 BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
 {
     TakeTurn(L"DeleteFileW file " + PathOf(path));
@@ -141,6 +163,7 @@ void AddFileDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "KERNEL32", CreateFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CreateDirectoryW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", CopyFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", ReadFile);
 }

@@ -89,7 +89,7 @@ DWORD WINAPI DoubleSetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE type, SECURITY_
         call.Add(ListText(dacl));
     }
     const auto file = KnownFile(handle, type);
-    if (file && what == DACL_SECURITY_INFORMATION)
+    if (file && (what & ~DWORD{PROTECTED_DACL_SECURITY_INFORMATION}) == DACL_SECURITY_INFORMATION)
     {
         return call.Return(SetFileList(handle, *file, dacl));
     }

@@ -40,7 +40,61 @@ std::size_t LeakCount(const std::string& kind)
     return count;
 }
 
+HRESULT OpenSettings(Com<ITaskSettings>& settings)
+{
+    Com<ITaskService> service;
+    Com<ITaskFolder> folder;
+    Com<ITaskDefinition> task;
+    HRESULT result = OpenRoot(service, folder);
+    result = SUCCEEDED(result) ? service->NewTask(0, task.Receive()) : result;
+    return SUCCEEDED(result) ? task->get_Settings(settings.Receive()) : result;
+}
+
+HRESULT AskEnabled(const wchar_t* name, VARIANT_BOOL& enabled)
+{
+    Com<ITaskService> service;
+    Com<ITaskFolder> folder;
+    Com<IRegisteredTask> task;
+    HRESULT result = OpenRoot(service, folder);
+    result = SUCCEEDED(result) ? folder->GetTask(Text(name), task.Receive()) : result;
+    return SUCCEEDED(result) ? task->get_Enabled(&enabled) : result;
+}
+
+class ComForOne
+{
+public:
+    ComForOne() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+
+    ComForOne(const ComForOne&) = delete;
+    ComForOne& operator=(const ComForOne&) = delete;
+
+    ~ComForOne() { CoUninitialize(); }
+};
+
 } // namespace
+
+STATEMENT(ABooleanOf1IsReadBackAs1, "ITaskSettings::put_Enabled", Caller::Anybody)
+{
+    const ComForOne com;
+    Com<ITaskSettings> settings;
+    VARIANT_BOOL enabled = VARIANT_FALSE;
+    CHECK(OpenSettings(settings) == S_OK);
+    CHECK(settings.Get() != nullptr && settings->put_Enabled(1) == S_OK &&
+          settings->get_Enabled(&enabled) == S_OK && enabled == 1);
+}
+
+STATEMENT(ATaskThatWasEnabledWith1IsEnabled, "ITaskFolder::RegisterTaskDefinition",
+          Caller::Administrator)
+{
+    const ComForOne com;
+    TaskPlan plan;
+    plan.name = L"PalvoContract";
+    VARIANT_BOOL enabled = VARIANT_FALSE;
+    CHECK(SUCCEEDED(MakeTask(plan)));
+    CHECK(AskEnabled(plan.name, enabled) == S_OK && enabled != VARIANT_FALSE);
+    CHECK(SUCCEEDED(DeleteTaskNamed(plan.name)));
+    CHECK(AskEnabled(plan.name, enabled) == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+}
 
 LAB_TEST(FoldersAreThereOnlyAfterConnecting)
 {
