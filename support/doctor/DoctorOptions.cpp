@@ -1,13 +1,20 @@
 #include "DoctorOptions.h"
 
+#include <map>
+
 // NOLINTNEXTLINE(readability-identifier-naming): a constant, though its text stands here
 const wchar_t DoctorHelp[] =
-    L"PalvoPrinterDoctor [--json] [--folder FOLDER] [--hung-after MINUTES] [--help]\n"
-    L"Looks why printers are not configured, and changes nothing. Run it as SYSTEM: others do not\n"
-    L"see everything.\n"
+    L"PalvoPrinterDoctor [--json] [--folder FOLDER] [--hung-after MINUTES] [--prometheus FILE]\n"
+    L"                   [--collect FILE.zip [--with-names]] [--help]\n"
+    L"Looks why printers are not configured, and writes nothing but these FILEs. Run it as "
+    L"SYSTEM:\n"
+    L"others do not see everything.\n"
     L"  --json                for programs (docs/doctor-json.md)\n"
     L"  --folder FOLDER       where the suite lies; by default, where the doctor lies\n"
     L"  --hung-after MINUTES  how long a run may take; by default 60\n"
+    L"  --prometheus FILE     writes metrics too (docs/monitoring.md)\n"
+    L"  --collect FILE.zip    writes what support needs, without names (docs/privacy.md)\n"
+    L"  --with-names          leaves the names in the collection\n"
     L"Ends with 0 when all is well, 1 when something needs attention, 2 when it could not look.\n";
 
 namespace
@@ -31,21 +38,23 @@ std::optional<std::uint64_t> ParseMinutes(const std::wstring& text)
 std::optional<DoctorOptions> ParseDoctorOptions(const std::vector<std::wstring>& arguments)
 {
     DoctorOptions options;
+    const std::map<std::wstring, bool*> switches = {{L"--json", &options.json},
+                                                    {L"--help", &options.help},
+                                                    {L"--with-names", &options.withNames}};
+    const std::map<std::wstring, std::wstring*> texts = {{L"--folder", &options.folder},
+                                                         {L"--prometheus", &options.metrics},
+                                                         {L"--collect", &options.collection}};
     for (std::size_t i = 0; i < arguments.size(); ++i)
     {
         const std::wstring& argument = arguments[i];
         const bool hasValue = i + 1 < arguments.size();
-        if (argument == L"--json")
+        if (const auto found = switches.find(argument); found != switches.end())
         {
-            options.json = true;
+            *found->second = true;
         }
-        else if (argument == L"--help")
+        else if (const auto text = texts.find(argument); text != texts.end() && hasValue)
         {
-            options.help = true;
-        }
-        else if (argument == L"--folder" && hasValue)
-        {
-            options.folder = arguments[++i];
+            *text->second = arguments[++i];
         }
         else if (const auto minutes = argument == L"--hung-after" && hasValue
                                           ? ParseMinutes(arguments[++i])
@@ -58,5 +67,5 @@ std::optional<DoctorOptions> ParseDoctorOptions(const std::vector<std::wstring>&
             return std::nullopt;
         }
     }
-    return options;
+    return options.withNames && options.collection.empty() ? std::nullopt : std::optional(options);
 }

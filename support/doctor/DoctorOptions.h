@@ -9,7 +9,10 @@ struct DoctorOptions
 {
     bool help = false;
     bool json = false;
-    std::wstring folder; ///< of the suite; empty: that of the doctor
+    std::wstring folder;     ///< of the suite; empty: that of the doctor
+    std::wstring metrics;    ///< file to write them to; empty: none
+    std::wstring collection; ///< zip to collect into; empty: none
+    bool withNames = false;  ///< in the collection
     std::uint64_t hungAfterMinutes = 60;
 };
 

@@ -76,6 +76,12 @@ struct TaskFacts
     std::vector<TaskFact> tasks;
 };
 
+struct VersionFacts
+{
+    std::map<std::wstring, std::wstring> files; ///< empty where a file has none
+    unsigned codePage = 0;
+};
+
 /// The newest or oldest event of a query. Record 0: there is none.
 struct EventFact
 {
@@ -116,6 +122,7 @@ struct LogFacts
     std::optional<std::uint64_t> freeBytes;
     std::uint64_t upTime = 0; ///< of Windows
     std::vector<DWORD> liveProcesses;
+    std::string bytes; ///< its end, where it is very large
     std::vector<LogEntry> entries;
     std::size_t foreignLines = 0;
 };

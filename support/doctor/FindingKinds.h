@@ -2,6 +2,8 @@
 
 #include "Finding.h"
 
+#include <array>
+
 // Every finding that the doctor knows, in the order of its checks. An identifier is never given a
 // new meaning; docs/troubleshooting.md has a heading for each.
 
@@ -209,4 +211,64 @@ inline constexpr FindingKind LogMutexHeld = {
 inline constexpr FindingKind LogOpenElsewhere = {
     L"log-open-elsewhere", L"Lines are lost while it does not share the log for writing.",
     L"Close it there; read the log with a viewer that shares it."};
+
+/// All of them, in the order of the checks.
+inline constexpr std::array All = {&RunSwitchOff,
+                                   &RunSwitchType,
+                                   &PositionType,
+                                   &PromptOn,
+                                   &WindowsTooOld,
+                                   &ProgramMissing,
+                                   &ProgramOnTheWay,
+                                   &FolderWritable,
+                                   &SchedulerUnreachable,
+                                   &TaskMissing,
+                                   &TaskDisabled,
+                                   &TaskProgram,
+                                   &TaskArguments,
+                                   &TaskAccount,
+                                   &TaskResult,
+                                   &TaskEnded,
+                                   &TaskRunsLong,
+                                   &ChannelMissing,
+                                   &ChannelOff,
+                                   &ChannelSmall,
+                                   &ChannelRetention,
+                                   &ChannelLostPosition,
+                                   &PositionBeyond,
+                                   &EventsWaiting,
+                                   &LogUnknownFolder,
+                                   &LogMissing,
+                                   &LogNotAFile,
+                                   &LogReadOnly,
+                                   &LogHeld,
+                                   &LogUntrimmed,
+                                   &LogLeftover,
+                                   &DiskFull,
+                                   &LogForeignLines,
+                                   &LogErrors,
+                                   &RunUnfinished,
+                                   &RunsRedundant,
+                                   &LogSilent,
+                                   &ClockBack,
+                                   &DeviceIdBlank,
+                                   &PrinterNotOpened,
+                                   &PrinterDriverUnknown,
+                                   &PrinterManifest,
+                                   &SessionWithoutToken,
+                                   &HiveMissing,
+                                   &HiveReadOnly,
+                                   &BagIncomplete,
+                                   &BagValueType,
+                                   &BagValueOdd,
+                                   &IdentifierZero,
+                                   &BagApplications,
+                                   &LocalServiceLogon,
+                                   &CryptographyFailed,
+                                   &WmiFailed,
+                                   &CopyHangs,
+                                   &SiblingHangs,
+                                   &MutexForeign,
+                                   &LogMutexHeld,
+                                   &LogOpenElsewhere};
 } // namespace FindingKinds

@@ -16,5 +16,13 @@ SessionFacts LookAtSessions();
 ServiceFacts LookAtServices();
 WorkFacts LookAtWork(const std::wstring& logPath);
 
+// For a collection alone.
+
+/// Of Windows (its kernel32.dll) and of the programs in `folder`.
+VersionFacts LookAtVersions(const std::wstring& folder);
+
+/// What a trim that was ended left beside the log; empty when there is nothing to read.
+std::string LookAtLeftover(const std::wstring& logPath);
+
 /// One value under `root`.
 ValueFact LookAtValue(HKEY root, const std::wstring& subKey, const std::wstring& name);

@@ -1,6 +1,7 @@
 #include "ReportText.h"
 
 #include "Format.h"
+#include "WindowsHeaders.h"
 
 #include <algorithm>
 
@@ -45,4 +46,23 @@ std::wstring ReportAsText(const Report& report)
         text += OneLine(Format(L"note: %s: %s", note.topic, note.text)) + L"\n";
     }
     return text + Verdict(report) + L"\n";
+}
+
+std::string ToUtf8(const std::wstring& text)
+{
+    const int size = static_cast<int>(text.size());
+    std::string bytes(static_cast<std::size_t>(size) * 3, '\0');
+    const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), size, bytes.data(),
+                                           static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(length));
+    return bytes;
+}
+
+std::wstring TimeText(std::uint64_t time)
+{
+    const FILETIME file = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+    SYSTEMTIME parts = {};
+    FileTimeToSystemTime(&file, &parts);
+    return Format(L"%04u-%02u-%02uT%02u:%02u:%02u", parts.wYear, parts.wMonth, parts.wDay,
+                  parts.wHour, parts.wMinute, parts.wSecond);
 }

@@ -3,6 +3,8 @@
 #include "Facts.h"
 #include "Finding.h"
 
+#include <functional>
+
 // What the facts mean. Pure: facts in, findings out.
 
 void JudgeSettings(const SettingsFacts& settings, Report& report);
@@ -26,9 +28,18 @@ std::vector<std::wstring> PathsOnTheWay(const std::wstring& path);
 /// when it does not.
 std::wstring XmlText(const std::wstring& xml, const std::wstring& name);
 
+/// 8-4-4-4-12 hexadecimal digits in lower case.
+bool IsIdentifier(const std::wstring& text);
+
+/// Each line without its line end, in the machine's ANSI code page. An unfinished last line is left
+/// out: somebody may be writing it.
+void ForEachLogLine(const std::string& bytes, const std::function<void(const std::wstring&)>& take);
+
 /// A line of the log without its line end; nothing when it is none of the log's.
 std::optional<LogEntry> ParseLogLine(const std::wstring& line);
 
-/// Takes a log's bytes apart, in the machine's ANSI code page. An unfinished last line is left out:
-/// somebody may be writing it.
+/// Such a line anew, with its line feed and another message.
+std::wstring LogLineOf(const LogEntry& entry, const std::wstring& message);
+
+/// Takes a log's bytes apart.
 void ParseLog(const std::string& bytes, LogFacts& log);

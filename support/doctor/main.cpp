@@ -2,10 +2,14 @@
 #include "Format.h"
 #include "Looks.h"
 #include "ProgramFile.h"
+#include "ReportMetrics.h"
 #include "ReportText.h"
 #include "Rules.h"
 #include "SimpleUser.h"
 #include "StandardOutput.h"
+#include "Version.h"
+#include "WholeFile.h"
+#include "collect/Collection.h"
 
 #include <exception>
 
@@ -22,12 +26,9 @@ std::uint64_t TimeNow(void(WINAPI* getTime)(SYSTEMTIME*))
     return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
 
-std::wstring UtcNow()
+std::wstring SuiteFolder(const DoctorOptions& options)
 {
-    SYSTEMTIME now = {};
-    GetSystemTime(&now);
-    return Format(L"%04u-%02u-%02uT%02u:%02u:%02uZ", now.wYear, now.wMonth, now.wDay, now.wHour,
-                  now.wMinute, now.wSecond);
+    return options.folder.empty() ? ProgramDirectory() : options.folder;
 }
 
 Facts LookAtAll(const DoctorOptions& options)
@@ -35,7 +36,7 @@ Facts LookAtAll(const DoctorOptions& options)
     Facts facts;
     facts.hungAfter = options.hungAfterMinutes * Minute;
     facts.settings = LookAtSettings();
-    facts.suite = LookAtSuite(options.folder.empty() ? ProgramDirectory() : options.folder);
+    facts.suite = LookAtSuite(SuiteFolder(options));
     facts.tasks = LookAtTasks();
     facts.channel = LookAtChannel();
     facts.log = LookAtLog();
@@ -49,12 +50,44 @@ Facts LookAtAll(const DoctorOptions& options)
     return facts;
 }
 
+std::string CollectAll(const DoctorOptions& options, const Facts& facts, const Report& report)
+{
+    return Collect({facts, report, LookAtVersions(SuiteFolder(options)), FromNarrow(PALVO_VERSION),
+                    User::GetNetBiosComputerName(), LookAtLeftover(facts.log.path)},
+                   options.withNames);
+}
+
+/// False when it cannot be written, which is then told.
+bool Write(const std::wstring& path, const std::string& bytes)
+{
+    const DWORD error = WriteWholeFile(path, bytes);
+    if (error != 0)
+    {
+        StandardOutput::Write(Format(L"%s cannot be written: error %lu.\n", path, error));
+    }
+    return error == 0;
+}
+
+bool WriteFiles(const DoctorOptions& options, const Facts& facts, const Report& report)
+{
+    return (options.metrics.empty() ||
+            Write(options.metrics,
+                  ToUtf8(ReportAsMetrics(facts, report, FromNarrow(PALVO_VERSION))))) &&
+           (options.collection.empty() ||
+            Write(options.collection, CollectAll(options, facts, report)));
+}
+
 int Examine(const DoctorOptions& options)
 {
-    const Report report = Judge(LookAtAll(options));
-    StandardOutput::Write(options.json
-                              ? ReportAsJson(report, User::GetNetBiosComputerName(), UtcNow())
-                              : ReportAsText(report));
+    const Facts facts = LookAtAll(options);
+    const Report report = Judge(facts);
+    if (!WriteFiles(options, facts, report))
+    {
+        return CouldNotLook;
+    }
+    StandardOutput::Write(options.json ? ReportAsJson(report, User::GetNetBiosComputerName(),
+                                                      TimeText(facts.utcTime) + L"Z")
+                                       : ReportAsText(report));
     return report.ExitCode();
 }
 } // namespace

@@ -10,6 +10,7 @@
 
 namespace
 {
+constexpr wchar_t Leftover[] = L".plvold";
 constexpr std::uint64_t MostBytes = 16ULL << 20;
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 // A link itself; and whoever answers in the file's place may not act as this account.
@@ -50,6 +51,13 @@ std::string ReadEnd(HANDLE file, std::uint64_t size)
     return begin == 0 ? bytes : bytes.substr(bytes.find('\n') + 1);
 }
 
+/// Whoever writes or deletes it meanwhile can.
+FileHandle OpenShared(const std::wstring& path)
+{
+    return FileHandle(CreateFileW(path.c_str(), GENERIC_READ, ShareAll, nullptr, OPEN_EXISTING,
+                                  OpenFlags, nullptr));
+}
+
 void AddLiveProcesses(LogFacts& facts)
 {
     for (const ProcessEntry& process : ListProcesses())
@@ -66,9 +74,7 @@ void LookAtFile(LogFacts& facts)
         facts.isFolder = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         facts.isReadOnly = !facts.isFolder && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
     }
-    // Whoever writes or deletes it meanwhile can.
-    const FileHandle file(CreateFileW(facts.path.c_str(), GENERIC_READ, ShareAll, nullptr,
-                                      OPEN_EXISTING, OpenFlags, nullptr));
+    const FileHandle file = OpenShared(facts.path);
     if (!file)
     {
         facts.openError = GetLastError();
@@ -79,7 +85,8 @@ void LookAtFile(LogFacts& facts)
     if (facts.isProper && GetFileSizeEx(file.Get(), &size))
     {
         facts.size = static_cast<std::uint64_t>(size.QuadPart);
-        ParseLog(ReadEnd(file.Get(), facts.size), facts);
+        facts.bytes = ReadEnd(file.Get(), facts.size);
+        ParseLog(facts.bytes, facts);
     }
 }
 } // namespace
@@ -99,11 +106,21 @@ LogFacts LookAtLog()
     LookAtFile(facts);
     AddLiveProcesses(facts);
     facts.hasLeftover =
-        GetFileAttributesW((facts.path + L".plvold").c_str()) != INVALID_FILE_ATTRIBUTES;
+        GetFileAttributesW((facts.path + Leftover).c_str()) != INVALID_FILE_ATTRIBUTES;
     ULARGE_INTEGER free = {};
     if (GetDiskFreeSpaceExW(facts.path.substr(0, 3).c_str(), &free, nullptr, nullptr))
     {
         facts.freeBytes = free.QuadPart;
     }
     return facts;
+}
+
+std::string LookAtLeftover(const std::wstring& logPath)
+{
+    const std::wstring path = logPath + Leftover;
+    const FileHandle file = OpenShared(path);
+    LARGE_INTEGER size = {};
+    return file && IsProperFile(file.Get(), path) && GetFileSizeEx(file.Get(), &size)
+               ? ReadEnd(file.Get(), static_cast<std::uint64_t>(size.QuadPart))
+               : std::string();
 }

@@ -1,3 +1,4 @@
+#include "LogLine.h"
 #include "Rules.h"
 
 #include <cstdio>
@@ -70,21 +71,37 @@ std::optional<LogEntry> ParseLogLine(const std::wstring& line)
     return entry;
 }
 
-void ParseLog(const std::string& bytes, LogFacts& log)
+std::wstring LogLineOf(const LogEntry& entry, const std::wstring& message)
+{
+    const FILETIME time = {static_cast<DWORD>(entry.time), static_cast<DWORD>(entry.time >> 32)};
+    SYSTEMTIME parts = {};
+    FileTimeToSystemTime(&time, &parts);
+    return LogLineText(parts, L"PalvoPrinterConfiguration", entry.process, std::nullopt, message);
+}
+
+void ForEachLogLine(const std::string& bytes, const std::function<void(const std::wstring&)>& take)
 {
     std::size_t begin = 0;
     for (std::size_t end = bytes.find('\n'); end != std::string::npos;
          begin = end + 1, end = bytes.find('\n', begin))
     {
         const bool hasReturn = end > begin && bytes[end - 1] == '\r';
-        const std::size_t length = end - begin - (hasReturn ? 1 : 0);
-        if (auto entry = ParseLogLine(FromCodePage(bytes.data() + begin, length)))
-        {
-            log.entries.push_back(std::move(*entry));
-        }
-        else
-        {
-            ++log.foreignLines;
-        }
+        take(FromCodePage(bytes.data() + begin, end - begin - (hasReturn ? 1 : 0)));
     }
+}
+
+void ParseLog(const std::string& bytes, LogFacts& log)
+{
+    ForEachLogLine(bytes,
+                   [&log](const std::wstring& line)
+                   {
+                       if (auto entry = ParseLogLine(line))
+                       {
+                           log.entries.push_back(std::move(*entry));
+                       }
+                       else
+                       {
+                           ++log.foreignLines;
+                       }
+                   });
 }

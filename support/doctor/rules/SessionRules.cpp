@@ -25,20 +25,6 @@ struct BagValue
 
 constexpr wchar_t Zeros[] = L"00000000-0000-0000-0000-000000000000";
 
-/// 8-4-4-4-12 hexadecimal digits in lower case.
-bool IsIdentifier(const std::wstring& text)
-{
-    const std::wstring pattern = Zeros;
-    bool fits = text.size() == pattern.size();
-    for (std::size_t i = 0; fits && i < text.size(); ++i)
-    {
-        const bool isDigit =
-            (text[i] >= L'0' && text[i] <= L'9') || (text[i] >= L'a' && text[i] <= L'f');
-        fits = pattern[i] == L'-' ? text[i] == L'-' : isDigit;
-    }
-    return fits;
-}
-
 bool HasForm(const std::wstring& text, Form form)
 {
     switch (form)
@@ -138,6 +124,19 @@ void JudgeSession(const SessionFact& session, Report& report)
     }
 }
 } // namespace
+
+bool IsIdentifier(const std::wstring& text)
+{
+    const std::wstring pattern = Zeros;
+    bool fits = text.size() == pattern.size();
+    for (std::size_t i = 0; fits && i < text.size(); ++i)
+    {
+        const bool isDigit =
+            (text[i] >= L'0' && text[i] <= L'9') || (text[i] >= L'a' && text[i] <= L'f');
+        fits = pattern[i] == L'-' ? text[i] == L'-' : isDigit;
+    }
+    return fits;
+}
 
 void JudgeSessions(const SessionFacts& sessions, Report& report)
 {
