@@ -13,11 +13,26 @@ namespace
 {
 
 constexpr wchar_t kFile[] = L"C:\\ProgramData\\PalvoContract.txt";
+constexpr wchar_t kFolder[] = L"C:\\ProgramData\\PalvoContract";
 
 HANDLE MakeFile(const wchar_t* path, DWORD access)
 {
     const HANDLE file = CreateFileW(path, access, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     return file == INVALID_HANDLE_VALUE ? nullptr : file;
+}
+
+std::wstring StoredIn(HANDLE file)
+{
+    constexpr SECURITY_INFORMATION what = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+    PSECURITY_DESCRIPTOR stored = nullptr;
+    if (GetSecurityInfo(file, SE_FILE_OBJECT, what, nullptr, nullptr, nullptr, nullptr, &stored) !=
+        ERROR_SUCCESS)
+    {
+        return L"";
+    }
+    const std::wstring text = DescriptorText(stored, what);
+    LocalFree(stored);
+    return text;
 }
 
 bool LogsOnLocalService(DWORD type)
@@ -133,6 +148,22 @@ STATEMENT(AFileStoresAnEntryWithoutInheritanceAndWithFileRights, "SetSecurityInf
     LocalFree(stored);
     CHECK(CloseHandle(file));
     CHECK(DeleteFileW(kFile));
+}
+
+STATEMENT(AFolderHasTheOwnerAndListThatItIsMadeWith,
+          "CreateDirectoryW, SetKernelObjectSecurity, GetSecurityInfo", Caller::Administrator)
+{
+    Descriptor made = ParseDescriptor(L"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)");
+    SECURITY_ATTRIBUTES attributes = {sizeof attributes, made.data(), FALSE};
+    CHECK(CreateDirectoryW(kFolder, &attributes));
+    const HANDLE folder = CreateFileW(kFolder, READ_CONTROL | WRITE_DAC, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    CHECK(StoredIn(folder) == L"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)");
+    Descriptor changed = ParseDescriptor(L"D:P(A;OICI;FA;;;BA)(A;OICI;FRFX;;;AU)");
+    CHECK(SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, changed.data()));
+    CHECK(StoredIn(folder) == L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;AU)");
+    CHECK(CloseHandle(folder));
+    CHECK(RemoveDirectoryW(kFolder));
 }
 
 STATEMENT(AHandleThatMayNotChangeTheListDoesNot, "SetSecurityInfo", Caller::Anybody)

@@ -103,6 +103,11 @@ std::wstring FolderSecurity(const std::wstring& path)
     return found ? SecurityOf(*found) : L"";
 }
 
+std::wstring OwnerText(PSECURITY_DESCRIPTOR descriptor)
+{
+    return DescriptorText(descriptor, OWNER_SECURITY_INFORMATION);
+}
+
 bool AllowsFile(const std::wstring& security, const Identity& identity, DWORD access)
 {
     Descriptor descriptor = ParseDescriptor(security);
@@ -198,13 +203,17 @@ bool MayAdd(const std::wstring& path, const Identity& identity, bool isFolder)
                                  isFolder ? FILE_ADD_SUBDIRECTORY : FILE_ADD_FILE);
 }
 
-void NoteMade(const std::wstring& path, const Identity& creator)
+void NoteMade(const std::wstring& path, const Identity& creator, PSECURITY_DESCRIPTOR given)
 {
     const KeepLastError keep;
     const auto file = FindFile(path, FILE_FLAG_OPEN_REPARSE_POINT);
-    const std::wstring security =
+    std::wstring security =
         file ? Inherited(FolderSecurity(file->path), OwnerOf(creator), file->isFolder) : L"";
-    if (!security.empty())
+    if (given != nullptr && !OwnerText(given).empty() && ListOf(given) != nullptr)
+    {
+        security = DescriptorText(given, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION);
+    }
+    if (file && !security.empty())
     {
         SetSecurityOf(*file, security);
     }

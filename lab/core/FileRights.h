@@ -37,7 +37,9 @@ void SetSecurityOf(const LabFile& file, const std::wstring& text);
 bool MayUse(const LabFile& file, const Identity& identity, DWORD access);
 bool MayAdd(const std::wstring& path, const Identity& identity, bool isFolder);
 
-// What this account made has its owner from now on.
-void NoteMade(const std::wstring& path, const Identity& creator);
+// What this account made has its owner from now on, and inherits; or it has the descriptor that it
+// was made with, when that has an owner and a list.
+void NoteMade(const std::wstring& path, const Identity& creator,
+              PSECURITY_DESCRIPTOR given = nullptr);
 
 } // namespace PalvoLab

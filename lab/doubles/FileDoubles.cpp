@@ -99,7 +99,8 @@ BOOL WINAPI DoubleCreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES attribute
     const BOOL made = CreateDirectoryW(path, attributes);
     if (made)
     {
-        NoteMade(path, EffectiveIdentity());
+        NoteMade(path, EffectiveIdentity(),
+                 attributes == nullptr ? nullptr : attributes->lpSecurityDescriptor);
     }
     return call.Return(made);
 }

@@ -65,14 +65,14 @@ void MakeStored(PACL list, bool isFolder)
     }
 }
 
-DWORD SetFileList(HANDLE handle, const LabFile& file, PACL list)
+DWORD SetFileList(HANDLE handle, const LabFile& file, const std::wstring& list)
 {
     if (!IsOpenFor(handle, WRITE_DAC))
     {
         return ERROR_ACCESS_DENIED;
     }
     Descriptor owner = ParseDescriptor(SecurityOf(file));
-    Descriptor parsed = ParseDescriptor(ListText(list));
+    Descriptor parsed = ParseDescriptor(list);
     MakeStored(ListOf(parsed.data()), file.isFolder);
     SetSecurityOf(file, DescriptorText(owner.data(), OWNER_SECURITY_INFORMATION) +
                             DescriptorText(parsed.data(), DACL_SECURITY_INFORMATION));
@@ -91,9 +91,25 @@ DWORD WINAPI DoubleSetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE type, SECURITY_
     const auto file = KnownFile(handle, type);
     if (file && (what & ~DWORD{PROTECTED_DACL_SECURITY_INFORMATION}) == DACL_SECURITY_INFORMATION)
     {
-        return call.Return(SetFileList(handle, *file, dacl));
+        return call.Return(SetFileList(handle, *file, ListText(dacl)));
     }
     return call.Return(SetSecurityInfo(handle, type, what, owner, group, dacl, sacl));
+}
+
+// It changes this object alone; SetSecurityInfo on Windows also what inherits from it.
+BOOL WINAPI DoubleSetKernelObjectSecurity(HANDLE handle, SECURITY_INFORMATION what,
+                                          PSECURITY_DESCRIPTOR descriptor)
+{
+    Call call(L"SetKernelObjectSecurity", handle, static_cast<DWORD>(what));
+    const std::wstring list = DescriptorText(descriptor, DACL_SECURITY_INFORMATION);
+    call.Add(list);
+    const auto file = KnownFile(handle, SE_FILE_OBJECT);
+    if (!file || what != DACL_SECURITY_INFORMATION)
+    {
+        return call.Return(SetKernelObjectSecurity(handle, what, descriptor));
+    }
+    const DWORD error = SetFileList(handle, *file, list);
+    return error == ERROR_SUCCESS ? call.Return(TRUE) : call.Fail(error);
 }
 
 DWORD GetFileSecurityOf(HANDLE handle, const LabFile& file, PSID* owner, PACL* dacl,
@@ -143,6 +159,7 @@ void AddSecurityDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "ADVAPI32", SetSecurityInfo);
     PALVOLAB_DOUBLE(list, "ADVAPI32", GetSecurityInfo);
+    PALVOLAB_DOUBLE(list, "ADVAPI32", SetKernelObjectSecurity);
 }
 
 } // namespace PalvoLab
