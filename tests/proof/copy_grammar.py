@@ -144,10 +144,24 @@ class Reading:
         began = self.start("PalvoPrinterQuery", query)
         self.start("PalvoPrinterConfigurationWriter", self.tag(writer))
         # Only SYSTEM gets at the users' tokens.
-        for text in self.checker.history.users if self.copy.account == "SYSTEM" else ():
-            self.line(text)
+        if self.copy.account == "SYSTEM":
+            self.users()
         printer = query[4:-1] if query.startswith("-e ") else ""
         self.copy.passes.append(Pass(kind, taken, began.order, printer))
+
+    def users(self):
+        """The lines about the users' values. A user who comes or goes meanwhile may leave any of them out."""
+        history = self.checker.history
+        if not history.users_vary:
+            for text in history.users:
+                self.line(text)
+            return
+        known = [*history.users]
+        while self.peek() == "lost line" or (self.steps and self.steps[0].kind == "line" and (
+                self.steps[0].value in known or str(self.steps[0].value).startswith("ERROR: Failed "))):
+            if self.steps[0].value in known:
+                del known[:known.index(self.steps[0].value) + 1]
+            self.line(self.steps[0].value)
 
     def is_redundant(self):
         """A copy that is refused the mutex takes itself for the one that works."""

@@ -15,6 +15,7 @@ from random import Random
 import lab as system
 from proof.allowances import exceeded
 from proof.history_checker import check, story
+from proof.nemeses import LONGEST, MOMENTS, Nemeses, go_on
 from proof.printers import LEGACY, Printers
 from proof.recorded_history import ADMINISTRATOR, SERVICE, USER
 from proof.recording import collect, lanes_of, prepare, recorded, wait_for_quiet
@@ -38,6 +39,7 @@ BESIDE = {"-?": 2, "-x": 1, "-w": 1, "-IN": 1, "-UN": 1, "-APDI -i Nothing": 1}
 # What others than SYSTEM run.
 MIXED = {"-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c", "-r -i PeriodicRefreshTask", "-r", ""}
 INSTALLERS = {"-IT": 1, "-UT": 1}
+LEADER = "-c -i NewOrChangedTask"
 PRINTERS = [f"Office {number}" for number in range(1, 9)]
 
 
@@ -55,6 +57,7 @@ class Story:
     def __init__(self, lab, random):
         self.lab = lab
         self.random = random
+        self.nemeses = Nemeses(lab, random)
         self.ended = []
         self.failures = []
 
@@ -93,8 +96,12 @@ class Story:
     def change_printers(self, at_work):
         """Printers come, change and go; now and then somebody clears the channel."""
         clears = self.random.random() < 0.15
+        left = self.random.choice([0, 0, 1, 3])     # strikes
         while at_work():
             self.change_one(clears)
+            if left and self.random.random() < 0.1:
+                left -= 1
+                self.nemeses.strike()
             for sibling, most in (("query", 40), ("writer", 150)):
                 self.lab("sibling", sibling, "--take", f"0-{self.random.randint(1, most)}")
             time.sleep(self.random.uniform(0.02, 0.4))
@@ -112,18 +119,38 @@ class Story:
         elif choice < 0.95 and clears:
             printers.clear()
 
+    def lead(self, lane):
+        """Starts a copy that is stopped somewhere and goes on while the bursts are under way."""
+        def run():
+            try:
+                self.ended.append(lane.run(LEADER))
+            except Exception as error:  # Told in the main thread.
+                self.failures.append(error)
+
+        self.printers.add(PRINTERS[0], SUPPORTED)
+        thread = threading.Thread(target=run)
+        thread.start()
+        if pid := self.nemeses.stop_when(self.random.choice([*MOMENTS])):
+            timer = threading.Timer(self.random.choice([1, LONGEST]), go_on, [pid])
+            timer.start()
+        return thread
+
     def bring_up_to_date(self, lane):
         """One refresh when all is quiet; the line of the record from which on it ran."""
         wait_for_quiet(self.lab, self.ended)
         quiet = recorded(self.lab)
         self.ended.append(lane.run("-r"))
+        if (bags := self.lab.bags()) != self.bags:
+            raise Broken(f"after all was quiet, a refresh left {bags} instead of {self.bags}")
         return quiet
 
     def tell(self):
         """Runs it; the history."""
-        with lanes_of(self.lab, LANES) as lanes:
+        with lanes_of(self.lab, LANES + 1) as lanes:
             users = prepare(self.lab)
+            self.bags = self.lab.bags()
             self.printers = Printers(self.lab)
+            leader = self.lead(lanes.pop())
             threads = [threading.Thread(target=self.serve, args=(
                 lane, bursts, [self.random.uniform(0, 0.5) for _ in bursts]))
                 for lane, bursts in zip(lanes, self.plan())]
@@ -132,13 +159,15 @@ class Story:
             try:
                 self.change_printers(lambda: any(thread.is_alive() for thread in threads))
             finally:
-                for thread in threads:
+                for thread in [*threads, leader]:
                     thread.join()
             if self.failures:
                 raise self.failures[0]
             quiet = self.bring_up_to_date(lanes[0])
             history = self.printers.tell(collect(self.lab, users, self.ended))
             history.quiet = quiet
+            history.users_vary = "leave" in self.nemeses.figures
+            history.struck = self.nemeses.figures
             return history
 
 
@@ -161,6 +190,7 @@ class Findings:
         self.name = name
         self.figures = Counter()
         self.allowed = Counter()
+        self.struck = Counter()
         self.lock = threading.Lock()
         self.begun = 0      # histories
         self.once_found = once_found(name)
@@ -206,6 +236,7 @@ class Findings:
 
     def add(self, case, history, verdict):
         self.figures += verdict.figures
+        self.struck += history.struck
         for why, examples in verdict.allowed.items():
             if why not in self.allowed:
                 print(f"allowed by the rules as they stand: {why}; history {case}:")
@@ -227,6 +258,9 @@ class Findings:
             self.kept.forget()
         for why, count in self.allowed.items():
             self.proof.figure(f"allowed {count} times: {why}")
+        if self.struck:
+            self.proof.figure("nemeses: " + ", ".join(
+                f"{count} x {one}" for one, count in sorted(self.struck.items())))
         self.proof.runs = self.figures["runs"]
         for text in exceeded(self.allowed, self.proof.runs):
             self.proof.find(text)

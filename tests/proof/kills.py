@@ -12,6 +12,7 @@ import threading
 import lab as system
 from proof.history import SECONDS, Broken, Findings, share
 from proof.kill_plan import CHANGED, NO_SIBLINGS, REFRESHING, TRIES, KillPlan, Reference
+from proof.printers import Printers
 from proof.program_promises import HEAD
 from proof.recorded_history import CALL, KILLED, step_of
 from proof.recording import collect, lanes_of, prepare, record_path
@@ -19,10 +20,10 @@ from proof.runner import SUPPORTED, Proof
 from proof.trimmed_log import LARGEST, kept_tail
 from proof.wine_faults import NOT_BROUGHT_UP
 
-SHORT, LONG = 300, 5000     # kills
+LONG = 5000                 # kills; the short form has those of its calls
 TRIMS = 24                  # kills within a trim, in the short form
 ROUNDS = 4                  # of one history
-KILLERS = 6                 # copies of a round that are to be killed at a call
+KILLERS = 8                 # copies of a round that are to be killed at a call
 BAG_VALUES = {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"}
 
 
@@ -54,14 +55,15 @@ class KillStory:
     def tell(self):
         with lanes_of(self.lab, KILLERS + 1) as self.lanes:
             prepare(self.lab, quick=True)
+            self.printers = Printers(self.lab)
             for number in range(ROUNDS):
                 self.round(number)
-            return collect(self.lab, self.reference.users, self.ended, kills=True)
+            return self.printers.tell(collect(self.lab, self.reference.users, self.ended, kills=True))
 
     def round(self, number):
         lab, random = self.lab, self.random
         lab("set", "channel-enabled", "on")
-        lab("printer", "add", f"Office {number}", SUPPORTED)
+        self.printers.add(f"Office {number}", SUPPORTED)
         for sibling in ("query", "writer"):
             lab("sibling", sibling, "--take", f"0-{random.choice([1, 20, 80])}")
         before = len(record_path(lab).read_bytes()) if record_path(lab).is_file() else 0
@@ -100,7 +102,7 @@ class KillStory:
             call = None
             if installing:
                 call = plan.take(NO_SIBLINGS, deepest=True)
-            elif random.random() < 0.6:
+            elif random.random() < 0.85:
                 call = plan.take(CHANGED + REFRESHING, deepest=False)
             doomed.append(self.planned(call) if call else self.anywhere())
         return doomed
@@ -157,12 +159,12 @@ class KillStory:
         lab, random = self.lab, self.random
         self.remove_tasks()
         # A printer event waits half a second before its first pass: seldom is enough.
-        order = random.choices(CHANGED, [1, 4, 2, 2]) + [random.choice(REFRESHING)]
+        order = random.choices(CHANGED, [1, 4, 2, 2], k=1) + [random.choice(REFRESHING)]
         random.shuffle(order)
         for arguments in order:
             if arguments == CHANGED[0]:
                 lab("set", "channel-enabled", "on")     # -UT turned it off.
-                lab("printer", "change", f"Office {number}")
+                self.printers.change(f"Office {number}")
             before = len(lab.siblings())
             run = self.lanes[-1].run(arguments)
             self.ended.append(run)
@@ -282,7 +284,7 @@ def main():
     references = {lab: Reference(lab) for lab in proof.labs}
     calls = references[proof.labs[0]].every_call()
     plan = KillPlan(calls if proof.long else calls_of(calls, proof.seed))
-    wanted, trims = (LONG, TRIMS * 10) if proof.long else (SHORT, TRIMS)
+    wanted, trims = (LONG, TRIMS * 10) if proof.long else (0, TRIMS)
     share(proof, findings, lambda figures: figures["killed"] >= wanted and plan.is_over(),
           lambda lab, random: KillStory(lab, random, references[lab], plan).tell())
     proof.figure(f"{plan.done} of {plan.total} recorded calls killed after")

@@ -19,7 +19,8 @@ RECORDED = ["CreateMutexW", "CreateEventW", "SetEvent", "WaitForSingleObject", "
             "CreateProcessW", "CreateProcessAsUserW"]
 SUITE = "C:\\Program Files\\Palvo Printer Suite\\"
 LOG = "\\PalvoOrvela\\PalvoPrinterConfiguration.log"
-LOG_MUTEX = '"mutex Global\\c:/programdata/palvo/'
+LOG_MUTEX_NAME = "Global\\c:/programdata/palvo/printerdriver/v6.0/palvoprinterconfiguration/palvoorvela"
+LOG_MUTEX = f'"mutex {LOG_MUTEX_NAME}"'
 WAITS_BEFORE_LINES = 3      # for the log's mutex: to make the folder, and to let two accounts in
 TAKEN, ABANDONED, NOT_NOW = 0, 128, 258
 

@@ -71,9 +71,11 @@ class History:
     finished: list = field(default_factory=list)    # (pid, code) of the scheduler's, in their order
     users: list = field(default_factory=list)       # the log's lines of one pass about users' values
     clearings: list = field(default_factory=list)   # of the channel
+    users_vary: bool = False                        # whether they came and went
     kills: bool = False                             # whether copies were killed
     changes: list = None                            # of printers, if somebody took them down
     lives: list = field(default_factory=list)       # of printers
+    struck: Counter = field(default_factory=Counter)    # nemeses
     quiet: int = None                               # the line from which on nothing was done but one refresh
 
 

@@ -70,7 +70,7 @@ class Proof:
     """One run of one proof. `long` asks for the long form; `random` is seeded, and the seed told. It ends
     what it started, however it ends itself; `seconds`: what the short form may take on a slow machine."""
 
-    def __init__(self, what, seconds=900):
+    def __init__(self, what, seconds=1800):
         parser = argparse.ArgumentParser(description=what)
         parser.add_argument("--long", action="store_true", help="the long form")
         parser.add_argument("--seed", type=int, help="the commit's when none is given")

@@ -2,11 +2,11 @@
 
 import unittest
 
-from proof.allowances import REFUSED
-from proof.program_promises import UPDATE
+from proof.allowances import MUTEX_HELD, REFUSED
+from proof.program_promises import LOG_MUTEX_NAME, UPDATE
 from proof.recorded_history import ADMINISTRATOR
 from proof.written_history import (
-    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
+    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, USERS, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, refreshing, second, stranger, worker)
 
 
@@ -234,6 +234,25 @@ class GoodHistories(unittest.TestCase):
         first.special_pass(queued=True)
         first.finish()
         self.assertEqual(dict(self.check(script).allowed), {})
+
+    def test_a_user_who_comes_or_goes_may_have_no_lines(self):
+        for vary in (True, False):
+            script = Script()
+            logon_alone(script)
+            script.history.users = ["Updated UserPropertyBag for 'PC\\zoe': UserId='2', Src='zoe'", *USERS]
+            script.history.users_vary = vary
+            self.assertEqual(script.verdict().violations == [], vary)
+
+    def test_a_line_may_be_dropped_when_others_have_the_logs_mutex_for_five_seconds(self):
+        script = Script()
+        logon_alone(script)
+        line = next(line for line in script.history.record if 'CreateFileW' in line)
+        wait = f'WaitForSingleObject("mutex {LOG_MUTEX_NAME}", 5000) = '
+        script.history.record[1:2] = [line.split("CreateFileW")[0] + wait + f"{result} [0]"
+                                      for result in (0, 0, 258, 258)]
+        script.history.log = script.history.log[script.history.log.index(b"\r\n") + 2:]
+        self.assertEqual([(why, len(cases)) for why, cases in self.check(script).allowed.items()],
+                         [(MUTEX_HELD, 1)])
 
     def test_a_copy_is_killed_when_its_work_is_done(self):
         script = Script()

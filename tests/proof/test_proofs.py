@@ -94,7 +94,8 @@ class Proofs(unittest.TestCase):
 
         def tell(lab, random):
             with mock.patch.object(Story, "plan", lambda _: []), \
-                    mock.patch.object(Story, "change_printers", lambda *_: None):
+                    mock.patch.object(Story, "change_printers", lambda *_: None), \
+                    mock.patch.object(Story, "lead"):
                 return Story(lab, random).tell()
 
         for teller, where, last in ((tell, "history", "wait_for_quiet"), (tell_kills, "kills", "collect")):
