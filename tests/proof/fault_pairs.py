@@ -1,9 +1,12 @@
 """Faults that come together, a fault and a kill, and the cases that once found something."""
 
+import re
 from pathlib import Path
 
 from proof.fault_cases import (
     DELETE_LOG, EVENT, INSTALL, LOGON, REDUNDANT, REFRESH, SITUATIONS, TRIM, UNINSTALL, Case)
+
+REGRESSIONS = Path(__file__).with_name("regressions.txt")
 
 # Two faults: the first leads the program to the call that fails then.
 PAIRS = [(before, function, situation) for situation, before, functions in (
@@ -68,19 +71,19 @@ def pairs():
         yield Case(situation, function, int(nth), way, bool(always), before)
 
 
-def kept_lines():
-    return Path(__file__).with_name("fault_regressions.txt").read_text().splitlines()
+def once_found():
+    """This proof's lines of the regressions."""
+    return re.findall(r"^fault_sweep (.+)$", REGRESSIONS.read_text("utf-8"), re.MULTILINE)
 
 
 def regressions(lines):
-    """The cases that once found something: they are always tried."""
+    """Their cases."""
     named = {situation.name: situation for situation in SITUATIONS}
     for line in lines:
-        if line and not line.startswith("#"):
-            name, faults = line.split(": ", 1)
-            *before, last = faults.split(";")
-            function, nth, way, *always = last.split()
-            yield Case(named[name], function, int(nth), way, bool(always), ";".join(before))
+        name, faults = line.split(": ", 1)
+        *before, last = faults.split(";")
+        function, nth, way, *always = last.split()
+        yield Case(named[name], function, int(nth), way, bool(always), ";".join(before))
 
 
 def kills():

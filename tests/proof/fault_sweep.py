@@ -16,12 +16,11 @@ from proof.fault_cases import (
 from proof.fault_facts import COPY, OURS, differences
 from proof.fault_judge import begins, judge
 from proof.fault_normal import normal_runs
-from proof.fault_pairs import kept_lines, kills, pairs, regressions
+from proof.fault_pairs import kills, once_found, pairs, regressions
 from proof.fault_rules import losses_of
 from proof.fault_run import let_end, observe, prepare
 from proof.recorded_history import KILLED
 from proof.runner import ROOT, Kept, Proof
-from proof.time_limit import limit
 from proof.trimmed_log import LARGEST
 
 ABORTED = 3             # the C runtime's code for an exception that nobody caught
@@ -154,7 +153,6 @@ def choose(proof, groups):
 
 def main():
     proof = Proof("Fault sweep: every call into Windows fails in turn")
-    limit(proof, 15 * 60, 24 * 3600)
     imported = imports(proof.labs[0])
     can_fail = imported - NO_FAILURE - RUNTIMES
     normal = normal_runs(proof)
@@ -166,7 +164,7 @@ def main():
     there = dict(kills())
     special = [[case] for case in (*cases_after(), *pairs(), *there)]
     groups = [group for group in (*groups_of(normal, can_fail), *special) if group]
-    cases = dict.fromkeys([*regressions(kept_lines()), *choose(proof, groups)])
+    cases = dict.fromkeys([*regressions(once_found()), *choose(proof, groups)])
 
     def work(own, case):
         prepare(own, case.mode)
@@ -181,7 +179,7 @@ def main():
         check_killed(failed.facts, there.get(case, []))
         check_repair(own, case, normal, Failed(failed.facts.code, passes), proof.notes)
 
-    proof.share(work, cases, Kept("fault_sweep", *SOURCES, "fault_regressions.txt", "recorded_history.py")
+    proof.share(work, cases, Kept("fault_sweep", *SOURCES, "regressions.txt", "recorded_history.py")
                 if proof.long else None)
     for function, reason in OUT_OF_REACH.items():
         print(f"  not reached: {function}: {reason}")

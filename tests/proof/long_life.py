@@ -8,7 +8,6 @@ import time
 from collections import defaultdict
 
 from proof.runner import SUPPORTED, Proof
-from proof.time_limit import limit
 
 EVENT = ("-c", "-i", "NewOrChangedTask")
 LOGON = ("-c", "-i", "UserLogonTask", "-IN", "-w")
@@ -95,7 +94,6 @@ class Life:
 
 def main():
     proof = Proof("Long life: many runs in a row")
-    limit(proof, 10 * 60, 12 * 3600)
     life = Life(proof)
     rounds = 500 if proof.long else 4
     life.begin()
