@@ -6,6 +6,7 @@ from dataclasses import dataclass, replace
 
 from proof.program_promises import NAMES
 
+FOREIGN = "6.0:A,B"     # another program's list of applications
 CHANGED = ("-c", "-i", "NewOrChangedTask")
 NORMAL_REQUEST, REFRESH_REQUEST = NAMES["normal request"], NAMES["refresh request"]
 
@@ -16,7 +17,6 @@ class Situation:
     name: str
     arguments: tuple
     code: int               # the exit code of a normal run
-    codes: range            # the exit codes that it can give
     account: str = "SYSTEM"
     beside: tuple = None    # the arguments of a copy that is at work meanwhile
     posted: str = ""        # the request that comes while the query program runs
@@ -26,33 +26,36 @@ class Situation:
         return replace(self, beside=None, code=0) if self.beside else self
 
 
-EVENT = Situation("printer event", CHANGED, 0, range(2))
+EVENT = Situation("printer event", CHANGED, 0)
 # The printer that the second request is for was dealt with by the first.
-SKIPPING = Situation("queued request that needs no work", CHANGED, 0, range(2), posted=NORMAL_REQUEST)
-LOGON = Situation("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0, range(2),
+SKIPPING = Situation("queued request that needs no work", CHANGED, 0, posted=NORMAL_REQUEST)
+LOGON = Situation("user logon, then a printer event", ("-c", "-i", "UserLogonTask", "-IN", "-w"), 0,
                   posted=NORMAL_REQUEST)
-REFRESH = Situation("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0, range(2))
+REFRESH = Situation("refresh", ("-r", "-i", "PeriodicRefreshTask", "-IN", "-w"), 0)
 # The siblings take long enough for the message queue to be looked at, and hold messages for it.
-ON_DEMAND = Situation("on demand, twice, slowly", (), 0, range(2), posted=REFRESH_REQUEST)
-NOTHING = Situation("nothing to do", CHANGED, 0, range(2))
-REDUNDANT = Situation("redundant printer event", CHANGED, 1, range(2), beside=("-c",))
-REDUNDANT_LOGON = Situation("redundant logon", ("-c", "-i", "UserLogonTask"), 1, range(2), beside=("-c",))
-REDUNDANT_REFRESH = Situation("redundant refresh", ("-r",), 1, range(2), beside=("-r",))
-INSTALL = Situation("install", ("-IT",), 0, range(5))
-UNINSTALL = Situation("uninstall", ("-UT",), 0, range(5))
-DELETE_LOG = Situation("delete log", ("-DL",), 0, range(2))
-DRIVER = Situation("driver", ("-APDI", "-i", "Palvo Orvela PV6 PS"), 0, range(1))
-HELP = Situation("help", ("-?",), 1, range(1, 2))
-UNKNOWN = Situation("unknown switch", ("-x",), 1, range(1, 2))
+ON_DEMAND = Situation("on demand, twice, slowly", (), 0, posted=REFRESH_REQUEST)
+NOTHING = Situation("nothing to do", CHANGED, 0)
+REDUNDANT = Situation("redundant printer event", CHANGED, 1, beside=("-c",))
+REDUNDANT_LOGON = Situation("redundant logon", ("-c", "-i", "UserLogonTask"), 1, beside=("-c",))
+REDUNDANT_REFRESH = Situation("redundant refresh", ("-r",), 1, beside=("-r",))
+INSTALL = Situation("install", ("-IT",), 0)
+UNINSTALL = Situation("uninstall", ("-UT",), 0)
+DELETE_LOG = Situation("delete log", ("-DL",), 0)
+DRIVER = Situation("driver", ("-APDI", "-i", "Palvo Orvela PV6 PS"), 0)
+HELP = Situation("help", ("-?",), 1)
+UNKNOWN = Situation("unknown switch", ("-x",), 1)
 # The switch that cannot be read counts as on.
-SWITCHED_OFF = Situation("switched off", ("-?",), 0, range(2))
-TRIM = Situation("long log", ("-?",), 1, range(1, 2))
+SWITCHED_OFF = Situation("switched off", ("-?",), 0)
+TRIM = Situation("long log", ("-?",), 1)
 # A text that is longer than most has its length asked for.
-PROMPT = Situation("debugger prompt", ("-UN", "-i", "x" * 300), 1, range(1, 2))
-BOX = Situation("debugger prompt on the desktop", ("-UN",), 1, range(1, 2), "alice")
+PROMPT = Situation("debugger prompt", ("-UN", "-i", "x" * 300), 1)
+BOX = Situation("debugger prompt on the desktop", ("-UN",), 1, "alice")
 REDUNDANTS = [REDUNDANT, REDUNDANT_LOGON, REDUNDANT_REFRESH]
 SITUATIONS = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND, NOTHING, *REDUNDANTS, INSTALL, UNINSTALL,
               DELETE_LOG, DRIVER, HELP, UNKNOWN, SWITCHED_OFF, TRIM, PROMPT, BOX]
+# Of modes that are alike the short form takes a function's cases in one.
+ALIKE = [[EVENT, SKIPPING, NOTHING], [LOGON], [REFRESH, ON_DEMAND], REDUNDANTS, [INSTALL], [UNINSTALL],
+         [DELETE_LOG, DRIVER, HELP, UNKNOWN, SWITCHED_OFF], [TRIM], [PROMPT, BOX]]
 # These wait for the programs that they start.
 WAITING = [EVENT, SKIPPING, LOGON, REFRESH, ON_DEMAND]
 # These scan the event log, and store how far they came.
@@ -167,10 +170,6 @@ OTHER_METHODS = ["0x80070057", "0x8007000E"]
 # Reads that succeed with less, or with something else, than there is.
 ODD_READS = {"wrong-type", "bytes=0", "bytes=3", "bytes=1000"}
 
-# Where an exception leaves the mode, by its rules: no memory, or a registry value that cannot be
-# written outside of the mode that catches it.
-RAISES = {"malloc", "calloc", "realloc", "RegSetValueExW", "SysAllocString"}
-
 # Giving back: when it fails, what was to be given back stays open, and nothing else.
 GIVES_BACK = {
     "CloseHandle": "handle|token", "RegCloseKey": "registry key", "LocalFree": "local memory",
@@ -195,10 +194,9 @@ FORGETS_POSITION = {"EvtCreateRenderContext", "EvtRender", "EvtQuery", "EvtNext"
 # the program, as SYSTEM, opens it no more.
 CLOSES_LOG = {"GetSecurityInfo", "MakeAbsoluteSD"}
 
-# The texts of these runs may be missing.
-TEXTLESS = {"_vsnwprintf", "_vscwprintf"}
-# The lines of these runs may lack the time or the program's name.
-NAMELESS = TEXTLESS | {"GetModuleFileNameW"}
+
+# The copy of a trimmed log that cannot be deleted is deleted by the next trim.
+LEAVES_COPY = {"CreateFileW", "GetFinalPathNameByHandleW", "SetFileInformationByHandle", "CloseHandle"}
 
 
 @dataclass(frozen=True)
@@ -217,12 +215,27 @@ class Case:
     def __str__(self):
         return f"{self.mode.name}: {self.fault()}"
 
-    def ends(self, instance_wait):
+    @property
+    def often(self):
+        """Whether more than one call may fail."""
+        return self.always or bool(self.before)
+
+    @property
+    def failing(self):
+        """The functions that fail."""
+        return [*(fault.split()[0] for fault in self.before.split(";") if fault),
+                *([] if self.kills else [self.function])]
+
+    @property
+    def kills(self):
+        return self.way == "kill"
+
+    def ends(self, normal):
         """A child that never ends keeps the program waiting, for ever: such a case has no end, unless
         the wait for the instance, by its number, tells the copy before that it is redundant."""
         if not self.always or self.function != "WaitForSingleObject" or self.mode not in WAITING:
             return True
-        return self.way == "return=258" and self.nth <= instance_wait or "=4294967295" in self.way
+        return self.way == "return=258" and self.nth <= normal.instance_wait or "=4294967295" in self.way
 
 
 def ways_of(function):
@@ -231,14 +244,21 @@ def ways_of(function):
     return METHOD_WAYS.get(function, METHOD_WAYS.get(function.split("::")[1], OTHER_METHODS))
 
 
-def cases_of(mode, function, calls, instance_wait):
+def numbers_of(situation, function, normal):
+    """Of the calls that can be told by their number. The number of the others changes with the time that a
+    child takes: the program looks for it again and again."""
     # The runtime library copies the arguments before the program begins, and trusts its malloc.
-    first = len(mode.arguments) + 3 if function == "malloc" else 1
-    for nth in range(first, calls + 1):
+    first = len(situation.arguments) + 3 if function == "malloc" else 1
+    last = {"WaitForSingleObject": normal.waits, "PeekMessageW": 1}.get(function) if normal.waits else None
+    return range(first, min(last or normal.calls[function], normal.calls[function]) + 1)
+
+
+def cases_of(situation, function, normal):
+    for nth in numbers_of(situation, function, normal):
         for way in ways_of(function):
             for always in (False, True):
-                case = Case(mode, function, nth, way, always)
-                if case.ends(instance_wait):
+                case = Case(situation, function, nth, way, always)
+                if case.ends(normal):
                     yield case
 
 
