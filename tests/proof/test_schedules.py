@@ -4,7 +4,9 @@ import unittest
 from random import Random
 
 from proof.interleavings import (
-    Call, Choice, Deadlock, Execution, Explorer, Rules, by_priority, choices_of, text_of)
+    Call, Choice, Deadlock, Diverged, Execution, Explorer, Rules, by_priority, choices_of, text_of)
+from proof.program_promises import OBJECTS
+from proof.turns import Dependence, call_of, may_kill
 
 
 class Played:
@@ -123,6 +125,30 @@ class Interleavings(unittest.TestCase):
         with self.assertRaises(Deadlock):
             Execution(world).play([])
 
+    def test_a_call_that_is_seen_late_is_not_forgotten(self):
+        """The second copy touches y only while the first has not come to x."""
+        class Seen(Played):
+            def next(self, copy):
+                call = super().next(copy)
+                late = copy == 2 and self.at[1] == 3
+                return Call("do", "z") if late and call and call.thing == "y" else call
+
+        world = Seen([("a", nothing), ("y", nothing), ("x", nothing)],
+                     [("a", nothing), ("x", nothing), ("y", nothing)])
+        _, seen = explored(world, Rules(same_thing, preemptions=1))
+        self.assertIn((1, 2, 2, 2, 1, 1), seen)
+
+    def test_copies_that_do_not_repeat_themselves_are_told(self):
+        times = []
+
+        def other_each_time(state, copy):
+            times.append(copy)
+
+        world = Played([("x", other_each_time)] * 2, [("x", nothing)] * 2)
+        world.next = lambda copy: Call("do", f"x{len(times)}") if world.at[copy] < 2 else None
+        with self.assertRaises(Diverged):
+            explored(world, Rules(lambda one, other: True, preemptions=1))
+
     def test_every_kill_is_tried(self):
         world = Played([("x", nothing)] * 2, [("y", nothing)])
         rules = Rules(lambda one, other: one.thing == other.thing, preemptions=0, kills=1)
@@ -219,6 +245,49 @@ class Lost(unittest.TestCase):
             self.found(Execution(world).play([], by_priority(random, (1, 2), 4, 1)), lost)
         self.assertGreater(len(lost), 3)
         self.assertLess(len(lost), 47)
+
+
+class Calls(unittest.TestCase):
+    """Which of the program's calls meet."""
+    request, instance = Call("post", "refresh request"), Call("try", "refresh instance")
+    line = Call("open", "log")
+
+    def test_the_lab_tells_a_call_with_what_it_touches(self):
+        objects = {what: name for name, what in OBJECTS.items()}
+        self.assertEqual([call_of(line) for line in (
+            "SetEvent event Global\\" + objects["refresh request"],
+            "WaitForSingleObject mutex Global\\c:/programdata/palvo",
+            r"CreateFileW file C:\ProgramData\Palvo\PalvoPrinterConfiguration.log",
+            r"CreateFileW file C:\ProgramData\Palvo", "RegQueryValueExW value LastEvtRecordProcessed",
+            "EvtQuery channel", "blocked mutex Global\\" + objects["scan check"])], [
+                self.request, Call("try", "log mutex"), self.line, Call("open"), Call("read", "position"),
+                Call("scan", "channel"), Call("blocked", "scan check")])
+
+    def test_calls_meet_at_one_object(self):
+        dependent = Dependence(log=False)
+        self.assertTrue(dependent(self.request, Call("try", "refresh request")))
+        self.assertFalse(dependent(self.request, self.instance))
+        self.assertTrue(dependent(Call("read", "position"), Call("store", "position")))
+        self.assertFalse(dependent(Call("read", "position"), Call("read", "position")))
+        self.assertFalse(dependent(Call("start", "program"), Call("start", "program")))
+
+    def test_an_end_meets_what_the_copy_had_opened(self):
+        dependent, end = Dependence(log=False), Call("end", "refresh instance, refresh request")
+        self.assertTrue(dependent(end, self.request))
+        self.assertFalse(dependent(end, Call("post", "normal request")))
+        self.assertFalse(dependent(Call("end"), end))
+        self.assertTrue(dependent(Call("kill"), end))
+
+    def test_lines_of_the_log_meet_where_it_is_deleted(self):
+        self.assertFalse(Dependence(log=False)(self.line, self.line))
+        self.assertTrue(Dependence(log=True)(self.line, Call("delete", "log")))
+
+    def test_a_copy_is_killed_before_what_it_leaves(self):
+        for call in (self.request, self.line, Call("start", "program"), Call("end"),
+                     Call("end", "scan check")):
+            self.assertTrue(may_kill(call), call)
+        for call in (Call("open"), Call("close", "log"), Call("try", "log mutex"), Call("sleep")):
+            self.assertFalse(may_kill(call), call)
 
 
 class Text(unittest.TestCase):
