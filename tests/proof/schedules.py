@@ -11,6 +11,7 @@ A schedule is a text: the copies, and how many calls each makes in turn, as in "
 import argparse
 import re
 import sys
+import threading
 import time
 from collections import Counter
 from dataclasses import dataclass, field
@@ -21,7 +22,7 @@ from proof.history_checker import Checker, story
 from proof.interleavings import Execution, Explorer, Rules, by_priority, choices_of
 from proof.runner import Proof
 from proof.turns import Copies, Dependence, may_kill, prepare
-from proof.wine_faults import is_wines_fault, said_by_wine
+from proof.wine_faults import is_wines_fault, said_by_wine, told_whole
 
 MODES = {"special": "-c -i UserLogonTask", "normal": "-c -i NewOrChangedTask",
          "refresh": "-r -i PeriodicRefreshTask", "delete": "-DL", "uninstall": "-UT"}
@@ -103,10 +104,11 @@ class Judged:
 @dataclass
 class Findings:
     proof: object
+    lock: object = field(default_factory=threading.Lock)
     runs: int = 0
-    orders: int = 0
     redundant: int = 0
     outcomes: Counter = field(default_factory=Counter)
+    allowed: Counter = field(default_factory=Counter)   # that loses no request
     windows: dict = field(default_factory=dict)     # (why, whose): ([size, schedule], where)
 
     def take(self, case, judged):
@@ -116,6 +118,8 @@ class Findings:
         self.outcomes[case.copies, judged.outcome()] += 1
         for text in judged.verdict.violations[:3]:
             self.proof.find(f"{judged.text}: {text}")
+        self.allowed.update({why: len(examples) for why, examples in judged.verdict.allowed.items()
+                             if not why.startswith(LOST)})
         for window in judged.windows():
             shortest, places = self.windows.setdefault(window[:2], ([judged.size, judged.text], Counter()))
             places[window[2]] += 1
@@ -125,6 +129,8 @@ class Findings:
         for (why, whose), ((_, text), places) in sorted(self.windows.items()):
             self.proof.figure(f"lost: {why} ({whose}; as in {text}): "
                               + "; ".join(f"{where} {count} times" for where, count in places.items()))
+        for why, count in self.allowed.items():
+            self.proof.figure(f"allowed {count} times: {why}")
         self.proof.end(f"{self.runs} schedules, {self.redundant} of them equal to others, "
                        f"{len(self.outcomes)} distinct outcomes, {len(self.windows)} windows")
 
@@ -133,7 +139,9 @@ def play(lab, copies, users, prefix, policy=None):
     world = Copies(lab, [MODES[copy] for copy in copies.split()], users)
     try:
         execution = Execution(world).play(prefix, policy)
-        return Judged(copies, execution.text(), execution, world.history()), execution
+        history = world.history()
+        told_whole(lab)
+        return Judged(copies, execution.text(), execution, history), execution
     finally:
         world.end()
 
@@ -145,12 +153,13 @@ def explore(findings, lab, case):
     def run(prefix, policy=None):
         try:
             judged, execution = play(lab, case.copies, users, prefix, policy)
-        except AssertionError as error:
+        except Exception as error:  # Of two in turn the second is told.
             if not is_wines_fault(error, said_by_wine(lab)):
                 raise
             findings.proof.once += 1
             judged, execution = play(lab, case.copies, users, prefix, policy)
-        findings.take(case, judged)
+        with findings.lock:
+            findings.take(case, judged)
         return execution
 
     if case.random:
@@ -164,7 +173,8 @@ def explore(findings, lab, case):
     explorer = Explorer(rules, run)
     explorer.explore()
     figures = explorer.figures
-    findings.redundant += figures.redundant
+    with findings.lock:
+        findings.redundant += figures.redundant
     print(f"{case}: {figures.executions} schedules, {len(figures.orders)} orders, "
           f"{figures.redundant} redundant", flush=True)
 
