@@ -5,8 +5,10 @@ from random import Random
 
 from proof.interleavings import (
     Call, Choice, Deadlock, Diverged, Execution, Explorer, Rules, by_priority, choices_of, text_of)
-from proof.program_promises import OBJECTS
+from proof.program_promises import OBJECTS, UPDATE
+from proof.schedules import Case, Findings, Judged
 from proof.turns import Dependence, call_of, may_kill
+from proof.written_history import DONE, LOGON, Script, second, worker
 
 
 class Played:
@@ -288,6 +290,52 @@ class Calls(unittest.TestCase):
             self.assertTrue(may_kill(call), call)
         for call in (Call("open"), Call("close", "log"), Call("try", "log mutex"), Call("sleep")):
             self.assertFalse(may_kill(call), call)
+
+
+class Told(unittest.TestCase):
+    """What the proof tells of an order."""
+
+    def judged(self):
+        """Copy 2 asks for everything after copy 1's last look."""
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        first.poll(False, False)
+        other = second(script, arguments=LOGON)
+        other.ask("changed instance", 258)
+        first.on("ReleaseMutex", "changed instance", 1)
+        other.redundant()
+        first.line(UPDATE)
+        first.leave()
+        first.line(*DONE)
+        first.end(0)
+        execution = Execution(Played([("x", nothing)] * 3, [("x", nothing)])).play(choices_of("1*2 2*1"))
+        return Judged("special special", execution.text(), execution, script.history)
+
+    def test_a_window_lies_between_two_steps(self):
+        self.assertEqual(list(self.judged().windows()), [
+            ("posted after the working copy's last look, and no copy held the request", "special / special",
+             "after 'try special request', before 'release changed instance'")])
+
+    def test_an_outcome_is_what_each_copy_came_to_and_what_is_allowed(self):
+        self.assertEqual(self.judged().outcome(), (
+            ((0, False, ("special",)), (1, True, ())),
+            (("posted after the working copy's last look, and no copy held the request", 1),)))
+
+    def test_the_shortest_schedule_is_told(self):
+        judged, longer, findings = self.judged(), self.judged(), Findings(None)
+        longer.size, longer.text = (2, 3, 4), "longer"
+        self.assertEqual(judged.text, "special special: 1*2 2*1")
+        for one in (longer, judged, longer):
+            findings.take(Case("special special", 1), one)
+        (shortest, places), = findings.windows.values()
+        self.assertEqual((shortest[1], sum(places.values())), ("special special: 1*2 2*1", 3))
+        self.assertEqual(len(findings.outcomes), 1)
+
+    def test_a_case_is_named_by_its_text(self):
+        for text in ("refresh refresh, 2 preemptions", "normal normal, 0 preemptions, a kill",
+                     "special special special, 4 changes at random"):
+            self.assertEqual(str(Case.of(text)), text)
 
 
 class Text(unittest.TestCase):
