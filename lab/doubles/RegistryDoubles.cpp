@@ -185,10 +185,19 @@ LSTATUS WINAPI DoubleRegCloseKey(HKEY key)
     return call.Return(RegCloseKey(key));
 }
 
+// Waits for the turn before a call with a value of the machine's.
+void TakeTurnWith(const wchar_t* function, HKEY key, LPCWSTR name)
+{
+    if (IsInTurns() && DetailOf(kKind, key).starts_with(L"\\Registry\\Machine"))
+    {
+        TakeTurn(std::wstring(function) + L" value " + (name == nullptr ? L"" : name));
+    }
+}
+
 LSTATUS WINAPI DoubleRegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type,
                                     const BYTE* data, DWORD size)
 {
-    TakeTurn(L"RegSetValueExW value " + std::wstring(name == nullptr ? L"" : name));
+    TakeTurnWith(L"RegSetValueExW", key, name);
     const RecordInOrder order;
     Call call(L"RegSetValueExW", DetailOf(kKind, key), name, type, size);
     if (type == REG_QWORD && size == sizeof(std::uint64_t) && data != nullptr)
@@ -245,7 +254,7 @@ LSTATUS QueryOddly(const OddRead& odd, HKEY key, LPCWSTR name, LPDWORD type, LPB
 LSTATUS WINAPI DoubleRegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type,
                                       LPBYTE data, LPDWORD size)
 {
-    TakeTurn(L"RegQueryValueExW value " + std::wstring(name == nullptr ? L"" : name));
+    TakeTurnWith(L"RegQueryValueExW", key, name);
     Call call(L"RegQueryValueExW", DetailOf(kKind, key), name);
     if (const auto odd = TakeOddRead())
     {

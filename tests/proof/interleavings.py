@@ -4,11 +4,10 @@ A world starts the copies, and lets one at a time go on to its next call. An exe
 choices, and then goes on with the copy that runs until it is blocked or has ended: that costs no preemption.
 From what was seen the explorer derives the prefixes that differ in one choice, depth first.
 
-Equal orders are not tried twice:
-- A copy that was preempted before a call sleeps until another copy makes a call that depends on it. If none
-  does, the order is that of a later preemption, which costs no more.
-- Two prefixes with the same calls and the same order of all dependent ones lead to the same state. The
-  second is left out when the first could afford as much."""
+Equal orders are not tried twice: a copy that was preempted before a call sleeps until another copy makes a
+call that depends on it. If none does, the order is that of a later preemption, which costs no more. A
+preemption after which nobody is known to make such a call is put off until somebody was seen to. (Sleep sets
+beyond that would leave out orders whose equals cost more than the bound.)"""
 
 import re
 from collections import defaultdict
@@ -77,6 +76,10 @@ def choices_of(text):
 
 class Deadlock(Exception):
     pass
+
+
+class Diverged(Exception):
+    """The same choices did not lead to the same calls."""
 
 
 class Execution:
@@ -179,16 +182,16 @@ class Rules:
 @dataclass
 class Prefix:
     choices: list
-    kills: int              # left
-    preempted: int          # by the last choice, if it takes somebody's turn
-    call: Call              # before which that one stands
+    calls: list = field(default_factory=list)   # that were seen to come of all but the last choice
+    kills: int = 0                              # left
+    preempted: int = None                       # by the last choice, if it takes somebody's turn
+    call: Call = None                           # before which that one stands
 
 
 @dataclass
 class Figures:
     executions: int = 0
     redundant: int = 0      # that turned out to be equal to an order known
-    left_out: int = 0       # prefixes
     orders: set = field(default_factory=set)
 
 
@@ -198,10 +201,9 @@ class Explorer:
         self.rules = rules
         self.run = run
         self.figures = Figures()
-        self.known = defaultdict(list)      # of a prefix's order: (current, preemptions left, asleep)
         self.made = defaultdict(set)        # copy: calls that it was seen to make
         self.later = []                     # what seemed not to matter, to be looked at again
-        self.stack = [[]]
+        self.stack = [Prefix([])]
 
     def explore(self, enough=lambda: False):
         while not enough():
@@ -210,13 +212,16 @@ class Explorer:
             if not self.stack:
                 return True
             prefix = self.stack.pop()
-            execution = self.run(prefix)
+            execution = self.run(prefix.choices)
             self.figures.executions += 1
             self.learn(execution)
-            if execution.choices()[:len(prefix)] != prefix:
+            known = len(prefix.calls)
+            if [node.call for node in execution.nodes[:known]] != prefix.calls:
+                raise Diverged(f"{text_of(prefix.choices)} led to other calls than before")
+            if execution.choices()[:len(prefix.choices)] != prefix.choices:
                 self.figures.redundant += 1     # The copy chosen last was blocked.
                 continue
-            self.derive(execution, len(prefix))
+            self.derive(execution, len(prefix.choices))
         return False
 
     def learn(self, execution):
@@ -231,7 +236,7 @@ class Explorer:
 
     def push(self, prefix):
         if self.matters(prefix):
-            self.stack.append(prefix.choices)
+            self.stack.append(prefix)
         else:
             self.later.append(prefix)
 
@@ -252,9 +257,6 @@ class Explorer:
     def derive(self, execution, since):
         order, asleep, kills, cost = Order(self.rules.dependent), {}, 0, 0
         for at, node in enumerate(execution.nodes):
-            if at >= max(since, 0) and not self.may_go_on(node, order, asleep, cost):
-                self.figures.redundant += 1
-                return
             if at >= since:
                 self.alternatives(execution, at, asleep, self.rules.preemptions - cost,
                                   self.rules.kills - kills)
@@ -271,18 +273,6 @@ class Explorer:
         self.figures.redundant += order.sum in self.figures.orders
         self.figures.orders.add(order.sum)
 
-    def may_go_on(self, node, order, asleep, cost):
-        """Whether this state, with that to spend, is new."""
-        left = self.rules.preemptions - cost
-        sleeping = frozenset(asleep)
-        state = (order.sum, order.kills)
-        for current, spent, slept in self.known[state]:
-            if slept <= sleeping and left + (current != node.current) <= spent:
-                self.figures.left_out += 1
-                return False
-        self.known[state].append((node.current, left, sleeping))
-        return True
-
     def alternatives(self, execution, at, asleep, left, kills):
         node = execution.nodes[at]
         for copy, call in node.pending.items():
@@ -294,7 +284,8 @@ class Explorer:
             for choice in choices:
                 cost = node.costs(choice)
                 if choice != node.choice and cost <= left:
-                    self.push(Prefix([*execution.choices()[:at], choice], kills,
+                    self.push(Prefix([*execution.choices()[:at], choice],
+                                     [before.call for before in execution.nodes[:at]], kills,
                                      node.current if cost else None,
                                      node.pending[node.current] if cost else None))
 
@@ -306,13 +297,11 @@ class Order:
         self.dependent = dependent
         self.events = []
         self.sum = 0
-        self.kills = 0
 
     def add(self, copy, call):
         before = tuple(number for by, other, number in self.events
                        if by == copy or self.dependent(other, call))
         number = hash((copy, call, len(before), sum(before)))
-        self.kills += call.function == "kill"
         self.events.append((copy, call, number))
         self.sum += number
 

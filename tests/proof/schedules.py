@@ -4,25 +4,32 @@ each order leaves. Told are the windows in which a request is lost by rule, each
 nothing else may be lost.
 
 A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*20 2*9".
-`--replay TEXT` plays it, and tells what each copy did.
+`--replay TEXT` plays it, and tells what each copy did. `--case TEXT` plays the orders of one case, as in
+"refresh refresh, 2 preemptions" or "normal normal, 0 preemptions, a kill".
 """
 
 import argparse
+import re
 import sys
+import threading
+import time
 from collections import Counter
 from dataclasses import dataclass, field
 from itertools import combinations_with_replacement
+from random import Random
 
 from proof.history_checker import Checker, story
 from proof.interleavings import Execution, Explorer, Rules, by_priority, choices_of
-from proof.runner import ROOT, Proof
+from proof.runner import Proof
 from proof.turns import Copies, Dependence, may_kill, prepare
+from proof.wine_faults import is_wines_fault, said_by_wine, told_whole
 
 MODES = {"special": "-c -i UserLogonTask", "normal": "-c -i NewOrChangedTask",
          "refresh": "-r -i PeriodicRefreshTask", "delete": "-DL", "uninstall": "-UT"}
 PAIRS = [" ".join(pair) for pair in combinations_with_replacement(MODES, 2)]
 TRIPLES = ["special special special", "normal normal normal", "refresh refresh refresh",
            "special normal normal", "special special normal", "refresh refresh delete"]
+RANDOM = 200        # schedules of a case, in the long form
 LOST = ("posted after the working copy's last look", "a request of a killed copy ended",
         "the working copy was killed", "the request was taken by a copy that was killed",
         "a refresh copy came while the event")
@@ -37,16 +44,21 @@ class Case:
     random: int = 0
 
     def __str__(self):
-        what = f"{self.random} at random" if self.random else f"{self.preemptions} preemptions"
+        what = f"{self.preemptions} " + ("changes at random" if self.random else "preemptions")
         return f"{self.copies}, {what}" + ", a kill" * self.kills
 
+    @classmethod
+    def of(cls, text):
+        found = re.fullmatch(r"([a-z ]+), (\d+) (preemptions|changes at random)(, a kill)?", text)
+        return cls(found[1], int(found[2]), int(bool(found[4])), RANDOM * (found[3] != "preemptions"))
 
-SHORT = [Case("refresh refresh", 2), Case("special special", 1), Case("normal normal", 1),
-         Case("special normal", 1)]
+
+SHORT = [Case("refresh refresh", 2), Case("special normal", 1), Case("refresh refresh", 0, 1),
+         Case("normal normal", 1), Case("special special", 1)]
 LONG = ([Case(pair, 3 if "delete" not in pair else 1) for pair in PAIRS]
         + [Case(pair, 1, 1) for pair in PAIRS if "delete" not in pair]
         + [Case(triple, 1) for triple in TRIPLES]
-        + [Case(copies, 4, random=200) for copies in [*PAIRS, *TRIPLES]])
+        + [Case(copies, 4, random=RANDOM) for copies in [*PAIRS, *TRIPLES]])
 
 
 class Judged:
@@ -81,7 +93,7 @@ class Judged:
         last = copies[-1]
         at = next((step.order for step in reversed(last.steps)
                    if step.kind.startswith(("post", "open refresh request"))), 0)
-        first = copies[0] if len(copies) > 1 else self.working(last, at)
+        first = copies[0] if len(copies) > 1 or last.killed else self.working(last, at)
         if first.killed:
             return f"killed after '{first.steps[-1].kind}'"
         before = [step.kind for step in first.steps if step.order < at]
@@ -92,34 +104,46 @@ class Judged:
 @dataclass
 class Findings:
     proof: object
+    lock: object = field(default_factory=threading.Lock)
     runs: int = 0
-    orders: int = 0
     redundant: int = 0
     outcomes: Counter = field(default_factory=Counter)
-    windows: dict = field(default_factory=dict)     # (why, whose, where): [size, schedule, how often]
+    allowed: Counter = field(default_factory=Counter)   # that loses no request
+    windows: dict = field(default_factory=dict)     # (why, whose): ([size, schedule], where)
 
     def take(self, case, judged):
         self.runs += 1
+        if self.runs % 50 == 0:
+            print(f"  {self.runs} schedules after {time.monotonic() - self.proof.start:.0f} s", flush=True)
         self.outcomes[case.copies, judged.outcome()] += 1
         for text in judged.verdict.violations[:3]:
             self.proof.find(f"{judged.text}: {text}")
+        self.allowed.update({why: len(examples) for why, examples in judged.verdict.allowed.items()
+                             if not why.startswith(LOST)})
         for window in judged.windows():
-            known = self.windows.setdefault(window, [judged.size, judged.text, 0])
-            known[2] += 1
-            if judged.size < known[0]:
-                known[:2] = judged.size, judged.text
+            shortest, places = self.windows.setdefault(window[:2], ([judged.size, judged.text], Counter()))
+            places[window[2]] += 1
+            shortest[:] = min(shortest, [judged.size, judged.text])
 
     def end(self):
-        for (why, whose, where), (_, text, count) in sorted(self.windows.items()):
-            self.proof.figure(f"lost: {why}: {whose}: {where}: {count} times, as in {text}")
+        for (why, whose), ((_, text), places) in sorted(self.windows.items()):
+            self.proof.figure(f"lost: {why} ({whose}; as in {text}): "
+                              + "; ".join(f"{where} {count} times" for where, count in places.items()))
+        for why, count in self.allowed.items():
+            self.proof.figure(f"allowed {count} times: {why}")
         self.proof.end(f"{self.runs} schedules, {self.redundant} of them equal to others, "
                        f"{len(self.outcomes)} distinct outcomes, {len(self.windows)} windows")
 
 
 def play(lab, copies, users, prefix, policy=None):
     world = Copies(lab, [MODES[copy] for copy in copies.split()], users)
-    execution = Execution(world).play(prefix, policy)
-    return Judged(copies, execution.text(), execution, world.history()), execution
+    try:
+        execution = Execution(world).play(prefix, policy)
+        history = world.history()
+        told_whole(lab)
+        return Judged(copies, execution.text(), execution, history), execution
+    finally:
+        world.end()
 
 
 def explore(findings, lab, case):
@@ -127,24 +151,32 @@ def explore(findings, lab, case):
     copies = case.copies.split()
 
     def run(prefix, policy=None):
-        judged, execution = play(lab, case.copies, users, prefix, policy)
-        findings.take(case, judged)
+        try:
+            judged, execution = play(lab, case.copies, users, prefix, policy)
+        except Exception as error:  # Of two in turn the second is told.
+            if not is_wines_fault(error, said_by_wine(lab)):
+                raise
+            findings.proof.once += 1
+            judged, execution = play(lab, case.copies, users, prefix, policy)
+        with findings.lock:
+            findings.take(case, judged)
         return execution
 
     if case.random:
+        random = Random(f"{findings.proof.seed} {case}")
         calls = len(run([]).nodes)
         for _ in range(case.random):
-            run([], by_priority(findings.proof.random, range(1, len(copies) + 1), calls,
-                                case.preemptions))
+            run([], by_priority(random, range(1, len(copies) + 1), calls, case.preemptions))
         return
     equal = tuple(range(1, len(copies) + 1)) if len(set(copies)) == 1 else ()
     rules = Rules(Dependence("delete" in copies), case.preemptions, case.kills, may_kill, equal)
     explorer = Explorer(rules, run)
     explorer.explore()
     figures = explorer.figures
-    findings.redundant += figures.redundant
+    with findings.lock:
+        findings.redundant += figures.redundant
     print(f"{case}: {figures.executions} schedules, {len(figures.orders)} orders, "
-          f"{figures.redundant} redundant, {figures.left_out} left out", flush=True)
+          f"{figures.redundant} redundant", flush=True)
 
 
 def replay(lab, schedule):
@@ -161,14 +193,14 @@ def replay(lab, schedule):
 def main():
     parser = argparse.ArgumentParser(add_help=False)
     parser.add_argument("--replay")
-    parser.add_argument("--case")
+    parser.add_argument("--case", action="append")
     own, sys.argv[1:] = parser.parse_known_args()
     proof = Proof("Schedules")
     if own.replay:
         replay(proof.labs[0], own.replay)
         proof.end("replayed")
     findings = Findings(proof)
-    cases = [case for case in (LONG if proof.long else SHORT) if not own.case or own.case in str(case)]
+    cases = [Case.of(text) for text in own.case or ()] or (LONG if proof.long else SHORT)
     proof.share(lambda lab, case: explore(findings, lab, case), cases)
     findings.end()
 

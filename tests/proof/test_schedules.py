@@ -4,7 +4,11 @@ import unittest
 from random import Random
 
 from proof.interleavings import (
-    Call, Choice, Deadlock, Execution, Explorer, Rules, by_priority, choices_of, text_of)
+    Call, Choice, Deadlock, Diverged, Execution, Explorer, Rules, by_priority, choices_of, text_of)
+from proof.program_promises import OBJECTS, UPDATE
+from proof.schedules import Case, Findings, Judged
+from proof.turns import Dependence, call_of, may_kill
+from proof.written_history import DONE, LOGON, Script, second, worker
 
 
 class Played:
@@ -123,6 +127,30 @@ class Interleavings(unittest.TestCase):
         with self.assertRaises(Deadlock):
             Execution(world).play([])
 
+    def test_a_call_that_is_seen_late_is_not_forgotten(self):
+        """The second copy touches y only while the first has not come to x."""
+        class Seen(Played):
+            def next(self, copy):
+                call = super().next(copy)
+                late = copy == 2 and self.at[1] == 3
+                return Call("do", "z") if late and call and call.thing == "y" else call
+
+        world = Seen([("a", nothing), ("y", nothing), ("x", nothing)],
+                     [("a", nothing), ("x", nothing), ("y", nothing)])
+        _, seen = explored(world, Rules(same_thing, preemptions=1))
+        self.assertIn((1, 2, 2, 2, 1, 1), seen)
+
+    def test_copies_that_do_not_repeat_themselves_are_told(self):
+        times = []
+
+        def other_each_time(state, copy):
+            times.append(copy)
+
+        world = Played([("x", other_each_time)] * 2, [("x", nothing)] * 2)
+        world.next = lambda copy: Call("do", f"x{len(times)}") if world.at[copy] < 2 else None
+        with self.assertRaises(Diverged):
+            explored(world, Rules(lambda one, other: True, preemptions=1))
+
     def test_every_kill_is_tried(self):
         world = Played([("x", nothing)] * 2, [("y", nothing)])
         rules = Rules(lambda one, other: one.thing == other.thing, preemptions=0, kills=1)
@@ -219,6 +247,95 @@ class Lost(unittest.TestCase):
             self.found(Execution(world).play([], by_priority(random, (1, 2), 4, 1)), lost)
         self.assertGreater(len(lost), 3)
         self.assertLess(len(lost), 47)
+
+
+class Calls(unittest.TestCase):
+    """Which of the program's calls meet."""
+    request, instance = Call("post", "refresh request"), Call("try", "refresh instance")
+    line = Call("open", "log")
+
+    def test_the_lab_tells_a_call_with_what_it_touches(self):
+        objects = {what: name for name, what in OBJECTS.items()}
+        self.assertEqual([call_of(line) for line in (
+            "SetEvent event Global\\" + objects["refresh request"],
+            "WaitForSingleObject mutex Global\\c:/programdata/palvo",
+            r"CreateFileW file C:\ProgramData\Palvo\PalvoPrinterConfiguration.log",
+            r"CreateFileW file C:\ProgramData\Palvo", "RegQueryValueExW value LastEvtRecordProcessed",
+            "EvtQuery channel", "blocked mutex Global\\" + objects["scan check"])], [
+                self.request, Call("try", "log mutex"), self.line, Call("open"), Call("read", "position"),
+                Call("scan", "channel"), Call("blocked", "scan check")])
+
+    def test_calls_meet_at_one_object(self):
+        dependent = Dependence(log=False)
+        self.assertTrue(dependent(self.request, Call("try", "refresh request")))
+        self.assertFalse(dependent(self.request, self.instance))
+        self.assertTrue(dependent(Call("read", "position"), Call("store", "position")))
+        self.assertFalse(dependent(Call("read", "position"), Call("read", "position")))
+        self.assertFalse(dependent(Call("start", "program"), Call("start", "program")))
+
+    def test_an_end_meets_what_the_copy_had_opened(self):
+        dependent, end = Dependence(log=False), Call("end", "refresh instance, refresh request")
+        self.assertTrue(dependent(end, self.request))
+        self.assertFalse(dependent(end, Call("post", "normal request")))
+        self.assertFalse(dependent(Call("end"), end))
+        self.assertTrue(dependent(Call("kill"), end))
+
+    def test_lines_of_the_log_meet_where_it_is_deleted(self):
+        self.assertFalse(Dependence(log=False)(self.line, self.line))
+        self.assertTrue(Dependence(log=True)(self.line, Call("delete", "log")))
+
+    def test_a_copy_is_killed_before_what_it_leaves(self):
+        for call in (self.request, self.line, Call("start", "program"), Call("end"),
+                     Call("end", "scan check")):
+            self.assertTrue(may_kill(call), call)
+        for call in (Call("open"), Call("close", "log"), Call("try", "log mutex"), Call("sleep")):
+            self.assertFalse(may_kill(call), call)
+
+
+class Told(unittest.TestCase):
+    """What the proof tells of an order."""
+
+    def judged(self):
+        """Copy 2 asks for everything after copy 1's last look."""
+        script = Script()
+        first = worker(script)
+        first.special_pass()
+        first.poll(False, False)
+        other = second(script, arguments=LOGON)
+        other.ask("changed instance", 258)
+        first.on("ReleaseMutex", "changed instance", 1)
+        other.redundant()
+        first.line(UPDATE)
+        first.leave()
+        first.line(*DONE)
+        first.end(0)
+        execution = Execution(Played([("x", nothing)] * 3, [("x", nothing)])).play(choices_of("1*2 2*1"))
+        return Judged("special special", execution.text(), execution, script.history)
+
+    def test_a_window_lies_between_two_steps(self):
+        self.assertEqual(list(self.judged().windows()), [
+            ("posted after the working copy's last look, and no copy held the request", "special / special",
+             "after 'try special request', before 'release changed instance'")])
+
+    def test_an_outcome_is_what_each_copy_came_to_and_what_is_allowed(self):
+        self.assertEqual(self.judged().outcome(), (
+            ((0, False, ("special",)), (1, True, ())),
+            (("posted after the working copy's last look, and no copy held the request", 1),)))
+
+    def test_the_shortest_schedule_is_told(self):
+        judged, longer, findings = self.judged(), self.judged(), Findings(None)
+        longer.size, longer.text = (2, 3, 4), "longer"
+        self.assertEqual(judged.text, "special special: 1*2 2*1")
+        for one in (longer, judged, longer):
+            findings.take(Case("special special", 1), one)
+        (shortest, places), = findings.windows.values()
+        self.assertEqual((shortest[1], sum(places.values())), ("special special: 1*2 2*1", 3))
+        self.assertEqual(len(findings.outcomes), 1)
+
+    def test_a_case_is_named_by_its_text(self):
+        for text in ("refresh refresh, 2 preemptions", "normal normal, 0 preemptions, a kill",
+                     "special special special, 4 changes at random"):
+            self.assertEqual(str(Case.of(text)), text)
 
 
 class Text(unittest.TestCase):

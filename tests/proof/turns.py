@@ -3,6 +3,7 @@ orders can be explored; what an execution left behind is its history."""
 
 import re
 import tempfile
+from collections import defaultdict
 from pathlib import Path
 
 from proof.interleavings import Call
@@ -34,31 +35,26 @@ def call_of(line):
     return Call(SHORT.get(function, function), thing)
 
 
-def noticed(call):
-    """Whether another copy can tell when the call was made, but for the order of the log's lines."""
-    return call.function in ("end", "kill") or call.thing in OBJECTS.values() or call.thing == "position"
+def things(call):
+    """What the call has to do with; the end, all that the copy had opened."""
+    return set(call.thing.split(", ")) if call.thing else set()
 
 
 class Dependence:
     """Whether the order of two copies' calls matters; of those with the log, when one deletes it."""
 
     def __init__(self, log):
-        self.log = log
+        self.met = {*OBJECTS.values(), "position"} | ({"log", "log mutex"} if log else set())
 
     def __call__(self, one, other):
-        if one.function in ("end", "kill") or other.function in ("end", "kill"):
-            return self.touches(one) and self.touches(other)
-        if one.thing != other.thing or not self.touches(one):
-            return False
-        return not one.function == other.function == "read"
-
-    def touches(self, call):
-        return noticed(call) or self.log and call.thing in ("log", "log mutex")
+        met = [self.met if call.function == "kill" else things(call) & self.met for call in (one, other)]
+        return bool(met[0] & met[1]) and not one.function == other.function == "read"
 
 
 def may_kill(call):
     """Before what a copy leaves for others to see."""
-    return noticed(call) or call.thing in ("program", "channel") or call == Call("open", "log")
+    return bool(things(call) & {*OBJECTS.values(), "position", "program", "channel"}) or (
+        call.function == "end" or call == Call("open", "log"))
 
 
 class Copies:
@@ -75,7 +71,7 @@ class Copies:
         self.lab.log_path().unlink(missing_ok=True)
         self.lab(*POSITION)
         self.folder = tempfile.TemporaryDirectory()
-        self.pids, self.ended, pending = {}, [], {}
+        self.pids, self.ended, self.opened, pending = {}, [], defaultdict(set), {}
         for copy, arguments in enumerate(self.arguments, 1):
             said = self.lab("run", "--in-turns", "--output", str(self.output(copy)), "--raw", arguments)
             self.pids[copy] = int(said.split()[-1])
@@ -95,11 +91,20 @@ class Copies:
             self.ended.append(Ended(self.pids[copy], int(line.split()[1]), printed, 0,
                                     recorded(self.lab)))
             return None
-        return call_of(line)
+        call = call_of(line)
+        if call.function == "open" and call.thing in OBJECTS.values():
+            self.opened[copy].add(call.thing)
+        return Call("end", ", ".join(sorted(self.opened[copy]))) if call.function == "end" else call
 
     def kill(self, copy):
         self.lab.kill(self.pids[copy])
         self.go(copy, 1)
+
+    def end(self):
+        """Ends what an execution that failed left."""
+        for pid in set(self.pids.values()) - {ended.pid for ended in self.ended}:
+            self.lab("kill", str(pid), check=False)
+            self.lab("turn", str(pid), check=False)
 
     def history(self):
         """Of the execution, once every copy has ended."""
