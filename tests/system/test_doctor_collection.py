@@ -133,6 +133,7 @@ class Collection(DoctorTest):
     def test_a_machine_without_a_log_is_collected_too(self):
         self.lab.log_path().unlink()
         members, _ = self.collect()
+        self.assertEqual(list(members), MEMBERS)
         self.assertEqual(members[LOG.name], b"")
         self.assertIn(b"log-missing: ", members["report.txt"])
 

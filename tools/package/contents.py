@@ -7,8 +7,9 @@ PROGRAM = "PalvoPrinterConfiguration.exe"
 SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
 
 # For whoever installs, administers and supports; the rest of docs is for maintainers.
-DOCUMENTS = ("accounts", "doctor-json", "exit-codes", "installing", "log-viewer", "policies",
-             "reading-the-log", "rollout", "switches", "troubleshooting", "trust")
+DOCUMENTS = ("accounts", "doctor-json", "exit-codes", "installing", "log-viewer", "monitoring",
+             "nothing-happens", "policies", "privacy", "reading-the-log", "rollout", "switches",
+             "troubleshooting", "trust")
 
 # Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
 # runtime's own parts.
@@ -33,10 +34,12 @@ def licences(folder=Path("/usr/share/doc")):
     return files | {"licences/README.txt": required(ROOT / "support" / "licences.txt")}
 
 
-def policies():
-    folder = ROOT / "support" / "policies"
-    return {f"policies/{file.relative_to(folder).as_posix()}": file
-            for file in sorted(folder.rglob("*.adm[xl]"))}
+def administration():
+    """What administrators get, in folders of their own."""
+    support = ROOT / "support"
+    return {file.relative_to(support).as_posix(): file
+            for folder in ("management", "monitoring", "policies")
+            for file in sorted((support / folder).rglob("*.*"))}
 
 
 def documents():
@@ -55,7 +58,7 @@ def program_files(build):
 def package_files(build):
     return (program_files(build)
             | {"log-viewer.html": required(ROOT / "support" / "log-viewer.html")}
-            | policies() | documents() | licences())
+            | administration() | documents() | licences())
 
 
 def symbol_files(build):

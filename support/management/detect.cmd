@@ -1,0 +1,21 @@
+@echo off
+rem Detection for a management suite; runs as SYSTEM. Prints what remediate.cmd can mend, one name a
+rem line, and ends with 1; ends with 0 when there is nothing of that. An argument names the suite's
+rem folder. What it prints names nobody.
+setlocal DisableDelayedExpansion
+set "suite=%ProgramFiles%\Palvo Printer Suite"
+if defined ProgramW6432 set "suite=%ProgramW6432%\Palvo Printer Suite"
+if not "%~1"=="" set "suite=%~1"
+set code=0
+for /f "tokens=1 delims=:" %%f in ('""%suite%\PalvoPrinterDoctor.exe" --folder "%suite%""') do (
+    for %%i in (task-missing task-disabled task-program task-arguments task-account channel-off channel-small channel-retention) do (
+        if "%%f"=="%%i" (
+            echo %%i
+            set code=1
+        )
+    )
+    rem Switched off on purpose: -IT would do nothing.
+    if "%%f"=="run-switch-off" set off=1
+)
+if defined off exit /b 0
+exit /b %code%
