@@ -3,6 +3,7 @@ actions from the package's own table, their order, and the versions of the files
 packages wixl and msitools."""
 
 import hashlib
+import os
 import re
 import shutil
 import struct
@@ -12,6 +13,7 @@ import uuid
 from pathlib import Path
 from xml.sax.saxutils import quoteattr
 
+import summary
 from contents import PROGRAM, ROOT
 
 NAMESPACE = uuid.UUID("b2f1f6a0-3a0d-4b0c-8b7e-6a3c5f0c9d11")
@@ -50,13 +52,19 @@ ACTIONS = (
 STANDARD = {"InstallExecute": ("", 6500), "RemoveExistingProducts": ("", 6550)}
 
 
+# Of every file in the cabinet, in seconds since 1970: the time that the archives name too.
+FILE_TIME = 315532800
+
+
 class Failed(Exception):
     """A tool could not do its part."""
 
 
 def run(*command, folder=None):
-    result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, check=False)
+    # The cabinet has local times.
+    result = subprocess.run(command, cwd=folder, env=dict(os.environ, TZ="UTC"),
+                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            check=False)
     if result.returncode != 0:
         raise Failed(f"{command[0]} ended with {result.returncode}:\n{result.stderr.decode()}")
     return result.stdout.decode("utf-8")
@@ -93,6 +101,8 @@ def source(version, files, setup):
             f' Source={quoteattr(name)} KeyPath="yes"/></Component>')
         references.append(f'      <ComponentRef Id="{row(name)}"/>')
     contents = [hashlib.sha256(file.read_bytes()).hexdigest() for file in [*files.values(), setup]]
+    # Windows takes two packages of one code for the same, whatever their actions.
+    contents.append(repr((ACTIONS, STANDARD)))
     text = (ROOT / "support" / "installer" / "Package.wxs.in").read_text()
     for mark, value in {"PRODUCT_CODE": identifier("product", version, *contents),
                         "VERSION": ".".join(version.split(".")[:3]), "SETUP": SETUP,
@@ -160,7 +170,8 @@ def build_msi(msi, version, files, setup):
     with tempfile.TemporaryDirectory() as folder:
         # wixl wants paths that are relative.
         for name, file in (files | {SETUP: setup}).items():
-            shutil.copy(file, Path(folder) / name)
+            copied = shutil.copy(file, Path(folder) / name)
+            os.utime(copied, (FILE_TIME, FILE_TIME))
         wxs = Path(folder) / "package.wxs"
         wxs.write_text(source(version, files, setup))
         run("wixl", "-a", "x64", "-o", str(msi), wxs.name, folder=folder)
@@ -172,3 +183,7 @@ def build_msi(msi, version, files, setup):
             run("msibuild", str(msi), "-i", str(file))
     for query in queries(files):
         run("msibuild", str(msi), "-q", query)
+    try:
+        summary.fix(msi, lambda data: identifier("package", hashlib.sha256(data).hexdigest()))
+    except summary.Strange as strange:
+        raise Failed(str(strange)) from strange
