@@ -65,6 +65,17 @@ class PackedTest(unittest.TestCase):
             self.assertEqual(packed.namelist(), sorted(
                 [f"{NAME}.exe.debug", "PalvoPrinterDoctor.exe.debug"]))
 
+    def test_pages_in_the_zip_refer_to_nothing_that_is_not_in_it(self):
+        self.assertEqual(package(self.folder)[0], 0)
+        with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0.zip") as packed:
+            names = packed.namelist()
+            for name in names:
+                links = re.findall(r"\]\(([^)#]+)", packed.read(name).decode()
+                                   ) if name.endswith(".md") else []
+                for link in links:
+                    with self.subTest(page=name):
+                        self.assertIn(os.path.normpath(f"{Path(name).parent}/{link}"), names)
+
     def test_packing_twice_gives_the_same_bytes(self):
         for name in ("one", "two"):
             self.assertEqual(package(self.folder / name)[0], 0)
