@@ -5,6 +5,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
 PROGRAM = "PalvoPrinterConfiguration.exe"
+SETUP = "PalvoPrinterSetup.exe"     # what an installer does beside running the program
 SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
 
 # Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
@@ -58,7 +59,7 @@ def program_files(build):
 
 
 def package_files(build):
-    return program_files(build) | support(build) | documents() | licences()
+    return program_files(build) | {SETUP: required(build / SETUP)} | support(build) | documents() | licences()
 
 
 def symbol_files(build):

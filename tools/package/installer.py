@@ -14,15 +14,13 @@ from pathlib import Path
 from xml.sax.saxutils import quoteattr
 
 import summary
-from contents import PROGRAM, ROOT
+from contents import PROGRAM, ROOT, SETUP
 
 NAMESPACE = uuid.UUID("b2f1f6a0-3a0d-4b0c-8b7e-6a3c5f0c9d11")
 
-SETUP = "PalvoPrinterSetup.exe"     # the package's own program, as its table names it
-
 # Bits of a custom action's type.
 FROM_BINARY, FROM_FILE = 2, 18
-IGNORED, ROLLBACK, COMMIT, DEFERRED, AS_SYSTEM = 64, 256, 512, 1024, 2048
+IGNORED, NOT_WAITED_FOR, ROLLBACK, COMMIT, DEFERRED, AS_SYSTEM = 64, 128, 256, 512, 1024, 2048
 IN_SCRIPT = DEFERRED | AS_SYSTEM
 
 # What changes the machine of itself, not for a newer package that takes this one's place.
@@ -36,15 +34,20 @@ REMOVING = f'REMOVE="ALL" AND {OWN}'
 ACTIONS = (
     ("RestoreState", FROM_BINARY | IN_SCRIPT | ROLLBACK | IGNORED, "Setup", "restore", OWN, 1510),
     ("KeepState", FROM_BINARY | IN_SCRIPT, "Setup", "keep", OWN, 1511),
+    ("SecureFolder", FROM_BINARY | IN_SCRIPT, "Setup", "folder", INSTALLING, 1515),
     ("StopCopies", FROM_BINARY | IN_SCRIPT, "Setup", 'stop "[INSTALLDIR]."', INSTALLING, 1520),
     ("RestoreTasks", FROM_FILE | IN_SCRIPT | ROLLBACK | IGNORED, PROGRAM, "-IT", REMOVING, 3410),
     ("RemoveTasks", FROM_FILE | IN_SCRIPT | IGNORED, PROGRAM, "-UT", REMOVING, 3411),
     ("StopRemoved", FROM_BINARY | IN_SCRIPT | IGNORED, "Setup", 'stop "[INSTALLDIR]."', REMOVING,
      3420),
+    ("StopTakenBack", FROM_BINARY | IN_SCRIPT | ROLLBACK | IGNORED, "Setup", 'stop "[INSTALLDIR]."',
+     INSTALLING, 4009),
     ("TakeBackTasks", FROM_FILE | IN_SCRIPT | ROLLBACK | IGNORED, PROGRAM, "-UT", FIRST, 4010),
     ("InstallTasks", FROM_FILE | IN_SCRIPT, PROGRAM, "-IT", INSTALLING, 4011),
     ("CheckTasks", FROM_BINARY | IN_SCRIPT, "Setup", "check", INSTALLING, 4012),
     ("ForgetState", FROM_BINARY | IN_SCRIPT | COMMIT | IGNORED, "Setup", "forget", OWN, 4020),
+    ("Refresh", FROM_FILE | IN_SCRIPT | COMMIT | IGNORED | NOT_WAITED_FOR, PROGRAM, "-r", INSTALLING,
+     4021),
 )
 
 # The former version goes after the new files and tasks are there, within the same transaction: a
@@ -164,7 +167,7 @@ def queries(files):
 
 
 def build_msi(msi, version, files, setup):
-    """Writes the package of {name: file}; `setup` is the package's own program."""
+    """Writes the package of {name: file}; `setup` lies in its own table."""
     msi.unlink(missing_ok=True)
     msi = msi.resolve()
     with tempfile.TemporaryDirectory() as folder:
