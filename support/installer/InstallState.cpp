@@ -1,6 +1,7 @@
 #include "InstallState.h"
 
 #include "ChannelState.h"
+#include "LogFolder.h"
 #include "RegistryPaths.h"
 #include "RegistryValues.h"
 #include "SimpleRegistryKey.h"
@@ -41,21 +42,20 @@ bool ReadNumber(const RegistryKey& key, const std::wstring& name, std::uint64_t&
     return true;
 }
 
-std::shared_ptr<RegistryKey> OwnKey(REGSAM access)
-{
-    return RegistryKey::OpenRegistryKey(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, access);
-}
-
+/// One that may not be read, or is no number, is not kept: the roll-back leaves what is there then,
+/// the 0 of -IT, with which the program looks at every event again.
 void KeepPosition(RegistryKey& state)
 {
     std::uint64_t position = 0;
-    std::vector<std::uint8_t> bytes;
-    const auto key = OwnKey(KEY_READ);
-    if (!key || !key->GetValue(RegistryPaths::ScanPosition, bytes))
+    DWORD size = sizeof position;
+    const LSTATUS found =
+        RegGetValueW(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, RegistryPaths::ScanPosition,
+                     RRF_RT_ANY, nullptr, &position, &size);
+    if (found == ERROR_FILE_NOT_FOUND)
     {
         state.SetValue(RegistryPaths::ScanPosition, std::wstring(NoPosition));
     }
-    else if (ReadNumber(*key, RegistryPaths::ScanPosition, position))
+    else if (found == ERROR_SUCCESS && size == sizeof position)
     {
         state.SetValue(RegistryPaths::ScanPosition, position);
     }
@@ -103,13 +103,17 @@ bool RestoreTask(const RegistryKey& state, const std::wstring& name)
     }
     return xml == NoTask ? DeleteTaskOf(name) : RegisterTaskXml(name, xml);
 }
+
+std::shared_ptr<RegistryKey> CreateState()
+{
+    return RegistryKey::CreateRegistryKey(HKEY_LOCAL_MACHINE, StateKey, KEY_READ | KEY_WRITE);
+}
 } // namespace
 
 void KeepState()
 {
     ForgetState();
-    const auto state =
-        RegistryKey::CreateRegistryKey(HKEY_LOCAL_MACHINE, StateKey, KEY_READ | KEY_WRITE);
+    const auto state = CreateState();
     for (const auto& [id, number] : ReadChannel())
     {
         state->SetValue(ChannelValue(id), number);
@@ -137,7 +141,13 @@ bool RestoreState()
     {
         restored = RestoreTask(*state, TaskName(kind)) && restored;
     }
-    return RestorePosition(*state) && restored;
+    restored = RestorePosition(*state) && restored;
+    return RestoreLogFolder(*state) && restored;
+}
+
+bool SecureFolder()
+{
+    return SecureLogFolder(*CreateState());
 }
 
 void ForgetState()

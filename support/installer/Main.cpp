@@ -39,6 +39,12 @@ int Keep(const wchar_t*)
     return 0;
 }
 
+int Folder(const wchar_t*)
+{
+    return Say(SecureFolder(),
+               L"The log's folder cannot be had, or something in its place is in use.\n");
+}
+
 int Stop(const wchar_t* folder)
 {
     const bool deleted = DeleteStartingTasks();
@@ -73,9 +79,9 @@ struct Verb
     int (*run)(const wchar_t* argument);
 };
 
-constexpr std::array Verbs = {Verb{L"keep", 0, Keep}, Verb{L"stop", 1, Stop},
-                              Verb{L"check", 0, Check}, Verb{L"restore", 0, Restore},
-                              Verb{L"forget", 0, Forget}};
+constexpr std::array Verbs = {Verb{L"keep", 0, Keep},       Verb{L"folder", 0, Folder},
+                              Verb{L"stop", 1, Stop},       Verb{L"check", 0, Check},
+                              Verb{L"restore", 0, Restore}, Verb{L"forget", 0, Forget}};
 
 int Run(const Verb& verb, const wchar_t* argument)
 {
@@ -108,6 +114,7 @@ int wmain(int count, wchar_t** arguments)
             return Run(verb, verb.arguments == 1 ? arguments[2] : nullptr);
         }
     }
-    StandardOutput::Write(L"PalvoPrinterSetup keep | stop FOLDER | check | restore | forget\n");
+    StandardOutput::Write(
+        L"PalvoPrinterSetup keep | folder | stop FOLDER | check | restore | forget\n");
     return 2;
 }

@@ -125,6 +125,7 @@ class Server:
 
 class Lab:
     servers = {}    # one for each prefix
+    suites = (SUITE,)   # the folders from which siblings may be started
 
     def __init__(self, prefix=None):
         self.prefix = Path(prefix or os.environ.get("PALVO_LAB_PREFIX", ROOT / "build/lab/prefix"))
@@ -250,7 +251,8 @@ class Lab:
         for line in self("show", "siblings").splitlines():
             part = line.split("\t", 7)
             # Wine puts the path between quotes when it had to guess where it ends.
-            found = re.fullmatch(r'("?)' + re.escape(SUITE) + r'\\PalvoPrinter\w+\.exe\1(.*)', part[7])
+            suite = "|".join(map(re.escape, self.suites))
+            found = re.fullmatch(rf'("?)(?:{suite})\\PalvoPrinter\w+\.exe\1(.*)', part[7])
             if not found:
                 raise AssertionError(f"a sibling was started by another path: {part[7]}")
             end = "" if part[5] == "running" else part[5].removeprefix("end ")

@@ -1,11 +1,14 @@
 """What the workflow for Windows and its trial name is there: nobody sees them run here."""
 
 import json
+import os
 import re
 import unittest
+from pathlib import Path
 
 from lab import ROOT
 
+BUILD = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build" / "release"))
 WORKFLOW = (ROOT / ".github" / "workflows" / "windows.yml").read_text()
 TRIAL = (ROOT / "tools" / "try-on-windows.ps1").read_text()
 
@@ -33,8 +36,16 @@ class WindowsWorkflowTest(unittest.TestCase):
     def test_folders_that_it_reads_are_those_of_presets(self):
         presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
         folders = set(re.findall(r"build/([\w-]+)/", WORKFLOW))
-        self.assertEqual(folders, {"windows", "windows-tests"})
+        self.assertEqual(folders, {"release", "windows", "windows-tests"})
         self.assertLessEqual(folders, {preset["name"] for preset in presets})
+
+    def test_the_list_of_statements_is_built_where_it_is_taken_from(self):
+        self.assertEqual(re.findall(r"tools/build (\w+) ([\w-]+)", WORKFLOW),
+                         [("release", "windows-contract")])
+        self.assertIn("path: build/release/lab/windows-contract.exe\n", WORKFLOW)
+        self.assertTrue((BUILD / "lab" / "windows-contract.exe").is_file())
+        for script in re.findall(r"run: (tools/[\w-]+)", WORKFLOW):
+            self.assertTrue((ROOT / script).is_file(), script)
 
     def test_names_that_the_trial_looks_for_are_the_programs(self):
         code = sources("src/tasks", "src/eventlog", "src/driver", "src/SimpleUtilitiesLib")

@@ -13,8 +13,8 @@ from pathlib import Path
 
 from archive import pack
 from contents import (
-    Missing, package_files, program_files, required, sibling_files, symbol_files, version)
-from installer import SETUP, Failed, build_msi
+    SETUP, Missing, package_files, program_files, required, sibling_files, symbol_files, version)
+from installer import Failed, build_msi
 from signing import is_wanted, sign, signed
 
 
@@ -22,8 +22,8 @@ def ship(options, number, name, folder):
     """`folder` is for what is needed meanwhile."""
     programs = signed(program_files(options.build)
                       | {SETUP: required(options.build / SETUP)}, folder)
-    setup = programs.pop(SETUP)
     pack(name.with_name(name.name + ".zip"), package_files(options.build) | programs)
+    setup = programs.pop(SETUP)
     pack(name.with_name(name.name + "-symbols.zip"), symbol_files(options.build))
     if options.siblings is None:
         print("Note: no MSI without the sibling programs; PALVO_SIBLINGS names their folder.")

@@ -1,15 +1,12 @@
 """What is packed."""
 
+import re
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
 PROGRAM = "PalvoPrinterConfiguration.exe"
+SETUP = "PalvoPrinterSetup.exe"     # what an installer does beside running the program
 SIBLINGS = ("PalvoPrinterQuery.exe", "PalvoPrinterConfigurationWriter.exe")
-
-# For whoever installs, administers and supports; the rest of docs is for maintainers.
-DOCUMENTS = ("accounts", "doctor-json", "exit-codes", "installing", "log-viewer", "monitoring",
-             "nothing-happens", "policies", "privacy", "reading-the-log", "rollout", "switches",
-             "troubleshooting", "trust")
 
 # Debian's record of what is linked in: GCC's libraries with their runtime exception, and the C
 # runtime's own parts.
@@ -34,20 +31,26 @@ def licences(folder=Path("/usr/share/doc")):
     return files | {"licences/README.txt": required(ROOT / "support" / "licences.txt")}
 
 
-def administration():
-    """What administrators get, in folders of their own."""
-    support = ROOT / "support"
-    return {file.relative_to(support).as_posix(): file
-            for folder in ("management", "monitoring", "policies")
-            for file in sorted((support / folder).rglob("*.*"))}
+def support(build):
+    """The files that CMakeLists.txt names, and all files of the folders, under their names in support."""
+    files = {}
+    for name in remembered(build, "PALVO_PACKED").split(";"):
+        path = ROOT / "support" / name
+        found = sorted(path.rglob("*")) if path.is_dir() else [path]
+        files |= {file.relative_to(ROOT / "support").as_posix(): required(file)
+                  for file in found if not file.is_dir()}
+    return files
 
 
 def documents():
+    """For whoever installs, administers and supports: the first list of docs/README.md. The rest is for
+    maintainers."""
     folder = ROOT / "docs"
+    ours = (folder / "README.md").read_text().partition("\nFor maintainers:")[0]
+    pages = sorted(set(re.findall(r"\]\(([\w-]+\.md)\)", ours)))
     pictures = sorted((folder / "pictures").glob("*.png"))
-    return ({f"docs/{name}.md": required(folder / f"{name}.md") for name in DOCUMENTS}
-            | {f"docs/pictures/{file.name}": file for file in pictures}
-            | {"doctor-report.schema.json": required(ROOT / "support" / "doctor-report.schema.json")})
+    return ({f"docs/{name}": required(folder / name) for name in pages}
+            | {f"docs/pictures/{file.name}": file for file in pictures})
 
 
 def program_files(build):
@@ -56,9 +59,7 @@ def program_files(build):
 
 
 def package_files(build):
-    return (program_files(build)
-            | {"log-viewer.html": required(ROOT / "support" / "log-viewer.html")}
-            | administration() | documents() | licences())
+    return program_files(build) | {SETUP: required(build / SETUP)} | support(build) | documents() | licences()
 
 
 def symbol_files(build):
@@ -72,9 +73,13 @@ def sibling_files(folder):
     return {file.name: file for file in sorted(folder.iterdir()) if file.is_file()}
 
 
-def version(build):
-    """The one in CMakeLists.txt, as the build folder remembers it."""
+def remembered(build, name):
+    """What CMakeLists.txt says, as the build folder's cache has it."""
     for line in (build / "CMakeCache.txt").read_text().splitlines():
-        if line.startswith("CMAKE_PROJECT_VERSION:STATIC="):
+        if line.startswith((f"{name}:STATIC=", f"{name}:INTERNAL=")):
             return line.partition("=")[2]
-    raise Missing(f"{build} does not say the version")
+    raise Missing(f"{build} does not say {name}")
+
+
+def version(build):
+    return remembered(build, "CMAKE_PROJECT_VERSION")

@@ -3,6 +3,7 @@ actions from the package's own table, their order, and the versions of the files
 packages wixl and msitools."""
 
 import hashlib
+import os
 import re
 import shutil
 import struct
@@ -12,15 +13,14 @@ import uuid
 from pathlib import Path
 from xml.sax.saxutils import quoteattr
 
-from contents import PROGRAM, ROOT
+import summary
+from contents import PROGRAM, ROOT, SETUP
 
 NAMESPACE = uuid.UUID("b2f1f6a0-3a0d-4b0c-8b7e-6a3c5f0c9d11")
 
-SETUP = "PalvoPrinterSetup.exe"     # the package's own program, as its table names it
-
 # Bits of a custom action's type.
 FROM_BINARY, FROM_FILE = 2, 18
-IGNORED, ROLLBACK, COMMIT, DEFERRED, AS_SYSTEM = 64, 256, 512, 1024, 2048
+IGNORED, NOT_WAITED_FOR, ROLLBACK, COMMIT, DEFERRED, AS_SYSTEM = 64, 128, 256, 512, 1024, 2048
 IN_SCRIPT = DEFERRED | AS_SYSTEM
 
 # What changes the machine of itself, not for a newer package that takes this one's place.
@@ -34,15 +34,20 @@ REMOVING = f'REMOVE="ALL" AND {OWN}'
 ACTIONS = (
     ("RestoreState", FROM_BINARY | IN_SCRIPT | ROLLBACK | IGNORED, "Setup", "restore", OWN, 1510),
     ("KeepState", FROM_BINARY | IN_SCRIPT, "Setup", "keep", OWN, 1511),
+    ("SecureFolder", FROM_BINARY | IN_SCRIPT, "Setup", "folder", INSTALLING, 1515),
     ("StopCopies", FROM_BINARY | IN_SCRIPT, "Setup", 'stop "[INSTALLDIR]."', INSTALLING, 1520),
     ("RestoreTasks", FROM_FILE | IN_SCRIPT | ROLLBACK | IGNORED, PROGRAM, "-IT", REMOVING, 3410),
     ("RemoveTasks", FROM_FILE | IN_SCRIPT | IGNORED, PROGRAM, "-UT", REMOVING, 3411),
     ("StopRemoved", FROM_BINARY | IN_SCRIPT | IGNORED, "Setup", 'stop "[INSTALLDIR]."', REMOVING,
      3420),
+    ("StopTakenBack", FROM_BINARY | IN_SCRIPT | ROLLBACK | IGNORED, "Setup", 'stop "[INSTALLDIR]."',
+     INSTALLING, 4009),
     ("TakeBackTasks", FROM_FILE | IN_SCRIPT | ROLLBACK | IGNORED, PROGRAM, "-UT", FIRST, 4010),
     ("InstallTasks", FROM_FILE | IN_SCRIPT, PROGRAM, "-IT", INSTALLING, 4011),
     ("CheckTasks", FROM_BINARY | IN_SCRIPT, "Setup", "check", INSTALLING, 4012),
     ("ForgetState", FROM_BINARY | IN_SCRIPT | COMMIT | IGNORED, "Setup", "forget", OWN, 4020),
+    ("Refresh", FROM_FILE | IN_SCRIPT | COMMIT | IGNORED | NOT_WAITED_FOR, PROGRAM, "-r", INSTALLING,
+     4021),
 )
 
 # The former version goes after the new files and tasks are there, within the same transaction: a
@@ -50,13 +55,19 @@ ACTIONS = (
 STANDARD = {"InstallExecute": ("", 6500), "RemoveExistingProducts": ("", 6550)}
 
 
+# Of every file in the cabinet, in seconds since 1970: the time that the archives name too.
+FILE_TIME = 315532800
+
+
 class Failed(Exception):
     """A tool could not do its part."""
 
 
 def run(*command, folder=None):
-    result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, check=False)
+    # The cabinet has local times.
+    result = subprocess.run(command, cwd=folder, env=dict(os.environ, TZ="UTC"),
+                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            check=False)
     if result.returncode != 0:
         raise Failed(f"{command[0]} ended with {result.returncode}:\n{result.stderr.decode()}")
     return result.stdout.decode("utf-8")
@@ -93,6 +104,8 @@ def source(version, files, setup):
             f' Source={quoteattr(name)} KeyPath="yes"/></Component>')
         references.append(f'      <ComponentRef Id="{row(name)}"/>')
     contents = [hashlib.sha256(file.read_bytes()).hexdigest() for file in [*files.values(), setup]]
+    # Windows takes two packages of one code for the same, whatever their actions.
+    contents.append(repr((ACTIONS, STANDARD)))
     text = (ROOT / "support" / "installer" / "Package.wxs.in").read_text()
     for mark, value in {"PRODUCT_CODE": identifier("product", version, *contents),
                         "VERSION": ".".join(version.split(".")[:3]), "SETUP": SETUP,
@@ -154,13 +167,14 @@ def queries(files):
 
 
 def build_msi(msi, version, files, setup):
-    """Writes the package of {name: file}; `setup` is the package's own program."""
+    """Writes the package of {name: file}; `setup` lies in its own table."""
     msi.unlink(missing_ok=True)
     msi = msi.resolve()
     with tempfile.TemporaryDirectory() as folder:
         # wixl wants paths that are relative.
         for name, file in (files | {SETUP: setup}).items():
-            shutil.copy(file, Path(folder) / name)
+            copied = shutil.copy(file, Path(folder) / name)
+            os.utime(copied, (FILE_TIME, FILE_TIME))
         wxs = Path(folder) / "package.wxs"
         wxs.write_text(source(version, files, setup))
         run("wixl", "-a", "x64", "-o", str(msi), wxs.name, folder=folder)
@@ -172,3 +186,7 @@ def build_msi(msi, version, files, setup):
             run("msibuild", str(msi), "-i", str(file))
     for query in queries(files):
         run("msibuild", str(msi), "-q", query)
+    try:
+        summary.fix(msi, lambda data: identifier("package", hashlib.sha256(data).hexdigest()))
+    except summary.Strange as strange:
+        raise Failed(str(strange)) from strange
