@@ -57,7 +57,8 @@ std::wstring FinalPath(HANDLE file)
 DWORD Names(HANDLE file)
 {
     FILE_STANDARD_INFO information = {};
-    return GetFileInformationByHandleEx(file, FileStandardInfo, &information, sizeof information)
+    return GetFileInformationByHandleEx(file, FileStandardInfo, &information, sizeof information) &&
+                   !information.DeletePending
                ? information.NumberOfLinks
                : 0;
 }

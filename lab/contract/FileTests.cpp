@@ -114,3 +114,22 @@ LAB_TEST(AFileKeepsWhatItsListSaysAndNothingInheritsFromIt)
     CloseHandle(file);
     CHECK(DeleteFileW(kFile) && RemoveDirectoryW(kFolder));
 }
+
+// Wine leaves a file its path when the name is taken away from outside, as an attacker may who acts
+// without the lab. Taking it away in Wine does the same.
+LAB_TEST(ANameThatWasTakenAwayMeanwhileIsToldAsDeleted)
+{
+    const wchar_t* const other = L"C:\\ProgramData\\PalvoLabSelfTest\\other.txt";
+    MakeAs(L"SYSTEM");
+    const HANDLE file =
+        CreateFileW(kFile, FILE_APPEND_DATA, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
+    FILE_STANDARD_INFO information = {};
+    CHECK(GetFileInformationByHandleEx(file, FileStandardInfo, &information, sizeof information));
+    CHECK(!information.DeletePending);
+    CHECK(MoveFileExW(kFile, other, 0));
+    CHECK(Opens(kFile, GENERIC_WRITE, CREATE_NEW));
+    CHECK(GetFileInformationByHandleEx(file, FileStandardInfo, &information, sizeof information));
+    CHECK(information.DeletePending);
+    CloseHandle(file);
+    CHECK(DeleteFileW(kFile) && DeleteFileW(other) && RemoveDirectoryW(kFolder));
+}

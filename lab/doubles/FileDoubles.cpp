@@ -137,6 +137,29 @@ BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
     return error != ERROR_SUCCESS ? call.Fail(error) : call.Return(DeleteFileW(path));
 }
 
+// Whether the name by which a file was opened still leads to it.
+bool HasItsName(HANDLE file)
+{
+    const auto opened = FileOf(file);
+    const auto there =
+        opened ? FindFile(opened->path, FILE_FLAG_OPEN_REPARSE_POINT) : std::nullopt;
+    return there && there->id == opened->id;
+}
+
+// Of a name that was deleted meanwhile Wine tells no more than that there is one less.
+BOOL WINAPI DoubleGetFileInformationByHandleEx(HANDLE file, FILE_INFO_BY_HANDLE_CLASS what,
+                                               LPVOID buffer, DWORD size)
+{
+    Call call(L"GetFileInformationByHandleEx", file, static_cast<DWORD>(what));
+    const bool hadName = what != FileStandardInfo || HasItsName(file);
+    const BOOL told = GetFileInformationByHandleEx(file, what, buffer, size);
+    if (told && what == FileStandardInfo && !(hadName && HasItsName(file)))
+    {
+        static_cast<FILE_STANDARD_INFO*>(buffer)->DeletePending = TRUE;
+    }
+    return call.Return(told);
+}
+
 BOOL WINAPI DoubleReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD read,
                            LPOVERLAPPED overlapped)
 {
@@ -166,6 +189,7 @@ void AddFileDoubles(DoubleList& list)
     PALVOLAB_DOUBLE(list, "KERNEL32", CreateDirectoryW);
     PALVOLAB_DOUBLE(list, "KERNEL32", CopyFileW);
     PALVOLAB_DOUBLE(list, "KERNEL32", DeleteFileW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", GetFileInformationByHandleEx);
     PALVOLAB_DOUBLE(list, "KERNEL32", ReadFile);
 }
 

@@ -136,6 +136,14 @@ class AttackTest(unittest.TestCase):
             self.lab("run", "--", *arguments, check=False)
         return self.lab.code, self.lab.siblings()[before:]
 
+    def peak(self, *arguments):
+        """How many KiB a run had at most; its siblings ran if they had to."""
+        self.lab("record", "memory")
+        outcome = self.attacked_work(*arguments)
+        peak = int(self.lab("show", "counts").split()[-1])
+        self.lab("record", "off")
+        return peak, outcome
+
     def expect_work(self, printer="Office"):
         """A printer event, and that it is dealt with, whatever becomes of the log."""
         self.lab("printer", "change", printer)

@@ -3,14 +3,15 @@
 import threading
 import time
 import unittest
+from itertools import product
 
 from attack import EVENT, LOG_MUTEX, LONG, AttackTest, global_objects
 
 OBJECTS = global_objects()
 MUTEX = OBJECTS["NewOrChangedInstanceMutex"]
 REFRESH_MUTEX = OBJECTS["RefreshInstanceMutex"]
-# Everybody everything; nobody anything; others read and synchronise only.
-DESCRIPTORS = ("D:(A;;GA;;;WD)", "D:", "D:(A;;0x120001;;;WD)")
+# Nobody else anything; everybody everything; nobody anything; others read and wait only.
+DESCRIPTORS = ("", "D:(A;;GA;;;WD)", "D:", "D:(A;;0x120001;;;WD)")
 WINDOWS_PATH = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
                 r"\PalvoPrinterConfiguration.log")
 
@@ -61,8 +62,7 @@ class HeldObjects(AttackTest):
         self.expect_served()
 
     def test_objects_of_any_kind_and_descriptor_leave_runs_that_end(self):
-        for kind, descriptor in [*(("mutex", descriptor) for descriptor in DESCRIPTORS),
-                                 ("event", ""), ("section", "")]:
+        for kind, descriptor in [*product(("mutex", "event"), DESCRIPTORS), ("section", "")]:
             with self.subTest(kind=kind, descriptor=descriptor):
                 numbers = [self.attacker.do("object", kind, name, descriptor)
                            for name in OBJECTS.values()]
@@ -74,7 +74,7 @@ class HeldObjects(AttackTest):
         self.expect_served()
 
     def test_log_mutex_that_nobody_may_open_costs_the_lines_and_nothing_else(self):
-        for kind, descriptor in (("mutex", "D:"), ("event", "")):
+        for kind, descriptor in (("mutex", "D:"), ("event", ""), ("section", "")):
             with self.subTest(kind=kind):
                 before = self.lab.log_bytes()
                 with self.attacker.holding("object", kind, LOG_MUTEX, descriptor):

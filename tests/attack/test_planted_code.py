@@ -1,7 +1,6 @@
 """What a user plants in the hope that the program runs it: DLLs and programs in the current folder, on
 PATH, in the log's folder, in temporary folders, and under the names that a command line may mean."""
 
-import os
 import re
 import shutil
 import unittest
@@ -28,20 +27,23 @@ class PlantedCode(AttackTest):
         self.plant_in(self.folder)
         self.addCleanup(shutil.rmtree, self.folder)
 
-    def plant_in(self, folder):
+    def plant_in(self, folder, programs=PROGRAMS):
         """Without making a folder that was there."""
         folder.mkdir(exist_ok=True)
-        for name in PROGRAMS:
+        for name in programs:
             self.plant("planted-program.exe", folder / name)
         for name in DLLS:
             self.plant("planted-dll.dll", folder / f"{name}.dll")
         self.plant("planted-dll.dll", folder / "winspool.drv")
-        os.makedirs(folder / "wbem", exist_ok=True)
-        self.plant("planted-dll.dll", folder / "wbem" / "wbemprox.dll")
+        wbem = folder / "wbem"
+        wbem.mkdir(exist_ok=True)
+        self.addCleanup(shutil.rmtree, wbem, ignore_errors=True)
+        self.plant("planted-dll.dll", wbem / "wbemprox.dll")
 
     def plant(self, tool, path):
         if not path.exists():
             shutil.copy(TOOLS / tool, path)
+            self.addCleanup(self.remove, path)
 
     def run_there(self, arguments, variables=()):
         """A run to its end, whose current folder and PATH are the user's."""
@@ -73,6 +75,13 @@ class PlantedCode(AttackTest):
         for folder in self.log.parents[:2]:
             self.plant_in(folder)
         self.addCleanup(shutil.rmtree, self.log.parents[1])
+        self.expect_served()
+
+    def test_what_lies_in_the_program_folders_parents_is_not_run(self):
+        self.add_user("anna")
+        for folder in self.lab.suite().parents[:2]:
+            # Those whose names the command line may mean only administrators can put there.
+            self.plant_in(folder, [name for name in PROGRAMS if name.startswith("PalvoPrinter")])
         self.expect_served()
 
     def test_nothing_is_loaded_while_users_are_impersonated_however_many(self):

@@ -3,6 +3,7 @@ the program must lead nowhere."""
 
 import hashlib
 import os
+import re
 import shutil
 import unittest
 
@@ -187,16 +188,32 @@ class PlantedLog(AttackTest):
         self.attacked_work("-?")
         self.assertEqual(self.lab.log()[0], "# Called with 1 argument(s): -?")
 
-    def test_log_of_foreign_bytes_is_trimmed_and_the_work_goes_on(self):
-        # A sparse file: it says that it is huge, and holds nothing but zeros and no line's end.
+    def trim_foreign_log(self, size, what, run):
+        """A run that finds a sparse log, which holds zeros and no line's end; what was recorded."""
         with open(self.log, "wb") as stream:
-            stream.truncate(FOREIGN_BYTES)
-        self.expect_work()
-        self.assertLess(self.log.stat().st_size, 0x210000)
+            stream.truncate(size)
+        self.lab("record", what)
+        run()
+        self.lab("record", "off")
+        # Two megabytes, a byte for each piece of 4 KiB without a line's end, and the run's own lines.
+        self.assertLess(self.log.stat().st_size, 0x200000 + size // 4096 + 0x10000)
         self.assertEqual([path.name for path in self.log.parent.iterdir()], [self.log.name])
         self.assertTrue(self.log.read_bytes().strip(b"\0").startswith(b"["), "the run's own lines")
+        return self.lab("show", "counts")
+
+    def test_log_of_foreign_bytes_is_trimmed_with_little_memory_and_the_work_goes_on(self):
+        peak = self.trim_foreign_log(FOREIGN_BYTES, "memory", self.expect_work)
+        self.assertLess(int(peak.split()[-1]), 0x6000, "KiB: half of it is any run's")
         self.log.unlink()
         self.expect_served()
+
+    def test_log_of_twice_the_bytes_takes_twice_the_reads(self):
+        reads = []
+        for size in (FOREIGN_BYTES // 2, FOREIGN_BYTES):
+            counts = self.trim_foreign_log(size, "counts", lambda: self.lab("run", "--", "-?", check=False))
+            reads.append(int(re.findall(r" ReadFile (\d+)$", counts, re.MULTILINE)[-1]))
+        self.assertGreater(reads[0], 100)
+        self.assertLess(reads[1], 2.1 * reads[0])
 
 
 if __name__ == "__main__":
