@@ -4,6 +4,7 @@
 #include "FaultPlan.h"
 #include "ImportPatch.h"
 
+#include <cstdint>
 #include <cstdio>
 
 using namespace PalvoLab;
@@ -75,6 +76,13 @@ LAB_TEST(ImportsOfBothKindsAreFound)
     CHECK(Imports("kernel32", "GetTickCount", false));
     CHECK(Imports("VERSION.dll", "GetFileVersionInfoSizeW", true));
     CHECK(!Imports("kernel32", "NoSuchFunction", false));
+}
+
+LAB_TEST(WhatOnlyLooksLikeADelayTableIsPassedOver)
+{
+    static const volatile std::uint32_t alike[] = {1, 0x1000, 0x1000, 0x1000, 0xFFFFFFFF, 0, 0, 0};
+    CHECK(alike[0] == 1); // which keeps it in the program
+    CHECK(Imports("VERSION.dll", "GetFileVersionInfoSizeW", true));
 }
 
 LAB_TEST(AStandInReplacesAFunctionAsLongAsItLives)

@@ -143,8 +143,8 @@ bool IsDelayDescriptor(const Image& image, const DelayDescriptor& candidate)
     }
     const std::uint32_t size = image.Size();
     if (candidate.moduleHandle == 0 || candidate.moduleHandle >= size ||
-        candidate.addressTable == 0 || candidate.addressTable + 16 >= size ||
-        candidate.nameTable == 0 || candidate.nameTable + 16 >= size)
+        candidate.addressTable == 0 || candidate.addressTable >= size - 16 ||
+        candidate.nameTable == 0 || candidate.nameTable >= size - 16)
     {
         return false;
     }

@@ -6,13 +6,13 @@ import json
 import os
 import random
 import signal
-import subprocess
 import sys
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+from commit_seed import commit_seed
 from lab import ROOT, SUPPORTED, Lab  # noqa: F401  (the proofs take it from here)
 from proof.allowances import WINES_FAILURES, bound
 from proof.wine_faults import is_wines_fault, said_by_wine
@@ -25,18 +25,6 @@ FIGURE = "FIGURE: "     # begins the lines that tools/run-tests shows
 def program():
     """The file that is proved."""
     return Path(os.environ["PALVO_LAB_BIN"], "PalvoPrinterConfiguration.exe")
-
-
-def seed_of_sources():
-    """A seed that is another at each commit, or without git for other sources."""
-    try:
-        digest = subprocess.run(["git", "-C", ROOT, "rev-parse", "HEAD"], capture_output=True, check=True,
-                                text=True).stdout
-    except (OSError, subprocess.CalledProcessError):
-        files = sorted(file for folder in ("src", "tests") for file in (ROOT / folder).rglob("*")
-                       if file.suffix in (".cpp", ".h", ".py"))
-        digest = hashlib.sha256(b"".join(file.read_bytes() for file in files)).hexdigest()
-    return int(digest[:8], 16)
 
 
 class Kept:
@@ -76,7 +64,7 @@ class Proof:
         parser.add_argument("--seed", type=int, help="the commit's when none is given")
         options = parser.parse_args()
         self.long = options.long
-        self.seed = seed_of_sources() if options.seed is None else options.seed
+        self.seed = commit_seed() if options.seed is None else options.seed
         self.random = random.Random(self.seed)
         self.start = time.monotonic()
         self.findings = []

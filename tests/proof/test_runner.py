@@ -9,12 +9,13 @@ from contextlib import redirect_stdout
 from pathlib import Path
 from unittest import mock
 
+from commit_seed import commit_seed
 from proof import allowances
 from proof.allowances import bound, exceeded
 from proof.history import once_found
 from proof.kills import calls_of
 from proof.rigged import RIGGED, due
-from proof.runner import Proof, seed_of_sources
+from proof.runner import Proof
 
 HANGS = """
 import time
@@ -47,18 +48,18 @@ class Runner(unittest.TestCase):
                 proof.end("runs")
             self.assertEqual(ended.exception.code, code)
 
-    def test_the_seed_is_the_commits_or_without_git_the_sources(self):
+    def test_the_seed_is_the_number_of_commits_or_without_git_the_sources(self):
         def fail(*_, **__):
             raise FileNotFoundError
 
-        with mock.patch("proof.runner.subprocess.run") as run:
-            run.return_value.stdout = "0000002afffffffffffffffffffffffffffffffff\n"
-            self.assertEqual(seed_of_sources(), 42)
-        with mock.patch("proof.runner.subprocess.run", fail):
-            first = seed_of_sources()
-            self.assertEqual(seed_of_sources(), first)
+        with mock.patch("commit_seed.subprocess.run") as run:
+            run.return_value.stdout = "42\n"
+            self.assertEqual(commit_seed(), 42)
+        with mock.patch("commit_seed.subprocess.run", fail):
+            first = commit_seed()
+            self.assertEqual(commit_seed(), first)
             with mock.patch.object(Path, "read_bytes", lambda _: b"other"):
-                self.assertNotEqual(seed_of_sources(), first)
+                self.assertNotEqual(commit_seed(), first)
 
     def test_a_proof_that_hangs_ends_by_its_time(self):
         result = subprocess.run([sys.executable, "-c", HANGS], cwd=Path(__file__).parent.parent,

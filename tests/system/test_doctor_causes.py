@@ -5,7 +5,7 @@ import re
 
 from doctor import DoctorTest
 from lab import NEW_OR_CHANGED, ROOT, USER_LOGON
-from scheduled_tasks import CHANNEL_FAILED, CREATION_FAILED
+from proof.program_promises import CHANNEL_FAILED, CREATION_FAILED
 from test_doctor_page import identifiers
 
 PAGE = ROOT / "docs" / "nothing-happens.md"

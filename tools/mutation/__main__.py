@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Breaks the program's own code, one small change at a time, and sees whether the tests notice.
 
-    tools/mutate                  a small sample, for every day
+    tools/mutate                  a small sample, for every day; each commit has its own
     tools/mutate --sample 200     a larger one; --seed N for another
     tools/mutate --long           every mutant; goes on where it was ended
 
 The test programs of a build are linked with the mutant's object and run under Wine. Survivors that
 no test can kill stand in tests/mutation/survivors.txt, each with its reason. The exit code is 0 when
 at least 97 % are killed and every survivor is explained; of the small sample, when 90 % are one or
-the other.
+the other. There a mutant that is explained is not tried.
 """
 
 import argparse
@@ -23,12 +23,11 @@ import sys
 import threading
 import time
 from collections import Counter, defaultdict
-from dataclasses import replace
 from pathlib import Path
 
 from mutators import mutants_of
-from trial import ALIVE, KILLED, REFUSED, SAME, try_mutant
-from workshop import Build, Ended, Shop, WinePrefix
+from trial import ALIVE, KILLED, REFUSED, SAME, Trials
+from workshop import Build, Ended, Shop, WinePrefix, commit_seed
 
 ROOT = Path(__file__).resolve().parents[2]
 FOLDER = ROOT / "build" / "mutation"
@@ -41,18 +40,11 @@ WANTED_PERCENT_OF_SMALL_SAMPLE = 90     # of which those that no test can kill m
 
 # Read by the compiler alone, or by no test program.
 LEFT_OUT = {
-    "src/driver/main.cpp": "one call, in the program that ships; the system tests run it",
-    "src/SimpleUtilitiesLib/StackGuard.cpp":
+    "main.cpp": "one call, in the program that ships; the system tests run it",
+    "StackGuard.cpp":
         "runs before any test; the product's tests run programs with it",
-    "src/SimpleUtilitiesLib/FormatCheck.h": "runs in the compiler, which is the test of it",
+    "FormatCheck.h": "runs in the compiler, which is the test of it",
 }
-
-
-def known_as(path):
-    """The name of a file in the results and the list of survivors: without its room in the library, so that
-    what is known of it holds when it is moved to another."""
-    parts = Path(path).parts
-    return "/".join((*parts[:2], parts[-1]))
 
 
 class Results:
@@ -84,17 +76,18 @@ class Results:
         return digest.hexdigest()[:16]
 
     def key(self, mutant):
-        name = known_as(mutant.file)
-        return self._digest(name.encode(), self.sources[mutant.file].encode(),
-                            repr(replace(mutant, file=name)).encode())
+        place = Path(mutant.file).name, mutant.start, mutant.end, mutant.replacement
+        return self._digest(self.sources[mutant.file].encode(), repr(place).encode())
+
+    def text(self, mutant):
+        return f"{Path(mutant.file).name}: {mutant.described(self.sources[mutant.file])}"
 
     def get(self, mutant):
         entry = self.known.get(self.key(mutant))
         return entry if entry and (entry["outcome"] != ALIVE or entry["tests"] == self.tests) else None
 
     def add(self, mutant, entry):
-        entry.update(key=self.key(mutant), tests=self.tests,
-                     mutant=f"{known_as(mutant.file)}: {mutant.described(self.sources[mutant.file])}")
+        entry.update(key=self.key(mutant), tests=self.tests, mutant=self.text(mutant))
         with self.lock, open(self.file, "a", encoding="utf-8") as stream:
             stream.write(json.dumps(entry) + "\n")
         self.known[entry["key"]] = entry
@@ -126,11 +119,14 @@ def choose(sources, size, seed):
 
 
 def try_all(build, mutants, results, workers, prefix):
-    """Each worker takes one mutant after the other. The first error of a worker ends the run; ended
+    """Each worker takes one file after the other. The first error of a worker ends the run; ended
     from outside, it gives up what it has begun, and the answer is False."""
-    waiting = queue.SimpleQueue()
+    files = defaultdict(list)
     for mutant in mutants:
-        waiting.put(mutant)
+        files[mutant.file].append(mutant)
+    waiting = queue.SimpleQueue()
+    for name in sorted(files, key=lambda name: -len(files[name])):
+        waiting.put(name)
     errors = []
     shops = []
     ending = threading.Event()
@@ -140,23 +136,19 @@ def try_all(build, mutants, results, workers, prefix):
         try:
             shop = Shop(build, FOLDER / f"worker-{number}", prefix, ending)
             shops.append(shop)
-            if number == 0:
-                build.measure(shop, FOLDER / "baseline.json")
-                measured.set()
-            measured.wait()
             while not errors:
-                mutant = waiting.get_nowait()
-                results.add(mutant, try_mutant(shop, mutant))
+                name = waiting.get_nowait()
+                trials = Trials(shop, name)
+                for mutant in files[name]:
+                    results.add(mutant, trials.entry_of(mutant))
         except (queue.Empty, Ended):
             pass
         except Exception as error:  # told by the main thread
             errors.append(error)
         finally:
-            measured.set()
             if shop:
                 shop.close()
 
-    measured = threading.Event()
     threads = [threading.Thread(target=work, args=(number,)) for number in range(workers)]
     for thread in threads:
         thread.start()
@@ -179,13 +171,15 @@ def try_all(build, mutants, results, workers, prefix):
     return not errors
 
 
-def report(mutants, total, results, seconds, is_small):
-    reasons = explained_survivors()
-    entries = [entry for entry in map(results.get, mutants) if entry]
+def report(mutants, total, results, reasons, seconds, is_small):
+    entries = [{"outcome": ALIVE, "mutant": results.text(mutant)}
+               if is_small and results.text(mutant) in reasons else results.get(mutant)
+               for mutant in mutants]
+    entries = [entry for entry in entries if entry]
     counts = Counter(entry["outcome"] for entry in entries)
     alive = 0
     for text in sorted(entry["mutant"] for entry in entries if entry["outcome"] == ALIVE):
-        if reasons[text]:
+        if reasons.get(text):
             print(f"{FIGURE}explained: {text}\n{FIGURE}           {reasons[text].pop(0)}")
         else:
             alive += 1
@@ -207,7 +201,7 @@ def main():
     parser = argparse.ArgumentParser(description="Sees whether the tests notice broken code.")
     parser.add_argument("--build", type=Path, default=ROOT / "build" / "release")
     parser.add_argument("--sample", type=int)
-    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--seed", type=int)
     parser.add_argument("--long", action="store_true")
     parser.add_argument("--workers", type=int, default=2)
     parser.add_argument("--only", default="", help="a part of a file's name")
@@ -221,23 +215,27 @@ def main():
     fcntl.flock(lock, fcntl.LOCK_EX)  # two runs at once would share the workers' folders
     subprocess.run(["ninja", "-C", str(options.build)], check=True, stdout=subprocess.DEVNULL)
     sources = {str(path.relative_to(ROOT)): path.read_text(encoding="utf-8")
-               for path in (ROOT / "src").rglob("*")
-               if path.suffix in (".cpp", ".h") and known_as(path.relative_to(ROOT)) not in LEFT_OUT
+               for path in (ROOT / "src").rglob("*.*")
+               if path.suffix in (".cpp", ".h") and path.name not in LEFT_OUT
                and options.only in path.name}
     size = None if options.long else options.sample or SMALL_SAMPLE
-    mutants, total = choose(sources, size, options.seed)
+    seed = options.seed if options.seed is not None else commit_seed()
+    print(FIGURE + ("All mutants" if options.long else f"Seed {seed}"), flush=True)
+    mutants, total = choose(sources, size, seed)
     results = Results(sources)
+    reasons = explained_survivors()
     small = size == SMALL_SAMPLE
     # The small sample tells of today's tests, and takes nothing from earlier runs.
-    open_ones = [mutant for mutant in mutants if small or results.get(mutant) is None]
+    open_ones = [mutant for mutant in mutants
+                 if (results.text(mutant) not in reasons if small else results.get(mutant) is None)]
     prefix = WinePrefix(FOLDER / "prefix")
     try:
         prefix.make()
-        whole = not open_ones or try_all(Build(ROOT, options.build.resolve()), open_ones, results,
-                                         options.workers, prefix)
+        whole = not open_ones or try_all(Build(ROOT, options.build.resolve(), FOLDER / "headers"),
+                                         open_ones, results, options.workers, prefix)
     finally:
         prefix.end()
-    good = report(mutants, total, results, time.monotonic() - start, small)
+    good = report(mutants, total, results, reasons, time.monotonic() - start, small)
     return 0 if good and whole else 1
 
 

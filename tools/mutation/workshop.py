@@ -1,12 +1,12 @@
 """Where mutants are built and tried: a worker's own copy of the sources, and its own Windows.
 
 Nothing is built twice that a mutant does not touch. The mutant's own object goes before all others
-into a test program that is otherwise linked as the build links it: the linker takes what it finds
-first, so the archives' objects of the same functions stay out.
+into a test program that otherwise has what the build links: the linker takes what it finds first, so
+the archives' objects of the same functions stay out. LLVM's linker does this sixty times as fast as
+GNU's.
 """
 
 import functools
-import hashlib
 import json
 import os
 import re
@@ -15,18 +15,19 @@ import shutil
 import signal
 import subprocess
 import sys
-import time
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-from wine_prefix import WinePrefix  # noqa: E402  (the path is set just above)
+from commit_seed import commit_seed  # noqa: E402,F401  (the path is set just above)
+from wine_prefix import WinePrefix  # noqa: E402
 
 
 class Build:
     """An existing build: how its objects are compiled and its test programs linked."""
 
-    def __init__(self, root, folder):
+    def __init__(self, root, folder, headers):
+        """`headers` is where the precompiled headers go that fit a mutant's options."""
         self.root = root
         self.folder = folder
         entries = json.loads((folder / "compile_commands.json").read_text(encoding="utf-8"))
@@ -42,7 +43,29 @@ class Build:
         self.links = self._read_links()
         self.programs = {}  # library -> its own programs, then those of the libraries that use it
         self._read_libraries()
-        self.seconds = {}  # program -> how long its tests take
+        self._precompile(headers)
+
+    def _precompile(self, headers):
+        """The build's own does not fit: GCC takes one only with the options that it was made with."""
+        made = next(name for name in self.compile_commands if re.match(r"src/.*\.gch$", name))
+        self.header = str(self.folder / made.removesuffix(".gch"))
+        self.fitting_header = str(headers / Path(self.header).name)
+        headers.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(self.header, self.fitting_header)
+        subprocess.run([*self.compile_command(made), "-o", f"{self.fitting_header}.gch"],
+                       cwd=self.folder, check=True)
+
+    def compile_command(self, object_name):
+        """Without warnings, since what is only suspicious is for the tests to find; and without
+        what costs time."""
+        command = []
+        words = iter(self.compile_commands[object_name])
+        for word in words:
+            if word in ("-MF", "-MT", "-o"):
+                next(words)
+            elif not word.startswith(("-MD", "-W", "-ffile-prefix-map=")):
+                command.append(word)
+        return command + ["-Werror=return-type", "-O0", "-g0"]
 
     def ask_ninja(self, *question):
         return subprocess.run(["ninja", "-C", str(self.folder), "-t", *question], check=True,
@@ -62,11 +85,18 @@ class Build:
         return dependents
 
     def _read_links(self):
+        """GCC tells what it would have its own linker do. It takes no other: its path is built in."""
         links = {}
         for program in re.findall(r"^tests/(\w+)\.exe: ", self.ask_ninja("targets", "all"),
                                   re.MULTILINE):
             command = self.ask_ninja("commands", f"tests/{program}.exe").splitlines()[-1]
-            links[program] = shlex.split(command.split("&&")[1])
+            told = subprocess.run([*shlex.split(command.split("&&")[1]), "-s", "-###"], check=True,
+                                  cwd=self.folder, stderr=subprocess.PIPE, text=True).stderr
+            words = shlex.split(next(line for line in told.splitlines() if "/collect2 " in line))[1:]
+            for option in ("-plugin", "--out-implib"):
+                at = words.index(option)
+                del words[at:at + 2]
+            links[program] = ["ld.lld"] + [word for word in words if not word.startswith("-plugin-opt")]
         return links
 
     def _read_libraries(self):
@@ -99,22 +129,13 @@ class Build:
         return named or [name for name, file in mine.items()
                          if line in file.read_text(encoding="utf-8")]
 
-    def measure(self, shop, cache):
-        """Runs every test program as it is. They must pass, or no kill would mean a thing."""
-        known = json.loads(cache.read_text(encoding="utf-8")) if cache.exists() else {}
-        for program in self.links:
-            if program == "ProductTests":
-                continue
-            file = self.folder / "tests" / f"{program}.exe"
-            state = hashlib.sha256(file.read_bytes()).hexdigest()
-            if known.get(program, {}).get("state") != state:
-                start = time.monotonic()
-                failure = shop.run(file, [], 240)
-                if failure:
-                    raise RuntimeError(f"{program} fails without any mutant: {failure}")
-                known[program] = {"state": state, "seconds": time.monotonic() - start}
-            self.seconds[program] = known[program]["seconds"]
-        cache.write_text(json.dumps(known, indent=1), encoding="utf-8")
+    def suites_of(self, objects):
+        """What the tests in these objects are called, as GoogleTest's filter."""
+        files = {name: file for file, name in self.object_of.items()}
+        suites = {suite for name in objects for suite in re.findall(
+            r"^TEST(?:_F|_P)?\((\w+),", (self.root / files[name]).read_text(encoding="utf-8"),
+            re.MULTILINE)}
+        return ":".join(f"{suite}.*:*/{suite}.*" for suite in sorted(suites))
 
 
 class Ended(Exception):
@@ -131,15 +152,13 @@ class Shop:
         self.fresh_prefix = fresh_prefix
         self.prefix = WinePrefix(folder / "prefix")
         self.ending = ending
-        for name in ("src", "tests", "objects", "programs"):
-            shutil.rmtree(folder / name, ignore_errors=True)
         for name in ("src", "tests"):
+            shutil.rmtree(folder / name, ignore_errors=True)
             shutil.copytree(build.root / name, folder / name)
-        for name in ("objects", "programs"):
-            (folder / name).mkdir(parents=True)
+        for kind in ("original", "mutant"):  # a folder each: tests know their program's name
+            (folder / kind).mkdir(exist_ok=True)
         (folder / "lab").unlink(missing_ok=True)
         (folder / "lab").symlink_to(build.root / "lab")
-        self.proven = set()  # objects that the compiler makes when nothing is mutated
         self.renew_prefix()
 
     def renew_prefix(self):
@@ -153,46 +172,36 @@ class Shop:
         for file in fresh.glob("*.reg"):
             (own / file.name).unlink()
             shutil.copy2(file, own / file.name)
-        self.prefix.server("-p")    # starting the server takes longer than most tests
+        self.prefix.server("-p")  # starting the server takes longer than most tests
 
     def close(self):
         self.prefix.end()
 
-    def compile(self, object_name):
+    def compile(self, object_name, kind):
         """The object made from the worker's sources; None when the compiler refuses it."""
-        target = self.folder / "objects" / object_name.replace("/", "_")
+        target = self.folder / kind / object_name.replace("/", "_")
         command = []
-        words = iter(self.build.compile_commands[object_name])
-        for word in words:
-            if word in ("-MF", "-MT", "-o"):
-                next(words)
-            elif word.startswith("-ffile-prefix-map=") or word == "-MD" or word.startswith("-W"):
-                continue  # what is only suspicious is for the tests to find
-            else:
-                for name in ("src", "tests"):
-                    word = word.replace(f"{self.build.root}/{name}/", f"{self.folder}/{name}/")
-                command.append(word)
-        command += [f"-ffile-prefix-map={self.folder}/=", "-Werror=return-type", "-O0", "-g0", "-o",
-                    str(target)]
+        for word in self.build.compile_command(object_name):
+            for name in ("src", "tests"):
+                word = word.replace(f"{self.build.root}/{name}/", f"{self.folder}/{name}/")
+            command.append(self.build.fitting_header if word == self.build.header else word)
+        command += [f"-ffile-prefix-map={self.folder}/=", "-o", str(target)]
         return target if self._compiler_takes(command) else None
 
-    def link(self, program, objects, tests=None):
-        """Links `program` with `objects` (name in the build -> file) in the place of the build's,
-        and when `tests` are given, without other tests than these."""
-        old = [word for word in self.build.links[program]
-               if tests is None or not word.endswith("Test.cpp.obj") or word in tests]
+    def link(self, program, objects, kind):
+        """Links `program` with `objects` (name in the build -> file) in the place of the build's."""
+        old = self.build.links[program]
         mine = [str(file) for name, file in objects.items()
                 if name in old or f"{name.split('/CMakeFiles')[0]}/lib" in " ".join(old)]
-        target = self.folder / "programs" / f"{program}.exe"
+        target = self.folder / kind / f"{program}.exe"
         command = []
         for word in old:
             if word.endswith(".obj") and mine:
                 command += mine
                 mine = []
-            if word in objects or word.startswith("-Wl,--out-implib"):
-                continue
-            command.append(str(target) if word == f"tests/{program}.exe" else word)
-        return target if self._compiler_takes(command + ["-s"]) else None
+            if word not in objects:
+                command.append(str(target) if word == f"tests/{program}.exe" else word)
+        return target if self._compiler_takes(command) else None
 
     def _compiler_takes(self, command):
         code = subprocess.run(command, cwd=self.build.folder, stdin=subprocess.DEVNULL,
@@ -203,14 +212,14 @@ class Shop:
             raise RuntimeError("the compiler was ended from outside")
         return code == 0
 
-    def run(self, program, arguments, limit):
-        """What failed: a test's name, or how the program ended; None when all is well."""
+    def run(self, program, tests, limit):
+        """What failed of `tests`: a test's name, or how the program ended; None when all is well."""
         self._stop_when_ending()
         output = self.folder / "output.txt"
         with open(output, "wb") as stream:
             process = subprocess.Popen(
-                ["wine", program.name, "--gtest_fail_fast", *arguments], cwd=program.parent,
-                env=self.prefix.environment, stdin=subprocess.DEVNULL, stdout=stream,
+                ["wine", program.name, "--gtest_fail_fast", f"--gtest_filter={tests}"],
+                cwd=program.parent, env=self.prefix.environment, stdin=subprocess.DEVNULL, stdout=stream,
                 stderr=subprocess.STDOUT, start_new_session=True)
             try:
                 code = process.wait(timeout=limit)
