@@ -71,10 +71,9 @@ void LogFile::Build(const std::wstring& logDirectory, const std::wstring& name)
     directory = logDirectory;
     path = directory + L"\\" + name + L".log";
 
-    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), &mutexSecurity.descriptor, FALSE};
     mutex = std::make_unique<NamedMutex>();
     mutex->name = LogMutexName(directory);
-    mutex->handle = KernelHandle(CreateMutexW(&attributes, FALSE, mutex->name.c_str()));
+    mutex->handle = CreateGlobalMutex(mutex->name, &mutexSecurity.descriptor);
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())
