@@ -5,8 +5,8 @@
 #include "HeldMutex.h"
 #include "LogFile.h"
 #include "NamedEvent.h"
-#include "PreScan.h"
 #include "PrinterEventScan.h"
+#include "ScanPosition.h"
 #include "StandardOutput.h"
 #include "WriterLaunch.h"
 

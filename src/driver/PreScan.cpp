@@ -4,8 +4,7 @@
 #include "HeldMutex.h"
 #include "LogFile.h"
 #include "PrinterEventScan.h"
-#include "RegistryPaths.h"
-#include "RegistryValues.h"
+#include "ScanPosition.h"
 
 namespace
 {
@@ -39,12 +38,4 @@ bool PreScanFindsNothingToDo(const Run& run)
     StoreScanPosition(found.newestRecordId);
     run.log.Write(L"- No supported printers need to be processed. Done. Exiting.");
     return true;
-}
-
-void StoreScanPosition(std::uint64_t recordId)
-{
-    // A failure is not logged: the next scan starts from the old position and finds the same
-    // events.
-    std::wstring reason;
-    WriteMachineNumber64(RegistryPaths::ScanPosition, recordId, reason);
 }
