@@ -23,14 +23,13 @@ bool PreScanFindsNothingToDo(const Run& run)
     {
         return false;
     }
-    const KernelHandle mutex(
-        CreateMutexW(nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
+    const KernelHandle mutex =
+        CreateGlobalMutex(MakeGlobalObjectName(GlobalObjects::ScanCheckMutex));
+    HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
+    // Scan even if the wait failed: it only limits how many copies scan at once.
     PrinterEventScanResult found;
-    {
-        // Scan even if the wait failed: it only limits how many copies scan at once.
-        const HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
-        ScanForPrinterEvents(run.log, found);
-    }
+    ScanForPrinterEvents(run.log, found);
+    held.Release();
     if (!found.noPertinentPrinter)
     {
         return false;
