@@ -1,7 +1,6 @@
 #include "MainDriver.h"
 
 #include "CommandLine.h"
-#include "DebuggerPrompt.h"
 #include "LogFile.h"
 #include "LogFileAccess.h"
 #include "ModeDispatch.h"
@@ -38,14 +37,11 @@ int RunProgram(int argumentCount, const wchar_t* const* arguments)
     run.options = ParseCommandLine(argumentCount, arguments, log, run.invoker);
     run.paths = ProgramPathsIn(ProgramDirectory());
 
-    const bool promptOffered = RunNgenWarmupStep(run);
+    RunNgenWarmupStep(run);
     if (PreScanFindsNothingToDo(run))
     {
         return 0;
     }
-    if (!promptOffered)
-    {
-        PromptToAttachDebuggerIfConfigured();
-    }
+    OfferDebuggerPrompt(run);
     return RunMode(run);
 }
