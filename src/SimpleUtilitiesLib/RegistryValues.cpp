@@ -1,7 +1,6 @@
 #include "RegistryValues.h"
 
 #include "LegacyPlvException.h"
-#include "RegistryPaths.h"
 #include "SimpleByteBuffer.h"
 #include "SimpleRegistryKey.h"
 
@@ -91,7 +90,8 @@ std::uint64_t ReadMachineNumber64(const std::wstring& subKey, const std::wstring
                              [](const ByteBuffer& bytes) { return bytes.WalkBufferToGetLong64(); });
 }
 
-bool WriteMachineNumber64(const std::wstring& name, std::uint64_t number, std::wstring& errorText)
+bool WriteMachineNumber64(const std::wstring& subKey, const std::wstring& name,
+                          std::uint64_t number, std::wstring& errorText)
 {
-    return WriteValue(HKEY_LOCAL_MACHINE, RegistryPaths::OwnKey, name, number, errorText);
+    return WriteValue(HKEY_LOCAL_MACHINE, subKey, name, number, errorText);
 }

@@ -27,5 +27,6 @@ std::uint32_t ReadMachineNumber32(const std::wstring& subKey, const std::wstring
 std::uint64_t ReadMachineNumber64(const std::wstring& subKey, const std::wstring& name,
                                   std::uint64_t defaultNumber);
 
-/// Writes a REG_QWORD to the program's own key, creating the key. Fails as WriteUserString.
-bool WriteMachineNumber64(const std::wstring& name, std::uint64_t number, std::wstring& errorText);
+/// Writes a REG_QWORD under HKEY_LOCAL_MACHINE, creating the key. Fails as WriteUserString.
+bool WriteMachineNumber64(const std::wstring& subKey, const std::wstring& name,
+                          std::uint64_t number, std::wstring& errorText);

@@ -5,6 +5,7 @@
 #include <vector>
 
 /// The raw bytes of a registry value, and the number at their start. Further bytes are ignored.
+/// Nothing walks: every call reads from the start.
 class ByteBuffer
 {
 public:

@@ -82,11 +82,7 @@ private:
             const std::wstring key = argument.substr(1);
             if (EqualsIgnoringCase(key, L"i"))
             {
-                if (index + 1 < count)
-                {
-                    invoker = arguments[++index];
-                    std::erase(invoker, L'"');
-                }
+                TakeInvoker(index);
                 eventType = ClassifyInvoker(invoker);
                 continue;
             }
@@ -101,6 +97,17 @@ private:
         if (options.mode == CmdLineOptionsEnum::NewOrChangedEvent)
         {
             options.eventType = eventType;
+        }
+    }
+
+    /// The argument after -i, without its quotes. At the end of the line the invoker stays as it
+    /// is.
+    void TakeInvoker(int& index)
+    {
+        if (index + 1 < count)
+        {
+            invoker = arguments[++index];
+            std::erase(invoker, L'"');
         }
     }
 

@@ -3,7 +3,7 @@
 #include "ChannelSetup.h"
 #include "DesktopAppGuids.h"
 #include "LogFile.h"
-#include "PreScan.h"
+#include "ScanPosition.h"
 #include "TaskInstallation.h"
 #include "TaskKinds.h"
 #include "WindowsVersion.h"

@@ -1,15 +1,16 @@
 #include "MainDriver.h"
 
 #include "CommandLine.h"
-#include "DebuggerPrompt.h"
+#include "InstallModes.h"
 #include "LogFile.h"
-#include "LogFileAccess.h"
-#include "ModeDispatch.h"
+#include "NewOrChangedScheme.h"
 #include "NgenWarmupStep.h"
 #include "PreScan.h"
 #include "ProgramFile.h"
+#include "RefreshScheme.h"
 #include "RegistryPaths.h"
 #include "RegistryValues.h"
+#include "SimpleModes.h"
 
 namespace
 {
@@ -27,6 +28,32 @@ LogFile& OpenLog()
 }
 } // namespace
 
+int RunMode(const Run& run)
+{
+    switch (run.options.mode)
+    {
+    case CmdLineOptionsEnum::NoCmdLineOption:
+        return 1;
+    case CmdLineOptionsEnum::NewOrChangedEvent:
+        return RunNewOrChanged(run);
+    case CmdLineOptionsEnum::PeriodicRefreshEvent:
+    case CmdLineOptionsEnum::OnDemandAutoConfigRefresh:
+        return RunRefresh(run);
+    case CmdLineOptionsEnum::DeleteLogFile:
+        return DeleteLog(run);
+    case CmdLineOptionsEnum::AddPrinterDriverInstance:
+        return AddPrinterDriverInstance(run);
+    case CmdLineOptionsEnum::InstallScheduledTask:
+        return InstallScheduledTasks(run);
+    case CmdLineOptionsEnum::UninstallScheduledTask:
+        return UninstallScheduledTasks(run);
+    case CmdLineOptionsEnum::InvalidArgumentList:
+    case CmdLineOptionsEnum::DisplayHelp:
+    default:
+        return DisplayUsage();
+    }
+}
+
 int RunProgram(int argumentCount, const wchar_t* const* arguments)
 {
     if (IsSwitchedOff())
@@ -38,14 +65,11 @@ int RunProgram(int argumentCount, const wchar_t* const* arguments)
     run.options = ParseCommandLine(argumentCount, arguments, log, run.invoker);
     run.paths = ProgramPathsIn(ProgramDirectory());
 
-    const bool promptOffered = RunNgenWarmupStep(run);
+    RunNgenWarmupStep(run);
     if (PreScanFindsNothingToDo(run))
     {
         return 0;
     }
-    if (!promptOffered)
-    {
-        PromptToAttachDebuggerIfConfigured();
-    }
+    OfferDebuggerPrompt(run);
     return RunMode(run);
 }

@@ -1,14 +1,12 @@
 #include "NewOrChangedScheme.h"
 
-#include "DesktopAppGuids.h"
 #include "GlobalObjects.h"
 #include "HeldMutex.h"
 #include "LogFile.h"
 #include "NamedEvent.h"
-#include "PreScan.h"
 #include "PrinterEventScan.h"
-#include "StandardOutput.h"
-#include "WriterLaunch.h"
+#include "RequestSchemes.h"
+#include "ScanPosition.h"
 
 namespace
 {
@@ -29,44 +27,25 @@ public:
     int Work()
     {
         (fromTask ? normalRequest : specialRequest).Set();
-        const KernelHandle mutex(
-            CreateMutexW(nullptr, FALSE,
-                         MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex).c_str()));
+        const KernelHandle mutex =
+            CreateGlobalMutex(MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex));
+        HeldMutex instance(mutex.Get(), 0);
+        if (instance.Outcome() == MutexWait::TimedOut)
         {
-            const HeldMutex instance(mutex.Get(), 0);
-            if (instance.Outcome() == MutexWait::TimedOut)
-            {
-                TellRedundant();
-                return 1;
-            }
-            ProcessRequests();
+            TellRedundant(run, fromTask ? L"a NewOrChanged event" : L"a special NewOrChanged event",
+                          L"a NewOrChanged event");
+            return 1;
         }
+        ProcessRequests();
+        instance.Release(); // if that fails, the end of this run does it
         if (passes > 0)
         {
-            run.log.Write(L"Update UserPropertyBags With Desktop GUIDs before exiting after "
-                          L"processing queued request(s)");
-            UpdateDesktopAppGuids();
+            FinishRequests(run);
         }
         return 0;
     }
 
 private:
-    void TellRedundant()
-    {
-        const std::wstring text =
-            fromTask
-                ? Format(L"-Redundant instance for a NewOrChanged event: An instance is already "
-                         L"running to process a NewOrChanged event...Queuing request and "
-                         L"exiting this instance [%s].",
-                         run.invoker)
-                : Format(L"-Redundant instance for a special NewOrChanged event: An instance is "
-                         L"already running to process a NewOrChanged event...Queuing request "
-                         L"and exiting this instance [%s].",
-                         run.invoker);
-        StandardOutput::Write(text);
-        run.log.Write(text);
-    }
-
     /// Runs passes until no request is pending. Looking for a request takes it.
     void ProcessRequests()
     {
@@ -95,9 +74,7 @@ private:
     {
         run.log.Write(passes == 0 ? L"# Procesing a special NewOrChanged event."
                                   : L"# Procesing a queued special NewOrChanged event.");
-        WriterRequest everything;
-        everything.mode = run.options.mode;
-        LaunchWriterForRequest(everything, run.invoker, run.paths, run.log);
+        ServeEverything(run);
     }
 
     void ProcessNormalRequest()
@@ -121,8 +98,7 @@ private:
             return;
         }
         LogNormalRequest(found);
-        LaunchWriterForRequest({run.options.mode, found.onePrinter, found.printerName}, run.invoker,
-                               run.paths, run.log);
+        Serve(run, found.onePrinter, found.printerName);
     }
 
     void LogNormalRequest(const PrinterEventScanResult& found)

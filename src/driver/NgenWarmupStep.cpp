@@ -1,6 +1,5 @@
 #include "NgenWarmupStep.h"
 
-#include "DebuggerPrompt.h"
 #include "LogFile.h"
 #include "WindowsVersion.h"
 #include "WriterLaunch.h"
@@ -49,18 +48,17 @@ std::wstring BackgroundArguments(const Run& run)
 }
 } // namespace
 
-bool RunNgenWarmupStep(Run& run)
+void RunNgenWarmupStep(Run& run)
 {
     DropWarmupOnPrintServer(run);
     if (run.options.ngen == NgenOptionEnum::NoNgen &&
         run.options.warmup == WarmupOptionEnum::NoWarmup)
     {
-        return false;
+        return;
     }
     const std::wstring arguments = BackgroundArguments(run);
-    PromptToAttachDebuggerIfConfigured();
+    OfferDebuggerPrompt(run);
     run.log.WriteFormat(
         L"# Spawn PalvoPrinterConfigurationWriter in the background with the arg(s):%s", arguments);
     LaunchWriterInBackground(run.invoker, run.paths.writer, arguments);
-    return true;
 }

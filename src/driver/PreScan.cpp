@@ -4,8 +4,7 @@
 #include "HeldMutex.h"
 #include "LogFile.h"
 #include "PrinterEventScan.h"
-#include "RegistryPaths.h"
-#include "RegistryValues.h"
+#include "ScanPosition.h"
 
 namespace
 {
@@ -24,14 +23,13 @@ bool PreScanFindsNothingToDo(const Run& run)
     {
         return false;
     }
-    const KernelHandle mutex(
-        CreateMutexW(nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::ScanCheckMutex).c_str()));
+    const KernelHandle mutex =
+        CreateGlobalMutex(MakeGlobalObjectName(GlobalObjects::ScanCheckMutex));
+    HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
+    // Scan even if the wait failed: it only limits how many copies scan at once.
     PrinterEventScanResult found;
-    {
-        // Scan even if the wait failed: it only limits how many copies scan at once.
-        const HeldMutex held(mutex.Get(), ScanWaitMilliseconds);
-        ScanForPrinterEvents(run.log, found);
-    }
+    ScanForPrinterEvents(run.log, found);
+    held.Release();
     if (!found.noPertinentPrinter)
     {
         return false;
@@ -39,12 +37,4 @@ bool PreScanFindsNothingToDo(const Run& run)
     StoreScanPosition(found.newestRecordId);
     run.log.Write(L"- No supported printers need to be processed. Done. Exiting.");
     return true;
-}
-
-void StoreScanPosition(std::uint64_t recordId)
-{
-    // A failure is not logged: the next scan starts from the old position and finds the same
-    // events.
-    std::wstring reason;
-    WriteMachineNumber64(RegistryPaths::ScanPosition, recordId, reason);
 }

@@ -6,7 +6,3 @@
 /// supported printer was added or changed: the newest record id is then stored, and the run is
 /// over.
 bool PreScanFindsNothingToDo(const Run& run);
-
-/// Stores the newest record id that was dealt with. Does nothing if the key cannot be created: the
-/// next scan then starts from the old position.
-void StoreScanPosition(std::uint64_t recordId);

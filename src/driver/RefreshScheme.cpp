@@ -1,27 +1,13 @@
 #include "RefreshScheme.h"
 
-#include "DesktopAppGuids.h"
 #include "GlobalObjects.h"
 #include "HeldMutex.h"
 #include "LogFile.h"
 #include "NamedEvent.h"
-#include "StandardOutput.h"
-#include "WriterLaunch.h"
+#include "RequestSchemes.h"
 
 namespace
 {
-int LeaveRequest(const Run& run, NamedEvent& request)
-{
-    const std::wstring text = Format(
-        L"-Redundant instance for Refresh event: An instance is already running to process a "
-        L"periodic refresh event...Queuing request and exiting this instance [%s].",
-        run.invoker);
-    StandardOutput::Write(text);
-    run.log.Write(text);
-    request.Set();
-    return 1;
-}
-
 void LogBeginning(const Run& run)
 {
     if (run.options.mode == CmdLineOptionsEnum::OnDemandAutoConfigRefresh)
@@ -45,9 +31,7 @@ bool ProcessRequests(const Run& run, NamedEvent& request)
             run.log.Write(
                 L"Processing queued configuration request from a periodic refresh event.");
         }
-        WriterRequest everything;
-        everything.mode = run.options.mode;
-        LaunchWriterForRequest(everything, run.invoker, run.paths, run.log);
+        ServeEverything(run);
         processed = true;
     }
     return processed;
@@ -57,20 +41,20 @@ bool ProcessRequests(const Run& run, NamedEvent& request)
 int RunRefresh(const Run& run)
 {
     NamedEvent request(MakeGlobalObjectName(GlobalObjects::RefreshRequestEvent), true);
-    const KernelHandle mutex(CreateMutexW(
-        nullptr, FALSE, MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex).c_str()));
+    const KernelHandle mutex =
+        CreateGlobalMutex(MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex));
     HeldMutex instance(mutex.Get(), 0);
     if (instance.Outcome() == MutexWait::TimedOut)
     {
-        return LeaveRequest(run, request);
+        TellRedundant(run, L"Refresh event", L"a periodic refresh event");
+        request.Set();
+        return 1;
     }
     LogBeginning(run);
     // Every pass counts as queued work, the first one too.
     if (ProcessRequests(run, request))
     {
-        run.log.Write(L"Update UserPropertyBags With Desktop GUIDs before exiting after processing "
-                      L"queued request(s)");
-        UpdateDesktopAppGuids();
+        FinishRequests(run);
     }
     run.log.Write(L"Refresh event done...exiting.");
     // Do not release the mutex: until this copy ends, every other copy is redundant and posts its

@@ -14,4 +14,8 @@ struct Run
     CmdLineOptions options;
     std::wstring invoker;
     ProgramPaths paths;
+    bool promptOffered = false;
 };
+
+/// Offers the debugger prompt, once in a run.
+void OfferDebuggerPrompt(Run& run);

@@ -4,30 +4,30 @@
 #include "Format.h"
 #include "PrintServiceChannel.h"
 #include "StandardOutput.h"
-
-#include <array>
+#include "Steps.h"
 
 namespace
 {
 constexpr UINT64 MaximumSizeBytes = 1052672;
 
-using FailureFormat = WideFormat<DWORD>;
+using Status = ChannelSetupStatus;
 
-// Constants, since Visual C++ checks no format in the middle of values that it learns at run time.
-constexpr FailureFormat EnabledNotSet =
-    L"EvtSetChannelConfigProperty for Enabled property failed with %lu\n";
-constexpr FailureFormat RetentionNotSet =
-    L"EvtSetChannelConfigProperty for Retention property failed with %lu\n";
-constexpr FailureFormat MaximumSizeNotSet =
-    L"EvtChannelLoggingConfigMaxSize for MAx Size property failed with %lu\n";
-
-struct ChannelProperty
+/// Thrown when a step failed and its sentence was printed.
+struct ChannelStepFailed : StepFailed
 {
-    EVT_CHANNEL_CONFIG_PROPERTY_ID id;
-    EVT_VARIANT value;
-    ChannelSetupStatus failureStatus;
-    FailureFormat failure;
+    explicit ChannelStepFailed(Status reached) : status(reached) {}
+    Status status;
 };
+
+/// If the step failed, prints its sentence with the last error and throws ChannelStepFailed.
+void Require(BOOL succeeded, Status status, WideFormat<DWORD> sentence)
+{
+    if (!succeeded)
+    {
+        StandardOutput::Write(Format<DWORD>(sentence, GetLastError()));
+        throw ChannelStepFailed(status);
+    }
+}
 
 EVT_VARIANT Boolean(bool value)
 {
@@ -45,39 +45,39 @@ EVT_VARIANT Number(UINT64 value)
     return variant;
 }
 
-ChannelSetupStatus Fail(FailureFormat failure, ChannelSetupStatus status)
+BOOL Set(const EventHandle& channel, EVT_CHANNEL_CONFIG_PROPERTY_ID property, EVT_VARIANT value)
 {
-    StandardOutput::Write(Format<DWORD>(failure, GetLastError()));
-    return status;
+    return EvtSetChannelConfigProperty(channel.Get(), property, 0, &value);
+}
+
+void Configure(bool enable)
+{
+    const EventHandle channel(EvtOpenChannelConfig(nullptr, PrintServiceChannel, 0));
+    Require(channel.IsValid(), Status::NotOpened, L"EvtOpenChannelConfig failed with %lu.\n");
+    Require(Set(channel, EvtChannelConfigEnabled, Boolean(enable)),
+            Status::EnabledOrRetentionNotSet,
+            L"EvtSetChannelConfigProperty for Enabled property failed with %lu\n");
+    Require(Set(channel, EvtChannelLoggingConfigRetention, Boolean(false)),
+            Status::EnabledOrRetentionNotSet,
+            L"EvtSetChannelConfigProperty for Retention property failed with %lu\n");
+    Require(Set(channel, EvtChannelLoggingConfigMaxSize, Number(MaximumSizeBytes)),
+            Status::MaximumSizeNotSet,
+            L"EvtChannelLoggingConfigMaxSize for MAx Size property failed with %lu\n");
+    Require(EvtSaveChannelConfig(channel.Get(), 0), Status::NotSaved,
+            L"EvtSaveChannelConfig failed with %lu\n");
+    StandardOutput::Write(L"Channel properties updated.\n");
 }
 } // namespace
 
 ChannelSetupStatus ConfigurePrintServiceChannel(bool enable)
 {
-    const EventHandle channel(EvtOpenChannelConfig(nullptr, PrintServiceChannel, 0));
-    if (!channel)
+    try
     {
-        return Fail(L"EvtOpenChannelConfig failed with %lu.\n", ChannelSetupStatus::NotOpened);
+        Configure(enable);
+        return Status::Saved;
     }
-    const std::array properties = {
-        ChannelProperty{EvtChannelConfigEnabled, Boolean(enable),
-                        ChannelSetupStatus::EnabledOrRetentionNotSet, EnabledNotSet},
-        ChannelProperty{EvtChannelLoggingConfigRetention, Boolean(false),
-                        ChannelSetupStatus::EnabledOrRetentionNotSet, RetentionNotSet},
-        ChannelProperty{EvtChannelLoggingConfigMaxSize, Number(MaximumSizeBytes),
-                        ChannelSetupStatus::MaximumSizeNotSet, MaximumSizeNotSet},
-    };
-    for (ChannelProperty property : properties)
+    catch (const ChannelStepFailed& failed)
     {
-        if (!EvtSetChannelConfigProperty(channel.Get(), property.id, 0, &property.value))
-        {
-            return Fail(property.failure, property.failureStatus);
-        }
+        return failed.status;
     }
-    if (!EvtSaveChannelConfig(channel.Get(), 0))
-    {
-        return Fail(L"EvtSaveChannelConfig failed with %lu\n", ChannelSetupStatus::NotSaved);
-    }
-    StandardOutput::Write(L"Channel properties updated.\n");
-    return ChannelSetupStatus::Saved;
 }

@@ -2,8 +2,7 @@
 
 #include "EventLogReader.h"
 #include "LogFile.h"
-#include "RegistryPaths.h"
-#include "RegistryValues.h"
+#include "ScanPosition.h"
 #include "SupportedPrinters.h"
 
 namespace
@@ -83,8 +82,7 @@ void SummarizePrinters(std::uint32_t eventsRead, const std::set<std::wstring>& p
 bool ScanForPrinterEvents(LogFile& log, PrinterEventScanResult& result)
 {
     result = {};
-    EventLogReader reader(
-        ReadMachineNumber64(RegistryPaths::OwnKey, RegistryPaths::ScanPosition, 0));
+    EventLogReader reader(ReadScanPosition());
     if (!reader.OpenQuery() && GetLastError() != ERROR_SUCCESS)
     {
         LogNothingNew(log, 0);

@@ -15,9 +15,9 @@ struct PrinterEventScanResult
     std::uint64_t newestRecordId = 0; ///< the newest record that was read; 0 when none was
 };
 
-/// Finds the supported printers added or changed since the stored record id, and logs the result.
+/// Finds the supported printers added or changed since the stored position, and logs the result.
 /// False if there are more than 5000 events: all printers are then to be processed. Does not store
-/// the record id.
+/// a position.
 bool ScanForPrinterEvents(LogFile& log, PrinterEventScanResult& result);
 
 /// Sets the flags and the name from the printers found among `eventsRead` events.

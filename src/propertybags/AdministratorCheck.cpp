@@ -2,80 +2,78 @@
 
 #include "LogFile.h"
 #include "Owners.h"
+#include "Steps.h"
 
 #include <array>
 
 namespace
 {
+/// If the step failed, throws StepFailed.
+void Require(BOOL succeeded)
+{
+    if (!succeeded)
+    {
+        throw StepFailed();
+    }
+}
+
+/// The same for a step with a sentence, which it logs with the last error.
+void Require(BOOL succeeded, WideFormat<DWORD> sentence, LogFile& log)
+{
+    if (!succeeded)
+    {
+        log.WriteFormat<DWORD>(sentence, GetLastError());
+    }
+    Require(succeeded);
+}
+
 template <class Information>
-bool Query(HANDLE token, TOKEN_INFORMATION_CLASS kind, Information& information, LogFile& log)
+void Query(HANDLE token, TOKEN_INFORMATION_CLASS kind, Information& information, LogFile& log)
 {
     DWORD size = sizeof(information);
-    if (GetTokenInformation(token, kind, &information, size, &size))
-    {
-        return true;
-    }
-    log.WriteFormat(L"ERROR: Failed trying to get token information: %u", GetLastError());
-    return false;
+    Require(GetTokenInformation(token, kind, &information, size, &size),
+            L"ERROR: Failed trying to get token information: %u", log);
 }
 
-/// `fullToken` gets the linked full token of a limited token; for any other it stays empty.
-bool FindFullToken(HANDLE token, KernelHandle& fullToken, LogFile& log)
+/// The linked full token of a limited token; empty for any other.
+KernelHandle FullToken(HANDLE token, LogFile& log)
 {
     TOKEN_ELEVATION_TYPE elevation = TokenElevationTypeDefault;
-    if (!Query(token, TokenElevationType, elevation, log))
-    {
-        return false;
-    }
-    if (elevation != TokenElevationTypeLimited)
-    {
-        return true;
-    }
+    Query(token, TokenElevationType, elevation, log);
     TOKEN_LINKED_TOKEN linked = {};
-    if (!Query(token, TokenLinkedToken, linked, log))
+    if (elevation == TokenElevationTypeLimited)
     {
-        return false;
+        Query(token, TokenLinkedToken, linked, log);
     }
-    fullToken = KernelHandle(linked.LinkedToken);
-    return true;
+    return KernelHandle(linked.LinkedToken);
 }
 
-bool CheckMembership(HANDLE token, bool& isMember, LogFile& log)
+bool IsMember(HANDLE token, LogFile& log)
 {
-    KernelHandle fullToken;
-    if (!FindFullToken(token, fullToken, log))
-    {
-        return false;
-    }
+    const KernelHandle fullToken = FullToken(token, log);
     KernelHandle checked;
-    if (!checked.KeepIf(DuplicateTokenEx(fullToken ? fullToken.Get() : token, TOKEN_QUERY, nullptr,
-                                         SecurityImpersonation, TokenImpersonation,
-                                         checked.Receive())))
-    {
-        log.WriteFormat(L"ERROR: Failed trying to duplicate a token: %u", GetLastError());
-        return false;
-    }
+    checked.KeepIf(DuplicateTokenEx(fullToken ? fullToken.Get() : token, TOKEN_QUERY, nullptr,
+                                    SecurityImpersonation, TokenImpersonation, checked.Receive()));
+    Require(checked.IsValid(), L"ERROR: Failed trying to duplicate a token: %u", log);
     std::array<BYTE, SECURITY_MAX_SID_SIZE> administrators = {};
     static_assert(SECURITY_MAX_SID_SIZE == 68, "the largest SID that there is");
     auto size = static_cast<DWORD>(administrators.size());
+    Require(CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators.data(), &size));
     BOOL member = FALSE;
-    if (!CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators.data(), &size) ||
-        !CheckTokenMembership(checked.Get(), administrators.data(), &member))
-    {
-        return false;
-    }
-    isMember = member != FALSE;
-    return true;
+    Require(CheckTokenMembership(checked.Get(), administrators.data(), &member));
+    return member != FALSE;
 }
 } // namespace
 
 bool IsAdministrator(HANDLE token, LogFile& log)
 {
-    bool isMember = false;
-    if (!CheckMembership(token, isMember, log))
+    try
+    {
+        return IsMember(token, log);
+    }
+    catch (const StepFailed&)
     {
         log.Write(L"ERROR: Failed checking token membership for the Administrators group.");
         return false;
     }
-    return isMember;
 }

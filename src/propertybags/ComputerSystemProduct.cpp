@@ -1,6 +1,7 @@
 #include "ComputerSystemProduct.h"
 
 #include "ComOwners.h"
+#include "Steps.h"
 
 #include <wbemidl.h>
 
@@ -8,44 +9,46 @@
 
 namespace
 {
+/// If the step failed, throws StepFailed. No step has a sentence: nobody reads of it.
+void Require(bool succeeded)
+{
+    if (!succeeded)
+    {
+        throw StepFailed();
+    }
+}
+
+BStr ComText(const wchar_t* text)
+{
+    BStr comText(SysAllocString(text));
+    Require(comText.IsValid());
+    return comText;
+}
+
 ComPointer<IWbemServices> Connect()
 {
     ComPointer<IWbemLocator> locator;
-    if (!locator.KeepIf(SUCCEEDED(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER,
-                                                   IID_IWbemLocator,
-                                                   reinterpret_cast<void**>(locator.Receive())))))
-    {
-        return {};
-    }
+    Require(locator.KeepIf(SUCCEEDED(
+        CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
+                         reinterpret_cast<void**>(locator.Receive())))));
+    const BStr path = ComText(L"ROOT\\CIMV2");
     ComPointer<IWbemServices> services;
-    const BStr path(SysAllocString(L"ROOT\\CIMV2"));
-    if (!path ||
-        !services.KeepIf(SUCCEEDED(locator->ConnectServer(path.Get(), nullptr, nullptr, nullptr, 0,
-                                                          nullptr, nullptr, services.Receive()))))
-    {
-        return {};
-    }
-    if (FAILED(CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
-                                 RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
-                                 EOAC_NONE)))
-    {
-        return {};
-    }
+    Require(services.KeepIf(SUCCEEDED(locator->ConnectServer(
+        path.Get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr, services.Receive()))));
+    Require(SUCCEEDED(CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE,
+                                        nullptr, RPC_C_AUTHN_LEVEL_CALL,
+                                        RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE)));
     return services;
 }
 
 ComPointer<IEnumWbemClassObject> Query(IWbemServices& services)
 {
+    const BStr language = ComText(L"WQL");
+    const BStr query = ComText(L"SELECT * FROM Win32_ComputerSystemProduct");
     ComPointer<IEnumWbemClassObject> objects;
-    const BStr language(SysAllocString(L"WQL"));
-    const BStr query(SysAllocString(L"SELECT * FROM "
-                                    L"Win32_ComputerSystemProduct"));
-    if (language && query)
-    {
-        objects.KeepIf(SUCCEEDED(services.ExecQuery(
-            language.Get(), query.Get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
-            nullptr, objects.Receive())));
-    }
+    Require(objects.KeepIf(SUCCEEDED(services.ExecQuery(
+        language.Get(), query.Get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
+        objects.Receive()))));
     return objects;
 }
 
@@ -77,25 +80,12 @@ void AppendProperties(IWbemClassObject& object, std::vector<std::wstring>& texts
         }
     }
 }
-} // namespace
 
-ComputerSystemProduct QueryComputerSystemProduct()
+/// Both properties of every object that there is.
+std::vector<std::wstring> ReadAll()
 {
-    const ComApartment apartment;
-    if (FAILED(apartment.Result()))
-    {
-        return {};
-    }
     const ComPointer<IWbemServices> services = Connect();
-    if (!services)
-    {
-        return {};
-    }
     const ComPointer<IEnumWbemClassObject> objects = Query(*services.Get());
-    if (!objects)
-    {
-        return {};
-    }
     std::vector<std::wstring> texts;
     for (;;)
     {
@@ -104,13 +94,25 @@ ComputerSystemProduct QueryComputerSystemProduct()
         if (!object.KeepIf(objects->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.Receive(),
                                          &returned) == WBEM_S_NO_ERROR))
         {
-            break;
+            return texts;
         }
         AppendProperties(*object.Get(), texts);
     }
-    if (texts.size() != 2)
+}
+} // namespace
+
+ComputerSystemProduct QueryComputerSystemProduct()
+{
+    try
+    {
+        const ComApartment apartment;
+        Require(SUCCEEDED(apartment.Result()));
+        const std::vector<std::wstring> texts = ReadAll();
+        Require(texts.size() == 2);
+        return {texts[0], texts[1], true};
+    }
+    catch (const StepFailed&)
     {
         return {};
     }
-    return {texts[0], texts[1], true};
 }

@@ -58,17 +58,7 @@ void RemoveDesktopAppGuids()
 {
     try
     {
-        for (const std::wstring& hive : UserHivesLastToFirst())
-        {
-            try
-            {
-                RemoveFromHive(hive);
-            }
-            catch (...)
-            {
-                // The next hive follows.
-            }
-        }
+        ForEveryHive(&RemoveFromHive, []() noexcept {});
     }
     catch (...)
     {

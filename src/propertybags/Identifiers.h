@@ -17,3 +17,15 @@ Identifier ComputeUserId(const std::wstring& accountName);
 
 /// Identifies this machine.
 Identifier ComputeDeviceId();
+
+/// The domain of a name such as DOMAIN\user: the text before the first '\'. The whole name if it
+/// has none or begins with it.
+std::wstring DomainPart(const std::wstring& samCompatibleName);
+
+/// The machine's name in an identifier's source text: lower-case computer name, ".", the domain of
+/// the thread's account, ".", the computer's DNS domain. Unknown parts are empty.
+std::wstring GetMachineNameText();
+
+/// Loads every DLL that the identifiers need from the system folder. Call it before impersonating.
+/// Skips a DLL that this Windows lacks.
+void LoadDllsOfIdentifiers();

@@ -2,8 +2,8 @@
 
 #include "Owners.h"
 
-/// Impersonates a session's user on this thread. The destructor unloads the profile, reverts the
-/// thread and closes the token.
+/// Impersonates a session's user on this thread; any session's, whatever the name says. The
+/// destructor unloads the profile, reverts the thread and closes the token.
 class ImpersonateMainSessionUserWrapper
 {
 public:

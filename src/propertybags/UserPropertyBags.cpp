@@ -1,7 +1,6 @@
 #include "UserPropertyBags.h"
 
 #include "AdministratorCheck.h"
-#include "IdentifierDlls.h"
 #include "Identifiers.h"
 #include "ImpersonateMainSessionUserWrapper.h"
 #include "LegacyPlvException.h"

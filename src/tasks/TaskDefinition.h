@@ -15,7 +15,7 @@ struct TaskRequest
 /// How long a task or what a trigger started may run: two hours, as Task Scheduler writes it.
 inline constexpr wchar_t TaskTimeLimit[] = L"PT2H";
 
-// Each sets one part of a new task definition, or prints the failed step and throws TaskStepFailed.
+// Each sets one part of a new task definition, or prints the failed step and throws StepFailed.
 // `timeLimit` is TaskTimeLimit as a COM string.
 void SetRegistrationInfo(ITaskDefinition& definition);
 void SetPrincipal(ITaskDefinition& definition);

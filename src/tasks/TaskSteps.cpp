@@ -8,7 +8,7 @@ void Require(HRESULT result, WideFormat<HRESULT> sentence)
     if (FAILED(result))
     {
         StandardOutput::Write(Format<HRESULT>(sentence, result));
-        throw TaskStepFailed();
+        throw StepFailed();
     }
 }
 

@@ -2,16 +2,12 @@
 
 #include "ComOwners.h"
 #include "Format.h"
+#include "Steps.h"
 #include "TaskSchedulerInterfaces.h"
 
 #include <utility>
 
-/// Thrown when a step of a sequence failed and its message was printed.
-struct TaskStepFailed
-{
-};
-
-/// If the step failed, prints its message with the HRESULT and throws TaskStepFailed.
+/// If the step failed, prints its message with the HRESULT and throws StepFailed.
 void Require(HRESULT result, WideFormat<HRESULT> sentence);
 
 /// The same for a step that returns an object. If the step failed, `object` is emptied without a
@@ -39,7 +35,7 @@ template <class Sequence> int RunComSequence(Sequence sequence)
         held();
         return 0;
     }
-    catch (const TaskStepFailed&)
+    catch (const StepFailed&)
     {
         return 1;
     }

@@ -67,7 +67,8 @@ bool RestorePosition(const RegistryKey& state)
     if (ReadNumber(state, RegistryPaths::ScanPosition, position))
     {
         std::wstring error;
-        return WriteMachineNumber64(RegistryPaths::ScanPosition, position, error);
+        return WriteMachineNumber64(RegistryPaths::OwnKey, RegistryPaths::ScanPosition, position,
+                                    error);
     }
     std::vector<std::uint8_t> bytes;
     if (!state.GetValue(RegistryPaths::ScanPosition, bytes))

@@ -91,7 +91,7 @@ int Run(const Verb& verb, const wchar_t* argument)
         RequireComSecurity(apartment);
         return verb.run(argument);
     }
-    catch (const TaskStepFailed&)
+    catch (const StepFailed&)
     {
         return 1;
     }

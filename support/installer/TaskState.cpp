@@ -26,7 +26,7 @@ template <class Sequence> bool RunSequence(Sequence sequence)
         sequence(*OpenTaskRoot().folder.Get());
         return true;
     }
-    catch (const TaskStepFailed&)
+    catch (const StepFailed&)
     {
         return false;
     }

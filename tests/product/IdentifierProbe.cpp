@@ -7,7 +7,6 @@
 //     IdentifierProbe sessions    all that is written for the users who are logged on, from the
 //                                 first impersonation on; then how often it impersonated
 
-#include "IdentifierDlls.h"
 #include "Identifiers.h"
 #include "ImpersonateMainSessionUserWrapper.h"
 #include "LogFile.h"

@@ -1,6 +1,7 @@
 #include "AccessControlList.h"
 
 #include "Sids.h"
+#include "WellKnownAccounts.h"
 
 #include <vector>
 
@@ -98,6 +99,19 @@ Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
     merged.KeepIf(SetEntriesInAclW(1, &explicitAccess, oldAcl, merged.Receive()) == ERROR_SUCCESS);
     return merged;
 }
+
+bool AddFullAccess(const WellKnownAccount& account, PACL dacl, Acl& merged) noexcept
+{
+    try
+    {
+        return AddGrantToAcl(TrusteeName(account), GENERIC_ALL, dacl, ObjectKind::Leaf, merged);
+    }
+    catch (...)
+    {
+        // No memory for the account's name.
+        return false;
+    }
+}
 } // namespace
 
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
@@ -123,4 +137,28 @@ bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, O
     BuildExplicitAccessWithNameW(&explicitAccess, const_cast<wchar_t*>(trusteeName.c_str()), rights,
                                  GRANT_ACCESS, SUB_CONTAINERS_AND_OBJECTS_INHERIT);
     return AddExplicitAccessToAcl(explicitAccess, oldAcl, kind, newAcl);
+}
+
+bool BuildSecurityDescriptor(PACL dacl, PACL sacl, SECURITY_DESCRIPTOR& descriptor) noexcept
+{
+    return InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) &&
+           SetSecurityDescriptorDacl(&descriptor, TRUE, dacl, FALSE) &&
+           (sacl == nullptr || SetSecurityDescriptorSacl(&descriptor, TRUE, sacl, FALSE)) &&
+           IsValidSecurityDescriptor(&descriptor);
+}
+
+SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor() noexcept
+{
+    SharedObjectSecurityDescriptor shared;
+    for (const WellKnownAccount& account : WellKnownAccounts::All)
+    {
+        Acl merged;
+        if (!AddFullAccess(account, shared.dacl.Get(), merged))
+        {
+            return shared;
+        }
+        shared.dacl = std::move(merged);
+    }
+    shared.isValid = BuildSecurityDescriptor(shared.dacl.Get(), nullptr, shared.descriptor);
+    return shared;
 }

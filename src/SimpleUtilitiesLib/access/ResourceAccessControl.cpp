@@ -1,7 +1,5 @@
 #include "ResourceAccessControl.h"
 
-#include "SharedObjectSecurity.h"
-
 #include <sddl.h>
 
 #include <new>

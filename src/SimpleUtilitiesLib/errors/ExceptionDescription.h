@@ -1,13 +1,8 @@
 #pragma once
 
-#include "WindowsHeaders.h"
-
 #include <exception>
 #include <string>
 
 /// The multi-line text of any caught exception, for the log and for message boxes. Never throws; on
 /// failure returns the text built so far.
 std::wstring DescribeException(const std::exception& e) noexcept;
-
-/// The system's text for an HRESULT, without its line end, or our own text if there is none.
-std::wstring ComErrorText(HRESULT result);

@@ -1,8 +1,6 @@
 #include "LegacyPlvException.h"
 
-#include "ExceptionDescription.h"
-#include "Owners.h"
-#include "Text.h"
+#include "ExceptionText.h"
 
 #include <new>
 #include <utility>
@@ -10,7 +8,20 @@
 namespace
 {
 constexpr std::size_t WhatBufferBytes = 2048;
+
+std::wstring LocationBlock(const LegacyPlvException& e)
+{
+    std::wstring text = L" thrown from:\r\n\r\n";
+    text += Format("File:\t%s\r\n", FileNameOf(e.File()));
+    text += Format("Method:\t%s()\r\n", e.Method());
+    text += Format("Line:\t%u\r\n", e.Line());
+    if (!e.Details().empty())
+    {
+        text += L"\r\nDetails:\r\n\t" + e.Details() + L"\r\n";
+    }
+    return text;
 }
+} // namespace
 
 LegacyPlvException::LegacyPlvException(std::wstring thrownDetails, std::wstring thrownFile,
                                        std::uint32_t thrownLine, std::wstring thrownMethod)
@@ -32,6 +43,11 @@ LegacyPlvException::LegacyPlvException(const LegacyPlvException& other)
 
 LegacyPlvException::~LegacyPlvException() = default;
 
+std::wstring LegacyPlvException::Description() const noexcept
+{
+    return ExceptionText(*this, [this] { return LocationBlock(*this); });
+}
+
 const char* LegacyPlvException::what() const noexcept
 {
     const LastErrorKeeper keeper;
@@ -41,7 +57,7 @@ const char* LegacyPlvException::what() const noexcept
         {
             whatBuffer = std::make_unique<char[]>(WhatBufferBytes);
         }
-        ToNarrow(DescribeException(*this), whatBuffer.get(), WhatBufferBytes);
+        ToNarrow(Description(), whatBuffer.get(), WhatBufferBytes);
         return whatBuffer.get();
     }
     catch (...)

@@ -21,6 +21,10 @@ public:
     LegacyPlvException& operator=(const LegacyPlvException&) = delete;
     ~LegacyPlvException() override;
 
+    /// The class's name and where it was thrown, with the details if there are any. Never throws;
+    /// on failure returns the text built so far.
+    [[nodiscard]] std::wstring Description() const noexcept;
+
     /// The description as UTF-8, at most 2048 bytes with its terminating zero. Never throws and
     /// keeps the thread's last-error value. Valid as long as this object.
     const char* what() const noexcept override;

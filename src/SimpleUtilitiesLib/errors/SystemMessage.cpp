@@ -37,3 +37,27 @@ std::wstring Win32ErrorText(DWORD code)
     }
     return Format("%s%lu/0x%lx: %s", L" = ", code, code, text);
 }
+
+std::wstring ComErrorText(HRESULT result)
+{
+    const LastErrorKeeper keeper;
+    const auto code = static_cast<DWORD>(result);
+    std::wstring message =
+        SystemMessage(code, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                FORMAT_MESSAGE_IGNORE_INSERTS);
+    if (message.ends_with(L"\r\n"))
+    {
+        message.resize(message.size() - 2);
+    }
+    if (!message.empty())
+    {
+        return message;
+    }
+    constexpr DWORD FirstDispatchError = 0x80040201;
+    constexpr DWORD LastDispatchError = 0x8004FFFF;
+    if (code >= FirstDispatchError && code <= LastDispatchError)
+    {
+        return Format(L"IDispatch error #%d", code - (FirstDispatchError - 1));
+    }
+    return Format(L"Unknown error 0x%0lX", code);
+}

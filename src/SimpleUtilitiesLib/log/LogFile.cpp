@@ -7,7 +7,9 @@
 #include "LogTrim.h"
 #include "ProgramFile.h"
 #include "ProperFile.h"
+#include "ResourceAccessControl.h"
 #include "Text.h"
+#include "WellKnownAccounts.h"
 
 #include <cstddef>
 #include <new>
@@ -30,6 +32,25 @@ void WriteBytes(HANDLE file, std::string_view bytes)
 {
     DWORD written = 0;
     WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+}
+
+bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account) noexcept
+{
+    const HeldMutex held = log.WaitForMutex();
+    if (!held.IsHeld() || IsEmptyOrBlank(log.Path()))
+    {
+        return false;
+    }
+    try
+    {
+        FileAccessControl file(log.Path());
+        return IsProperFile(file.Open(), log.Path()) && GrantAccess(file, TrusteeName(account));
+    }
+    catch (...)
+    {
+        // Out of memory: the file is left as it is.
+        return false;
+    }
 }
 } // namespace
 
@@ -71,10 +92,9 @@ void LogFile::Build(const std::wstring& logDirectory, const std::wstring& name)
     directory = logDirectory;
     path = directory + L"\\" + name + L".log";
 
-    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), &mutexSecurity.descriptor, FALSE};
     mutex = std::make_unique<NamedMutex>();
     mutex->name = LogMutexName(directory);
-    mutex->handle = KernelHandle(CreateMutexW(&attributes, FALSE, mutex->name.c_str()));
+    mutex->handle = CreateGlobalMutex(mutex->name, &mutexSecurity.descriptor);
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())
@@ -157,4 +177,14 @@ void LogFile::Append(std::wstring_view message)
     {
         WriteBytes(file.Get(), bytes);
     }
+}
+
+bool GrantLocalServiceAccess(const LogFile& log) noexcept
+{
+    return GrantLogAccess(log, WellKnownAccounts::LocalService);
+}
+
+bool GrantAuthenticatedUsersAccess(const LogFile& log) noexcept
+{
+    return GrantLogAccess(log, WellKnownAccounts::AuthenticatedUsers);
 }

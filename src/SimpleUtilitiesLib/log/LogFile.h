@@ -1,9 +1,9 @@
 #pragma once
 
+#include "AccessControlList.h"
 #include "Format.h"
 #include "HeldMutex.h"
 #include "Owners.h"
-#include "SharedObjectSecurity.h"
 
 #include <memory>
 #include <string>
@@ -75,3 +75,10 @@ private:
 /// Z or in '\' and '/' give the same name. Others, such as a trailing '\' or short names, do not:
 /// all copies must use the same spelling.
 std::wstring LogMutexName(const std::wstring& directory);
+
+// Each lets one more account append to the existing log file. True only if the file's DACL was set.
+// Does nothing if the log is off, the file cannot be opened or the mutex cannot be acquired. Throws
+// and logs nothing.
+
+bool GrantLocalServiceAccess(const LogFile& log) noexcept;
+bool GrantAuthenticatedUsersAccess(const LogFile& log) noexcept;

@@ -1,9 +1,16 @@
 #pragma once
 
+#include "Owners.h"
+
 #include <string>
 
 /// The name of an object in the global namespace, which all sessions share: "Global\" and `name`.
 std::wstring MakeGlobalObjectName(const std::wstring& name);
+
+/// Creates or opens the mutex of a name that MakeGlobalObjectName made, without owning it
+/// (CreateMutexW). Without `security` it has the default security of the account. Empty on failure.
+KernelHandle CreateGlobalMutex(const std::wstring& objectName,
+                               SECURITY_DESCRIPTOR* security = nullptr) noexcept;
 
 /// All named objects of the program except the log's mutex, which is named after the log's
 /// directory and has its own security. These have the default security of the account that creates

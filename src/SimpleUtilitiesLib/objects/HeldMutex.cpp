@@ -27,20 +27,31 @@ MutexWait Wait(HANDLE mutex, DWORD milliseconds) noexcept
 } // namespace
 
 HeldMutex::HeldMutex(HANDLE wanted, DWORD milliseconds) noexcept
-    : mutex(wanted), outcome(Wait(wanted, milliseconds))
+    : mutex(wanted), thread(GetCurrentThreadId()), outcome(Wait(wanted, milliseconds))
 {
 }
 
 HeldMutex::HeldMutex(HeldMutex&& other) noexcept
-    : mutex(std::exchange(other.mutex, nullptr)), outcome(other.outcome)
+    : mutex(std::exchange(other.mutex, nullptr)), thread(other.thread), outcome(other.outcome)
 {
 }
 
 HeldMutex::~HeldMutex()
 {
-    if (IsHeld())
+    Release();
+}
+
+bool HeldMutex::Release() noexcept
+{
+    if (!IsHeld())
     {
-        const LastErrorKeeper keeper;
-        ReleaseMutex(mutex);
+        return true;
     }
+    // On another thread ReleaseMutex would fail, or release what that thread holds itself.
+    if (GetCurrentThreadId() != thread)
+    {
+        return false;
+    }
+    const LastErrorKeeper keeper;
+    return ReleaseMutex(std::exchange(mutex, nullptr)) != FALSE;
 }

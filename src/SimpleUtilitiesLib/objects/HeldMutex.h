@@ -12,6 +12,9 @@ enum class MutexWait
 
 /// Waits for a mutex and owns it if the wait succeeded. The destructor releases it (ReleaseMutex)
 /// and keeps the thread's last-error value. The mutex handle must live longer.
+///
+/// Windows lets only the owning thread release a mutex. One that is not released stays its thread's
+/// until that ends, and is then abandoned: whoever waits for it gets it then.
 class [[nodiscard]] HeldMutex
 {
 public:
@@ -22,6 +25,12 @@ public:
     HeldMutex(const HeldMutex&) = delete;
     HeldMutex& operator=(const HeldMutex&) = delete;
     HeldMutex& operator=(HeldMutex&&) = delete;
+
+    /// Releases the mutex before the end of this object, and keeps the thread's last-error value.
+    /// True if nothing is held any more. False on another thread than the one that waited: the
+    /// object then holds the mutex as before, and a hold of that other thread is not touched. False
+    /// also if ReleaseMutex fails, which is not tried again.
+    bool Release() noexcept;
 
     [[nodiscard]] MutexWait Outcome() const noexcept { return outcome; }
     [[nodiscard]] bool IsHeld() const noexcept
@@ -34,5 +43,6 @@ public:
 
 private:
     HANDLE mutex;
+    DWORD thread; ///< that waited
     MutexWait outcome;
 };

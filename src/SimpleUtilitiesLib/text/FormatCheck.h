@@ -118,7 +118,12 @@ private:
             ++at;
             WidthOrPrecision();
         }
-        Kind number = Kind::Number32;
+        const Kind number = SizeOfNumber();
+        TakeFor(*at++, number);
+    }
+
+    constexpr Kind SizeOfNumber()
+    {
         if (*at == 'l')
         {
             ++at; // a long has 32 bits on Windows
@@ -126,9 +131,14 @@ private:
         else if (at[0] == 'I' && at[1] == '6' && at[2] == '4')
         {
             at += 3;
-            number = Kind::Number64;
+            return Kind::Number64;
         }
-        switch (*at++)
+        return Kind::Number32;
+    }
+
+    constexpr void TakeFor(Character conversion, Kind number)
+    {
+        switch (conversion)
         {
         case 'd':
         case 'u':

@@ -2,8 +2,7 @@
 #include "EventOwners.h"
 #include "Looks.h"
 #include "PrintServiceChannel.h"
-#include "RegistryPaths.h"
-#include "RegistryValues.h"
+#include "ScanPosition.h"
 
 #include <algorithm>
 #include <array>
@@ -94,7 +93,7 @@ ChannelFacts LookAtChannel()
     ChannelFacts facts;
     facts.openError = ReadConfiguration(facts);
     // The position first: a run that stores a newer one meanwhile has dealt with what follows.
-    facts.position = ReadMachineNumber64(RegistryPaths::OwnKey, RegistryPaths::ScanPosition, 0);
+    facts.position = ReadScanPosition();
     for (const DWORD error :
          {First(AllEvents, EvtQueryForwardDirection, facts.oldest),
           First(AllEvents, EvtQueryReverseDirection, facts.newest),

@@ -232,10 +232,10 @@ TEST_F(RegistryValuesTest, NumberThatCannotBeReadIsTheDefault)
     EXPECT_EQ(ReadMachineNumber64(L"k", L"v", 77), 77U);
 }
 
-TEST_F(RegistryValuesTest, NumberIsWrittenIntoTheProgramsOwnKey)
+TEST_F(RegistryValuesTest, NumberIsWrittenUnderLocalMachine)
 {
     const Accesses accesses;
-    EXPECT_TRUE(WriteMachineNumber64(L"LastEvtRecordProcessed", 0x123456789, errorText));
+    EXPECT_TRUE(WriteMachineNumber64(OwnKey, L"LastEvtRecordProcessed", 0x123456789, errorText));
     EXPECT_EQ(errorText, L"");
     EXPECT_EQ(accesses.root, HKEY_LOCAL_MACHINE);
     EXPECT_EQ(accesses.access, 0x20006U);
@@ -248,7 +248,7 @@ TEST_F(RegistryValuesTest, NumberWhoseKeyCannotBeMadeGivesTheReason)
     const CreateDouble create([](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
                                  const LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) -> LSTATUS
                               { return ERROR_ACCESS_DENIED; });
-    EXPECT_FALSE(WriteMachineNumber64(L"n", 1, errorText));
+    EXPECT_FALSE(WriteMachineNumber64(OwnKey, L"n", 1, errorText));
     EXPECT_TRUE(errorText.starts_with(L"RegCreateKeyEx(" + OwnKey + L") failed!  = 5/0x5: "));
 }
 
@@ -256,6 +256,6 @@ TEST_F(RegistryValuesTest, NumberThatCannotBeWrittenThrows)
 {
     const SetDouble set([](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS
                         { return ERROR_DISK_FULL; });
-    EXPECT_THROW(WriteMachineNumber64(L"n", 1, errorText), ExceptionRegistryRequest);
+    EXPECT_THROW(WriteMachineNumber64(OwnKey, L"n", 1, errorText), ExceptionRegistryRequest);
 }
 } // namespace

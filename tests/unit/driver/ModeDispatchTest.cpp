@@ -1,4 +1,4 @@
-#include "ModeDispatch.h"
+#include "MainDriver.h"
 
 #include "RunFixture.h"
 

@@ -9,13 +9,16 @@ using Verify = Replaced<"KERNEL32", "VerifyVersionInfoW", decltype(VerifyVersion
 class NgenWarmupStepTest : public RunFixture
 {
 protected:
+    /// True if the debugger prompt was offered.
     bool Step(NgenOptionEnum ngen, WarmupOptionEnum warmup)
     {
         NewRun(CmdLineOptionsEnum::NoCmdLineOption, NewOrChangedEventTypeEnum::NotNewOrChangedEvent,
                L"X");
         run.options.ngen = ngen;
         run.options.warmup = warmup;
-        return RunNgenWarmupStep(run);
+        run.promptOffered = false;
+        RunNgenWarmupStep(run);
+        return run.promptOffered;
     }
 
     static std::wstring Writer(const std::wstring& arguments)

@@ -1,4 +1,4 @@
-#include "IdentifierDlls.h"
+#include "Identifiers.h"
 
 #include "Replaced.h"
 

@@ -2,7 +2,6 @@
 
 #include "FakeNames.h"
 #include "FakeWmi.h"
-#include "MachineName.h"
 
 #include <gtest/gtest.h>
 

@@ -95,6 +95,16 @@ TEST_F(UserHivesTest, WhateverIsThrownForOneHiveTheNextFollows)
     EXPECT_EQ(failures, 2);
 }
 
+TEST_F(UserHivesTest, HiveIsVisitedWithoutCreatingABag)
+{
+    users.CreateKey(L"A");
+    std::vector<std::wstring> visited;
+    ForEveryHive([&](const std::wstring& hive) { visited.push_back(hive); },
+                 []() noexcept { ADD_FAILURE(); });
+    EXPECT_EQ(visited, std::vector<std::wstring>{L"A"});
+    EXPECT_FALSE(users.HasKey(PropertyBagPath(L"A")));
+}
+
 TEST_F(UserHivesTest, BagThatIsHandledIsNoFailure)
 {
     users.CreateKey(L"A");

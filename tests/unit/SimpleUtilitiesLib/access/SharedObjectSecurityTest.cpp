@@ -1,4 +1,4 @@
-#include "SharedObjectSecurity.h"
+#include "AccessControlList.h"
 
 #include "Replaced.h"
 #include "ScarceMemory.h"

@@ -1,7 +1,7 @@
 #include "WellKnownAccounts.h"
 
 #include "LogFile.h"
-#include "LogFileAccess.h"
+#include "LogFile.h"
 #include "Replaced.h"
 #include "TemporaryFolder.h"
 

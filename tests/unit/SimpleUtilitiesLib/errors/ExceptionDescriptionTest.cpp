@@ -3,6 +3,7 @@
 #include "LegacyPlvException.h"
 #include "Replaced.h"
 #include "ScarceMemory.h"
+#include "SystemMessage.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "LogFileAccess.h"
+#include "LogFile.h"
 
 #include "Journal.h"
 #include "LogFile.h"

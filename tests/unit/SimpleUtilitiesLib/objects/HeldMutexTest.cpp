@@ -151,6 +151,95 @@ TEST_F(HeldMutexTest, MovedOwnershipIsGivenBackOnce)
     EXPECT_EQ(releases, 1);
 }
 
+TEST_F(HeldMutexTest, MayBeReleasedBeforeTheEndOfTheObject)
+{
+    HeldMutex held(mutex.Get(), 0);
+    EXPECT_TRUE(held.Release());
+    EXPECT_FALSE(held.IsHeld());
+    EXPECT_EQ(held.Outcome(), MutexWait::Owned);
+    EXPECT_EQ(Elsewhere(), MutexWait::Owned);
+}
+
+TEST_F(HeldMutexTest, IsReleasedOnceThoughReleasedBefore)
+{
+    HeldMutex outer(mutex.Get(), 0);
+    {
+        HeldMutex inner(mutex.Get(), 0);
+        EXPECT_TRUE(inner.Release());
+        EXPECT_TRUE(inner.Release());
+    }
+    EXPECT_EQ(Elsewhere(), MutexWait::TimedOut);
+}
+
+TEST_F(HeldMutexTest, NothingHeldIsNothingToRelease)
+{
+    HeldMutex held(nullptr, 0);
+    EXPECT_TRUE(held.Release());
+}
+
+TEST_F(HeldMutexTest, AnotherThreadDoesNotReleaseIt)
+{
+    HeldMutex held(mutex.Get(), 0);
+    OnOtherThread([&] { EXPECT_FALSE(held.Release()); });
+    EXPECT_TRUE(held.IsHeld());
+    EXPECT_EQ(Elsewhere(), MutexWait::TimedOut);
+    EXPECT_TRUE(held.Release());
+    EXPECT_EQ(Elsewhere(), MutexWait::Owned);
+}
+
+TEST_F(HeldMutexTest, AnotherThreadKeepsWhatItHoldsItself)
+{
+    std::optional<HeldMutex> theirs;
+    OnOtherThread([&] { theirs.emplace(mutex.Get(), 0U); });
+    const HeldMutex ours(mutex.Get(), 0);
+    EXPECT_EQ(ours.Outcome(), MutexWait::Abandoned);
+    theirs.reset();
+    EXPECT_EQ(Elsewhere(), MutexWait::TimedOut);
+}
+
+TEST_F(HeldMutexTest, ThreadThatWaitedIsKnownAfterAMove)
+{
+    HeldMutex first(mutex.Get(), 0);
+    OnOtherThread(
+        [&]
+        {
+            HeldMutex moved(std::move(first));
+            EXPECT_FALSE(moved.Release());
+        });
+    EXPECT_EQ(Elsewhere(), MutexWait::TimedOut);
+}
+
+TEST_F(HeldMutexTest, ReleaseThatFailsIsToldAndNotTriedAgain)
+{
+    int releases = 0;
+    const ReleaseDouble release(
+        [&](HANDLE)
+        {
+            ++releases;
+            SetLastError(ERROR_NOT_OWNER);
+            return FALSE;
+        });
+    {
+        HeldMutex held(mutex.Get(), 0);
+        SetLastError(0xABCDE);
+        EXPECT_FALSE(held.Release());
+        EXPECT_FALSE(held.IsHeld());
+    }
+    EXPECT_EQ(releases, 1);
+    EXPECT_EQ(GetLastError(), 0xABCDEU);
+}
+
+TEST_F(HeldMutexTest, MutexThatCannotBeReleasedIsAbandonedByTheEndOfItsThread)
+{
+    OnOtherThread(
+        [&]
+        {
+            const ReleaseDouble release([](HANDLE) { return FALSE; });
+            const HeldMutex held(mutex.Get(), 0);
+        });
+    EXPECT_EQ(Elsewhere(), MutexWait::Abandoned);
+}
+
 TEST_F(HeldMutexTest, OwnershipMayBeLeftToTheEndOfTheThread)
 {
     OnOtherThread(

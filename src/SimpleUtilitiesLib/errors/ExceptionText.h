@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Compiler.h"
+#include "Format.h"
+#include "Owners.h"
+
+#include <exception>
+#include <string>
+
+/// The text of an exception: a line with its class, and the result of `block`. In the place of a
+/// block that is empty or cannot be built it says that there is no more to tell. Never throws; on
+/// failure returns the text built so far. Keeps the last-error value.
+template <class Block> std::wstring ExceptionText(const std::exception& e, Block block) noexcept
+{
+    const LastErrorKeeper keeper;
+    std::wstring text;
+    // False if what is built is empty or fails.
+    const auto append = [&text](auto build) noexcept
+    {
+        try
+        {
+            const std::wstring built = build();
+            text += built;
+            return !built.empty();
+        }
+        catch (...)
+        {
+            return false;
+        }
+    };
+    const auto classLine = [&e]
+    {
+        const std::string name = ClassName(typeid(e));
+        return name.empty() ? std::wstring() : Format(L"Object of %S", name);
+    };
+    if (!append(classLine))
+    {
+        append([] { return L"Object of std::exception"; });
+    }
+    if (!append(block))
+    {
+        append([] { return L"\r\n\r\n\tNo additional information available.\r\n"; });
+    }
+    return text;
+}

@@ -1,0 +1,13 @@
+#include "Run.h"
+
+#include "DebuggerPrompt.h"
+
+#include <utility>
+
+void OfferDebuggerPrompt(Run& run)
+{
+    if (!std::exchange(run.promptOffered, true))
+    {
+        PromptToAttachDebuggerIfConfigured();
+    }
+}
