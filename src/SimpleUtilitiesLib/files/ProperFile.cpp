@@ -8,9 +8,10 @@
 namespace
 {
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-// Open a link itself. The server of a pipe in the file's place may not impersonate this account.
-constexpr DWORD Flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT |
-                        SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+// The server of a pipe in the place of a file or folder may not impersonate this account.
+constexpr DWORD NoImpersonation = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+// Open a link itself.
+constexpr DWORD Flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | NoImpersonation;
 
 FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition) noexcept
 {
@@ -126,7 +127,8 @@ bool IsOnProperWay(std::wstring folder)
     {
         // Links are followed: the final path tells. The '\\' makes a drive's root of a drive.
         const FileHandle opened(CreateFileW((folder + L"\\").c_str(), 0, ShareAll, nullptr,
-                                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+                                            OPEN_EXISTING,
+                                            FILE_FLAG_BACKUP_SEMANTICS | NoImpersonation, nullptr));
         if (opened)
         {
             return HasFinalPath(opened.Get(), folder);

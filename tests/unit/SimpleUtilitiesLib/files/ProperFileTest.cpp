@@ -162,15 +162,13 @@ TEST_F(ProperFileTest, LinkIsOpenedItselfAndAPipeMayNotActForTheProgram)
 {
     folder.WriteFile(L"Log.log", "x");
     std::vector<DWORD> opened;
+    std::vector<DWORD> foldersOpened;
     const CreateFileDouble createFile(
         [&](LPCWSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
             DWORD disposition, DWORD flags, HANDLE other)
         {
             EXPECT_EQ(security, nullptr);
-            if (name == path)
-            {
-                opened.push_back(flags);
-            }
+            (name == path ? opened : foldersOpened).push_back(flags);
             return decltype(createFile)::Original(name, access, sharing, security, disposition,
                                                   flags, other);
         });
@@ -180,6 +178,8 @@ TEST_F(ProperFileTest, LinkIsOpenedItselfAndAPipeMayNotActForTheProgram)
     // FILE_FLAG_OPEN_REPARSE_POINT, SECURITY_SQOS_PRESENT, SECURITY_IDENTIFICATION and
     // FILE_ATTRIBUTE_NORMAL.
     EXPECT_EQ(opened, (std::vector<DWORD>{0x00310080, 0x00310080, 0x00310080}));
+    // FILE_FLAG_BACKUP_SEMANTICS in place of the first and the last.
+    EXPECT_EQ(foldersOpened, std::vector<DWORD>{0x02110000});
 }
 
 TEST_F(ProperFileTest, MissingFileIsCreatedWhereThatIsAskedFor)
