@@ -64,9 +64,7 @@ class SigningTest(unittest.TestCase):
         self.assertEqual(code, 0, output)
         self.assertIn("CN=Made for a test", output)
 
-        data = bytearray(self.program.read_bytes())
-        data[data.index(b"InstallAndRun".decode().encode("utf-16-le"))] ^= 1
-        self.program.write_bytes(data)
+        self.tamper(self.program, "InstallAndRun".encode("utf-16-le"))
         self.assertNotEqual(self.verify(self.program)[0], 0)
 
     def test_a_signed_program_runs_as_before(self):
@@ -86,11 +84,22 @@ class SigningTest(unittest.TestCase):
         self.assertEqual(code, 0, output)
         name = "PalvoPrinterConfiguration-7.0.0.0"
         with zipfile.ZipFile(self.folder / "out" / f"{name}.zip") as packed:
-            packed.extract(PROGRAM.name, self.folder / "out")
-        for file in (PROGRAM.name, f"{name}.msi"):
-            code, output = self.verify(self.folder / "out" / file)
-            self.assertEqual(code, 0, output)
+            programs = [file for file in packed.namelist() if file.endswith(".exe")]
+            packed.extractall(self.folder / "out", programs)
+        self.assertEqual(len(programs), 3)
+        for file in (*programs, f"{name}.msi"):
+            with self.subTest(file=file):
+                code, output = self.verify(self.folder / "out" / file)
+                self.assertEqual(code, 0, output)
+                self.tamper(self.folder / "out" / file, b"Palvo Printer Suite" if "msi" in file else
+                            "PalvoPrinter".encode("utf-16-le"))
+                self.assertNotEqual(self.verify(self.folder / "out" / file)[0], 0)
         self.assertEqual(PROGRAM.read_bytes(), before)
+
+    def tamper(self, file, text):
+        data = bytearray(file.read_bytes())
+        data[data.index(text)] ^= 1
+        file.write_bytes(data)
 
     def siblings(self):
         folder = self.folder / "siblings"
