@@ -57,7 +57,6 @@ class Scripts(DoctorTest):
         self.lab("set", "scheduler", "stopped")
         self.assertEqual(self.script("remediate.cmd")[0], 1)
 
-
     def test_they_mend_findings_that_there_are(self):
         text = (FOLDER / "detect.cmd").read_text(encoding="ascii")
         named = re.search(r"in \((task-.*?)\) do", text)[1].split()

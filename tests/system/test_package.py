@@ -51,7 +51,8 @@ class PackedTest(unittest.TestCase):
         documents = [f"docs/{name}" for name in
                      ("accounts.md", "doctor-json.md", "exit-codes.md", "installing.md", "log-viewer.md",
                       "monitoring.md", "nothing-happens.md", "pictures/log-viewer-names-hidden.png",
-                      "pictures/log-viewer.png", "policies.md", "privacy.md", "reading-the-log.md", "rollout.md", "switches.md", "troubleshooting.md", "trust.md")]
+                      "pictures/log-viewer.png", "policies.md", "privacy.md", "reading-the-log.md",
+                      "rollout.md", "switches.md", "troubleshooting.md", "trust.md")]
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0.zip") as packed:
             self.assertIsNone(packed.testzip())
             self.assertEqual(packed.namelist(), sorted(
@@ -59,7 +60,8 @@ class PackedTest(unittest.TestCase):
                  *documents,
                  "licences/README.txt", "licences/gcc-libstdc++.txt", "licences/gcc-runtime.txt",
                  "licences/mingw-w64.txt", "management/detect.cmd", "management/remediate.cmd",
-                 "monitoring/palvo-printer-doctor.rules.yml", "monitoring/task-events.xml", f"policies/{NAME}.admx", f"policies/en-US/{NAME}.adml"]))
+                 "monitoring/palvo-printer-doctor.rules.yml", "monitoring/task-events.xml",
+                 f"policies/{NAME}.admx", f"policies/en-US/{NAME}.adml"]))
             self.assertEqual(packed.read(f"{NAME}.exe"), (BUILD / f"{NAME}.exe").read_bytes())
             self.assertIn(b"Runtime Library Exception", packed.read("licences/gcc-runtime.txt"))
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0-symbols.zip") as packed:
