@@ -73,7 +73,7 @@ let_lose("CryptAcquireContextW CryptCreateHash CryptHashData CryptGetHashParam",
 let_lose("IWbemLocator::ConnectServer CoSetProxyBlanket IWbemServices::ExecQuery "
          "IEnumWbemClassObject::Next IWbemClassObject::Get", OTHER_DEVICE_ID)
 let_lose("IEnumWbemClassObject::Next", NONE)
-let_lose("CoInitializeEx CoCreateInstance SysAllocString", NONE, OTHER_DEVICE_ID)
+let_lose("CoInitializeEx CoCreateInstance SysAllocString", OTHER_DEVICE_ID)
 let_lose("VariantClear VariantChangeType", NONE, OTHER_DEVICE_ID)
 
 let_lose("RegOpenKeyExW RegQueryValueExW RegQueryInfoKeyW RegEnumKeyExW", NONE, *HIVES, NO_MESSAGE,

@@ -132,6 +132,11 @@ class FailedChannelTest(JudgeTest):
         for code in (0, 2):
             self.assertNotEqual(self.wrong(self.case, REMOVED, replace(CHANNEL_LEFT, code=code)), "")
 
+    def test_a_task_that_cannot_be_deleted_unnoticed_is_found(self):
+        for step in ("CoInitializeEx", "CoCreateInstance", "ITaskService::Connect"):
+            case = Case(UNINSTALL, step, 1, "0x80070005", False)
+            self.assertNotEqual(self.wrong(case, REMOVED, REMOVED), "")
+
     def test_the_sentence_of_another_step_is_found(self):
         printed = ["EvtSaveChannelConfig failed with #"]
         self.assert_found(self.case, REMOVED, replace(CHANNEL_LEFT, printed=printed), "+ print EvtSave")
