@@ -183,6 +183,19 @@ class TrimTest(JudgeTest):
             "a copy of the log"}), "+ a copy of the log")
 
 
+class TwoFaultsTest(JudgeTest):
+    case = Case(INSTALL, "WriteFile", 3, "112", False, "ITaskFolder::RegisterTaskDefinition 3 0x80070005")
+
+    def test_the_line_that_tells_of_a_failure_may_be_lost_with_it_and_nothing_else(self):
+        wanted = FailedTaskTest.wanted
+        found = Facts(1, [], [*wanted.printed[1:], "Error saving the Task : #"], [],
+                      wanted.things - {"the task User Logon"})
+        self.assert_good(self.case, wanted, found)
+        self.assertNotEqual(self.wrong(self.case, wanted, replace(found, code=0)), "")
+        self.assertNotEqual(self.wrong(self.case, wanted, replace(
+            found, things=wanted.things - {"the task New or Changed"})), "")
+
+
 class EndedTest(unittest.TestCase):
     def test_a_run_that_was_ended_has_done_what_comes_first(self):
         self.assertTrue(begins(WORKED, replace(WORKED, lines=WORKED.lines[:2], programs=[QUERY])))
