@@ -36,7 +36,7 @@ PAIRS = [(before, function, situation) for situation, before, functions in (
                                              "ITaskFolder::DeleteTask 1 0x80070005", "RegOpenKeyExW 2 5"]),
     # The first of the two ways of deleting fails.
     (DELETE_LOG, "SetFileInformationByHandle 1 5", ["SetFileInformationByHandle 2 5"]),
-    (TRIM, "WriteFile 2 112", ["SetEndOfFile 1 112", "SetFileInformationByHandle 1 5 always"]),
+    (TRIM, "WriteFile 2 112", ["SetFileInformationByHandle 1 5 always"]),
     (TRIM, "ReadFile 2 21", ["SetFileInformationByHandle 1 5"]),
 ) for function in functions]
 
@@ -60,7 +60,7 @@ KILLS = [
     (UNINSTALL, "EvtOpenChannelConfig 1 5", "RegSetValueExW 1",
      ["line Print Job Start scheduled task deleted upon request or because digital signature *",
       "line # Invoked to uninstall scheduled tasks. Done..."]),
-    (TRIM, "SetEndOfFile 1 112", "SetFileInformationByHandle 1",
+    (TRIM, "RegOpenKeyExW 1 5", "SetFileInformationByHandle 1",
      ["the log keeps the tail", "a copy of the log"]),
 ]
 

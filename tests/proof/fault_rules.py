@@ -2,7 +2,7 @@
 nothing is said here is a finding."""
 
 from proof.fault_cases import DELETE_LOG, INSTALL, SWITCHED_OFF, UNINSTALL
-from proof.fault_judge import Loss
+from proof.fault_judge import Loss, without_lines
 from proof.fault_losses import (
     A_LINE, A_VALUE, CAUGHT, CAUGHT_SILENTLY, CHANNEL, CHANNEL_AT_INSTALLATION, COPY_LEFT, EMPTY_TEXTS,
     ENDS, ENDS_SILENTLY, EVERY_PRINTER, FINDS, IS_REDUNDANT, KILLED, LESS_KEPT, LINES_FROM_THEN_ON,
@@ -34,7 +34,7 @@ let_lose("CreateEnvironmentBlock GetExitCodeProcess PeekMessageW GetMessageW Tra
 
 let_lose("CreateFileW GetFinalPathNameByHandleW GetFileInformationByHandle GetFileInformationByHandleEx",
          *LOG_FILE)
-let_lose("WriteFile", A_LINE, NO_LOG, LESS_KEPT)
+let_lose("WriteFile", A_LINE, NO_LOG, LESS_KEPT, NOT_TRIMMED)
 let_lose("WriteFile", NONE, only=DELETE_LOG)
 let_lose("CreateDirectoryW", NONE, NO_LOG)
 let_lose("GetFileSizeEx", NONE, NOT_TRIMMED)
@@ -73,7 +73,7 @@ let_lose("CryptAcquireContextW CryptCreateHash CryptHashData CryptGetHashParam",
 let_lose("IWbemLocator::ConnectServer CoSetProxyBlanket IWbemServices::ExecQuery "
          "IEnumWbemClassObject::Next IWbemClassObject::Get", OTHER_DEVICE_ID)
 let_lose("IEnumWbemClassObject::Next", NONE)
-let_lose("CoInitializeEx CoCreateInstance SysAllocString", NONE, OTHER_DEVICE_ID)
+let_lose("CoInitializeEx CoCreateInstance SysAllocString", OTHER_DEVICE_ID)
 let_lose("VariantClear VariantChangeType", NONE, OTHER_DEVICE_ID)
 
 let_lose("RegOpenKeyExW RegQueryValueExW RegQueryInfoKeyW RegEnumKeyExW", NONE, *HIVES, NO_MESSAGE,
@@ -169,4 +169,6 @@ def losses_of(case):
         losses.append(NO_LOG_TO_DELETE)
     if case.kills:      # maybe before the loss had come
         return [Loss.of(KILLED), *(Loss((), loss.must + loss.may) for loss in map(Loss.of, losses))]
+    if case.before and A_LINE in losses:    # maybe of the lines that tell of the other failure
+        return [Loss(without_lines(loss).must, loss.may + loss.must) for loss in map(Loss.of, losses)]
     return [Loss.of(loss) for loss in losses]

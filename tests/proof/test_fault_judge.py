@@ -132,6 +132,11 @@ class FailedChannelTest(JudgeTest):
         for code in (0, 2):
             self.assertNotEqual(self.wrong(self.case, REMOVED, replace(CHANNEL_LEFT, code=code)), "")
 
+    def test_a_task_that_cannot_be_deleted_unnoticed_is_found(self):
+        for step in ("CoInitializeEx", "CoCreateInstance", "ITaskService::Connect"):
+            case = Case(UNINSTALL, step, 1, "0x80070005", False)
+            self.assertNotEqual(self.wrong(case, REMOVED, REMOVED), "")
+
     def test_the_sentence_of_another_step_is_found(self):
         printed = ["EvtSaveChannelConfig failed with #"]
         self.assert_found(self.case, REMOVED, replace(CHANNEL_LEFT, printed=printed), "+ print EvtSave")
@@ -176,6 +181,19 @@ class TrimTest(JudgeTest):
     def test_a_copy_that_is_left_is_found(self):
         self.assert_found(self.case, self.wanted, replace(self.wanted, things=self.wanted.things | {
             "a copy of the log"}), "+ a copy of the log")
+
+
+class TwoFaultsTest(JudgeTest):
+    case = Case(INSTALL, "WriteFile", 3, "112", False, "ITaskFolder::RegisterTaskDefinition 3 0x80070005")
+
+    def test_the_line_that_tells_of_a_failure_may_be_lost_with_it_and_nothing_else(self):
+        wanted = FailedTaskTest.wanted
+        found = Facts(1, [], [*wanted.printed[1:], "Error saving the Task : #"], [],
+                      wanted.things - {"the task User Logon"})
+        self.assert_good(self.case, wanted, found)
+        self.assertNotEqual(self.wrong(self.case, wanted, replace(found, code=0)), "")
+        self.assertNotEqual(self.wrong(self.case, wanted, replace(
+            found, things=wanted.things - {"the task New or Changed"})), "")
 
 
 class EndedTest(unittest.TestCase):
