@@ -2,10 +2,11 @@
 
 from collections import deque
 
+from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, REFUSED, SERVED
 from proof.program_promises import (
     CHANGED_DONE, INSTALLED, JOB_START_GONE, NOT_NOW, NOTHING, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT,
     REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE, UNINSTALLED, UPDATE)
-from proof.recorded_history import KILLED
+from proof.recorded_history import ADMINISTRATOR, KILLED, Pass, Scan
 
 
 class Violation(Exception):
@@ -13,7 +14,7 @@ class Violation(Exception):
 
 
 class Cut(Exception):
-    """A killed copy did nothing more that is recorded. Its text is the kind of step that was next."""
+    """A killed copy did nothing more."""
 
 
 class Reading:
@@ -28,8 +29,7 @@ class Reading:
     def read(self):
         try:
             code, output = self.read_mode()
-        except Cut as cut:
-            self.copy.unseen = str(cut)
+        except Cut:
             return
         if self.steps:
             raise Violation(f"goes on after its end: {self.steps[0].kind} {self.steps[0].value!r}")
@@ -42,13 +42,16 @@ class Reading:
             if ended.output not in (output, None):
                 raise Violation(f"printed {ended.output!r} instead of {output!r}")
 
+    def peek_error(self):
+        return self.steps[0].error if self.steps else None
+
     def peek(self):
         return self.steps[0].kind if self.steps else ""
 
     def take(self, kind):
         if not self.steps:
             if self.copy.killed:
-                raise Cut(kind)
+                raise Cut
             raise Violation(f"ends where '{kind}' should follow")
         step = self.steps.popleft()
         if step.kind != kind and not (kind == "line" and step.kind in ("lost line", "torn line")):
@@ -58,12 +61,13 @@ class Reading:
 
     def line(self, text):
         step = self.take("line")
-        if step.kind == "lost line":
+        if step.kind == "lost line" and step.error == NOT_NOW:
+            self.checker.allow(MUTEX_HELD, self.copy)
+        elif step.kind == "lost line":
             deleting = [copy for copy in self.checker.copies if copy.mode.kind == "delete" and
                         copy.order < step.order < copy.last]
             if deleting:
-                self.checker.allow("a line is dropped while -DL deletes the log", self.copy,
-                                   deleting[0])
+                self.checker.allow(DELETED_LINE, self.copy, deleting[0])
             elif not self.copy.killed:
                 raise Violation(f"the log could not be opened: error {step.error}")
         elif step.value is not None and step.value != text and not (
@@ -98,18 +102,30 @@ class Reading:
         return mode.code, mode.output
 
     def scan(self):
-        """(newest record id, the printer's name), as far as the log tells."""
-        self.take("scan")
+        """What it came to, as far as the log tells."""
+        begin = self.take("scan")
         step = self.take("line")
-        if step.kind != "line" or step.value is None:
-            return None, None
+        named = self.scan_line(step) if step.kind == "line" and step.value is not None else {}
+        newest = int(named["newest"]) if named.get("newest") else None
+        lowest = int(named["first"]) - 1 if named.get("first") else newest
+        scan = Scan(self.copy, self.copy.steps.index(begin), begin.order, step.order, begin.value, lowest,
+                    newest, named.get("name"))
+        self.copy.scans.append(scan)
+        return scan
+
+    def scan_line(self, step):
         for form in SCANS:
             if found := form.fullmatch(step.value):
-                named = found.groupdict()
-                return (int(named["newest"]) if named.get("newest") else None), named.get("name")
+                return found.groupdict()
         raise Violation(f"the log has {step.value!r} after a scan")
 
+    def may_store(self):
+        """Whether its account may write where the position is stored."""
+        return self.copy.account in ("SYSTEM", ADMINISTRATOR)
+
     def store(self, newest):
+        if not self.may_store():
+            return
         step = self.take("store")
         if newest is not None and step.value != newest:
             raise Violation(f"stored {step.value}, though its scan found {newest}")
@@ -122,17 +138,39 @@ class Reading:
         step = self.take("start")
         if step.value[:2] != (program, command):
             raise Violation(f"started {step.value[:2]} instead of {(program, command)}")
+        return step
 
     def run_pass(self, kind, taken, query, writer):
-        self.start("PalvoPrinterQuery", query)
+        began = self.start("PalvoPrinterQuery", query)
         self.start("PalvoPrinterConfigurationWriter", self.tag(writer))
-        for text in self.checker.history.users:
-            self.line(text)
-        self.copy.passes.append((kind, taken))
+        # Only SYSTEM gets at the users' tokens.
+        if self.copy.account == "SYSTEM":
+            self.users()
+        printer = query[4:-1] if query.startswith("-e ") else ""
+        self.copy.passes.append(Pass(kind, taken, began.order, printer))
+
+    def users(self):
+        """The lines about the users' values. A user who comes or goes meanwhile may leave any of them out."""
+        history = self.checker.history
+        if not history.users_vary:
+            for text in history.users:
+                self.line(text)
+            return
+        known = [*history.users]
+        while self.peek() == "lost line" or (self.steps and self.steps[0].kind == "line" and (
+                self.steps[0].value in known or str(self.steps[0].value).startswith("ERROR: Failed "))):
+            if self.steps[0].value in known:
+                del known[:known.index(self.steps[0].value) + 1]
+            self.line(self.steps[0].value)
 
     def is_redundant(self):
-        self.take(f"open {self.mode.scheme} instance")
-        return self.take(f"try {self.mode.scheme} instance").value == NOT_NOW
+        """A copy that is refused the mutex takes itself for the one that works."""
+        name = f"{self.mode.scheme} instance"
+        return self.open(name) and self.take(f"try {name}").value == NOT_NOW
+
+    def lose_request(self):
+        self.copy.lost = REFUSED
+        self.checker.allow(REFUSED, self.copy)
 
     def tell_redundant(self):
         self.copy.redundant = True
@@ -140,7 +178,16 @@ class Reading:
         self.line(text)
         return 1, text
 
+    def open(self, name):
+        """Whether it got the object, which another account may have made."""
+        if self.take(f"open {name}").value:
+            return True
+        self.copy.refused.add(name)
+        return False
+
     def taken(self, event):
+        if event in self.copy.refused:
+            return None
         step = self.take(f"try {event}")
         return step if step.value == TAKEN else None
 
@@ -148,9 +195,12 @@ class Reading:
         if self.mode.kind == "normal" and self.pre_scan():
             return 0, ""
         self.line(f"-Processing NewOrChanged event: {self.mode.invoker}")
-        self.take("open normal request")
-        self.take("open special request")
-        self.take(f"post {self.mode.kind} request")
+        self.open("normal request")
+        self.open("special request")
+        if f"{self.mode.kind} request" in self.copy.refused:
+            self.lose_request()
+        else:
+            self.take(f"post {self.mode.kind} request")
         if self.is_redundant():
             return self.tell_redundant()
         while True:
@@ -162,7 +212,8 @@ class Reading:
                 self.normal_pass(normal)
             else:
                 break
-        self.take("release changed instance")
+        if "changed instance" not in self.copy.refused:
+            self.take("release changed instance")
         if self.copy.passes:
             self.line(UPDATE)
         for text in CHANGED_DONE:
@@ -170,17 +221,26 @@ class Reading:
         return 0, ""
 
     def pre_scan(self):
-        self.take("open scan check")
-        self.take("try scan check")
-        newest, name = self.scan()
-        self.take("release scan check")
-        if self.peek() != "store":
+        has_mutex = self.open("scan check")
+        if has_mutex:
+            self.take("try scan check")
+        scan = self.scan()
+        if has_mutex:
+            self.take("release scan check")
+        if not self.nothing_to_do():
+            scan.outcome = "request" if self.steps else ""
             return False
-        if name is not None:
-            raise Violation(f"leaves {name!r} unprocessed")
-        self.store(newest)
+        scan.outcome = "nothing"
+        if scan.name is not None:
+            raise Violation(f"leaves {scan.name!r} unprocessed")
+        self.store(scan.newest)
         self.line(NOTHING)
         return True
+
+    def nothing_to_do(self):
+        if self.may_store():
+            return self.peek() == "store"
+        return bool(self.steps) and self.steps[0].value == NOTHING
 
     def skips(self):
         """Whether the pass that follows starts no program, by its line, or by what comes after a line
@@ -193,14 +253,17 @@ class Reading:
         first = not self.copy.passes
         if first and self.take("sleep").value != 500:
             raise Violation("slept for another time than 500 ms")
-        newest, name = self.scan()
-        self.store(newest)
+        scan = self.scan()
+        name = scan.name
+        self.store(scan.newest)
         if not first and self.skips():
+            scan.outcome = "skipped"
             if name is not None:
                 raise Violation(f"leaves {name!r} unprocessed")
             self.line(SKIPPED)
-            self.copy.passes.append(("skipped", [taken]))
+            self.copy.passes.append(Pass("skipped", [taken], taken.order))
             return
+        scan.outcome = ("first pass" if first else "later pass") if self.steps else ""
         start = next((step.value for step in self.steps if step.kind == "start"), None)
         if name is None and start and start[1].startswith("-e "):
             name = start[1][4:-1]
@@ -211,16 +274,20 @@ class Reading:
                   + (f"'{name}'." if name else "multiple printers."))
         self.run_pass("normal", [taken], f'-e "{name}"' if name else "-c", "-e" if name else "-c")
 
-    def was_served(self, opened):
+    def was_served(self):
         """Whether another copy took the request after this one had come."""
+        opened = next(step.order for step in self.copy.steps if step.kind == "open refresh request")
         return any(step.kind == "try refresh request" and step.value == TAKEN and step.copy is not self.copy
-                   and opened.order < step.order < self.copy.last for step in self.checker.steps)
+                   and opened < step.order < self.copy.last for step in self.checker.steps)
 
     def refresh(self):
-        opened = self.take("open refresh request")
+        made = self.peek_error() == 0
+        if not self.open("refresh request"):
+            self.lose_request()
         if self.is_redundant():
             result = self.tell_redundant()
-            self.take("post refresh request")
+            if "refresh request" not in self.copy.refused:
+                self.take("post refresh request")
             return result
         what = "on-demand auto-configuration" if "OnDemand" in self.mode.resolved else (
             "a periodic refresh event")
@@ -231,13 +298,11 @@ class Reading:
             self.run_pass("refresh", [taken], "", "")
         if self.copy.passes:
             self.line(UPDATE)
-        elif self.was_served(opened):
-            self.checker.allow("another copy served a refresh copy's request before that one looked for it",
-                               self.copy)
-        elif opened.error == 0:
+        elif self.was_served():
+            self.checker.allow(SERVED, self.copy)
+        elif made:
             raise Violation("made its request event, and did not find it signalled")
-        else:
-            self.checker.allow("a refresh copy came while the event that an earlier one had emptied "
-                               "was still held, and found no request", self.copy)
+        elif "refresh request" not in self.copy.refused:
+            self.checker.allow(EMPTIED, self.copy)
         self.line(REFRESH_DONE)
         return 0, ""

@@ -9,18 +9,25 @@ import time
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
+from pprint import pformat
 from random import Random
 
 import lab as system
+from proof.allowances import exceeded
 from proof.history_checker import check, story
-from proof.recorded_history import UNKNOWN, Clearing
-from proof.recording import Lane, collect, prepare, recorded
+from proof.nemeses import LONGEST, MOMENTS, Nemeses, go_on
+from proof.printers import LEGACY, Printers
+from proof.recorded_history import ADMINISTRATOR, SERVICE, USER
+from proof.recording import collect, lanes_of, prepare, recorded, wait_for_quiet
+from proof.rigged import prove_rules
 from proof.runner import ROOT, SUPPORTED, Kept, Proof
-from proof.wine_faults import is_wines_fault, told_whole
+from proof.wine_faults import is_wines_fault
 
-COPIES = 110                # of one history, on average
-SHORT, LONG = 350, 100000   # requests
+COPIES = 70                 # of one history, on average
+SHORT, LONG = 200, 100000   # requests
+SIZES = [1, 2, 3, 5, 8, 12, 20, 40]     # of bursts
 LANES = 3                   # bursts that may be under way at once
+REGRESSIONS = Path(__file__).with_name("regressions.txt")
 SECONDS = 900               # longer than any burst takes on a slow machine
 
 # How often each is given in a burst.
@@ -29,7 +36,10 @@ ARGUMENTS = {
     "-c -i Somebody": 4, "-c": 4, "-r -i PeriodicRefreshTask": 12, "-r": 8, "": 8, "-i Somebody": 4,
     "-c -i UserLogonTask -IN -w": 3, "-r -i PeriodicRefreshTask -IN -w": 3}
 BESIDE = {"-?": 2, "-x": 1, "-w": 1, "-IN": 1, "-UN": 1, "-APDI -i Nothing": 1}
+# What others than SYSTEM run.
+MIXED = {"-c -i NewOrChangedTask", "-c -i UserLogonTask", "-c", "-r -i PeriodicRefreshTask", "-r", ""}
 INSTALLERS = {"-IT": 1, "-UT": 1}
+LEADER = "-c -i NewOrChangedTask"
 PRINTERS = [f"Office {number}" for number in range(1, 9)]
 
 
@@ -47,10 +57,9 @@ class Story:
     def __init__(self, lab, random):
         self.lab = lab
         self.random = random
+        self.nemeses = Nemeses(lab, random)
         self.ended = []
-        self.clearings = []
         self.failures = []
-        self.lanes = [Lane(lab) for _ in range(LANES)]
 
     def plan(self):
         """The bursts of each lane."""
@@ -61,12 +70,20 @@ class Story:
             weights.update(INSTALLERS)
         if self.random.random() < 0.2:
             weights["-DL"] = 1
+        mixed = self.random.random() < 0.3
         bursts = []
         while copies > 0:
-            size = min(copies, self.random.choice([1, 2, 3, 5, 8, 12, 20, 40, 100]))
-            bursts.append(choose(self.random, weights, size))
+            size = min(copies, self.random.choice(SIZES))
+            lines = choose(self.random, weights, size)
+            bursts.append([self.mix(line) for line in lines] if mixed else lines)
             copies -= size
         return [bursts[lane::LANES] for lane in range(LANES)]
+
+    def mix(self, line):
+        """The line, or the same for another account than SYSTEM."""
+        if line not in MIXED or self.random.random() < 0.6:
+            return line
+        return f"@{self.random.choice([ADMINISTRATOR, SERVICE, USER])} {line}".strip()
 
     def serve(self, lane, bursts, pauses):
         try:
@@ -78,66 +95,91 @@ class Story:
 
     def change_printers(self, at_work):
         """Printers come, change and go; now and then somebody clears the channel."""
-        present = []
         clears = self.random.random() < 0.15
+        left = self.random.choice([0, 0, 1, 3])     # strikes
         while at_work():
-            choice = self.random.random()
-            absent = [name for name in PRINTERS if name not in present]
-            if absent and (choice < 0.4 or not present):
-                present.append(self.random.choice(absent))
-                driver = SUPPORTED if self.random.random() < 0.7 else "Legacy V3 Driver"
-                self.lab("printer", "add", present[-1], driver)
-                self.look_for_events()
-            elif choice < 0.8:
-                names = self.random.sample(present, self.random.randint(1, len(present)))
-                self.lab("printer", "change", *names)
-                self.look_for_events()
-            elif choice < 0.9:
-                self.lab("printer", "remove", present.pop(self.random.randrange(len(present))))
-            elif choice < 0.95 and clears:
-                self.clearings.append(Clearing(recorded(self.lab)))
-                self.lab("event", "clear")
+            self.change_one(clears)
+            if left and self.random.random() < 0.1:
+                left -= 1
+                self.nemeses.strike()
             for sibling, most in (("query", 40), ("writer", 150)):
                 self.lab("sibling", sibling, "--take", f"0-{self.random.randint(1, most)}")
             time.sleep(self.random.uniform(0.02, 0.4))
 
-    def look_for_events(self):
-        """After the channel was cleared: from when on it holds an event of a printer again. While it is
-        disabled, none comes."""
-        empty = [clearing for clearing in self.clearings if clearing.filled == UNKNOWN]
-        if empty and re.search(r"^\d+\t30[06]\t", self.lab("event", "list"), re.MULTILINE):
-            for clearing in empty:
-                clearing.filled = recorded(self.lab)
+    def change_one(self, clears):
+        random, printers = self.random, self.printers
+        choice, present = random.random(), printers.present()
+        absent = [name for name in PRINTERS if name not in present]
+        if absent and (choice < 0.4 or not present):
+            printers.add(random.choice(absent), SUPPORTED if random.random() < 0.7 else LEGACY)
+        elif choice < 0.8:
+            printers.change(*random.sample(present, random.randint(1, len(present))))
+        elif choice < 0.9:
+            printers.remove(random.choice(present))
+        elif choice < 0.95 and clears:
+            printers.clear()
+
+    def lead(self, lane):
+        """Starts a copy that is stopped somewhere and goes on while the bursts are under way."""
+        def run():
+            try:
+                self.ended.append(lane.run(LEADER))
+            except Exception as error:  # Told in the main thread.
+                self.failures.append(error)
+
+        self.printers.add(PRINTERS[0], SUPPORTED)
+        thread = threading.Thread(target=run)
+        thread.start()
+        if pid := self.nemeses.stop_when(self.random.choice([*MOMENTS])):
+            timer = threading.Timer(self.random.choice([1, LONGEST]), go_on, [pid])
+            timer.start()
+        return thread
+
+    def bring_up_to_date(self, lane):
+        """One refresh when all is quiet; the line of the record from which on it ran."""
+        wait_for_quiet(self.lab, self.ended)
+        quiet = recorded(self.lab)
+        self.ended.append(lane.run("-r"))
+        if (bags := self.lab.bags()) != self.bags:
+            raise Broken(f"after all was quiet, a refresh left {bags} instead of {self.bags}")
+        return quiet
 
     def tell(self):
         """Runs it; the history."""
-        self.lab.given_up()     # What is known of an earlier history explains nothing here.
-        users = prepare(self.lab)
-        threads = [threading.Thread(target=self.serve, args=(
-            lane, bursts, [self.random.uniform(0, 0.5) for _ in bursts]))
-            for lane, bursts in zip(self.lanes, self.plan())]
-        for thread in threads:
-            thread.start()
-        try:
-            self.change_printers(lambda: any(thread.is_alive() for thread in threads))
-        finally:
+        with lanes_of(self.lab, LANES + 1) as lanes:
+            users = prepare(self.lab)
+            self.bags = self.lab.bags()
+            self.printers = Printers(self.lab)
+            leader = self.lead(lanes.pop())
+            threads = [threading.Thread(target=self.serve, args=(
+                lane, bursts, [self.random.uniform(0, 0.5) for _ in bursts]))
+                for lane, bursts in zip(lanes, self.plan())]
             for thread in threads:
-                thread.join()
-            for lane in self.lanes:
-                lane.server.end()
-        try:
+                thread.start()
+            try:
+                self.change_printers(lambda: any(thread.is_alive() for thread in threads))
+            finally:
+                for thread in [*threads, leader]:
+                    thread.join()
             if self.failures:
                 raise self.failures[0]
-            return collect(self.lab, users, self.ended, self.clearings)
-        finally:
-            # It explains what else was raised.
-            told_whole(self.lab, [lane.server for lane in self.lanes])
+            quiet = self.bring_up_to_date(lanes[0])
+            history = self.printers.tell(collect(self.lab, users, self.ended))
+            history.quiet = quiet
+            history.users_vary = "leave" in self.nemeses.figures
+            history.struck = self.nemeses.figures
+            return history
 
 
 def judges():
     """The names of the proofs' modules that this process has loaded."""
     loaded = (Path(getattr(module, "__file__", None) or "").resolve() for module in sys.modules.values())
     return sorted({path.name for path in loaded if path.parent == Path(__file__).resolve().parent})
+
+
+def once_found(name):
+    """The cases of this proof's regressions."""
+    return re.findall(rf"^{name} (\S+)$", REGRESSIONS.read_text("utf-8"), re.MULTILINE)
 
 
 class Findings:
@@ -148,8 +190,10 @@ class Findings:
         self.name = name
         self.figures = Counter()
         self.allowed = Counter()
+        self.struck = Counter()
         self.lock = threading.Lock()
         self.begun = 0      # histories
+        self.once_found = once_found(name)
         self.kept = None
 
     def go_on(self):
@@ -175,8 +219,11 @@ class Findings:
                        seconds=time.monotonic() - self.proof.start)
 
     def next_case(self):
+        """Cases that once were findings come first."""
         with self.lock:
             self.begun += 1
+            if self.begun <= len(self.once_found):
+                return self.once_found[self.begun - 1]
             return f"{self.proof.seed}-{self.begun}"
 
     def take(self, case, history):
@@ -189,6 +236,7 @@ class Findings:
 
     def add(self, case, history, verdict):
         self.figures += verdict.figures
+        self.struck += history.struck
         for why, examples in verdict.allowed.items():
             if why not in self.allowed:
                 print(f"allowed by the rules as they stand: {why}; history {case}:")
@@ -202,14 +250,20 @@ class Findings:
             (folder / "record.txt").write_text("\n".join(history.record) + "\n")
             (folder / "log.txt").write_bytes(history.log)
             (folder / "violations.txt").write_text("\n".join(verdict.violations) + "\n")
-            (folder / "siblings.txt").write_text("\n".join(map(str, history.siblings)) + "\n")
-            (folder / "ended.txt").write_text("\n".join(map(str, history.ended)) + "\n")
+            others = {name: what for name, what in vars(history).items() if name not in ("record", "log")}
+            (folder / "others.txt").write_text(pformat(others, width=200) + "\n")
 
     def end(self):
         if self.kept:
             self.kept.forget()
         for why, count in self.allowed.items():
             self.proof.figure(f"allowed {count} times: {why}")
+        if self.struck:
+            self.proof.figure("nemeses: " + ", ".join(
+                f"{count} x {one}" for one, count in sorted(self.struck.items())))
+        self.proof.runs = self.figures["runs"]
+        for text in exceeded(self.allowed, self.proof.runs):
+            self.proof.find(text)
         self.proof.end(", ".join(f"{count} {what}" for what, count in self.figures.items()))
 
 
@@ -241,70 +295,6 @@ def share(proof, findings, wanted, tell):
 
     with ThreadPoolExecutor(len(proof.labs)) as pool:
         list(pool.map(serve, proof.labs))
-
-
-def beside_another(lab, *options, both=False):
-    """Two copies at once, the second one with these options; with `both`, both have to work."""
-    def writers():
-        return sum(run.name == "writer" and not run.ended for run in lab.siblings())
-
-    users = prepare(lab)
-    lab("sibling", "writer", "--hold")
-    lanes = [Lane(lab), Lane(lab)]
-    with ThreadPoolExecutor(2) as pool:
-        first = pool.submit(lanes[0].run, "-c")
-        try:
-            lab.wait_for(lambda: writers() == 1, "the first copy's writer")
-            second = pool.submit(lanes[1].run, "-c", options)
-            lab.wait_for(lambda: writers() == 2 if both else second.done(), "the second copy")
-        finally:
-            lab("sibling", "writer", "--release")
-    for lane in lanes:
-        lane.server.end()
-    return collect(lab, users, [first.result(), second.result()])
-
-
-def torn_line(lab):
-    users = prepare(lab)
-    lane = Lane(lab)
-    ended = [lane.run("-?")]
-    lab.log_path().write_bytes(lab.log_bytes()[:-30])
-    ended.append(lane.run("-?"))
-    lane.server.end()
-    return collect(lab, users, ended)
-
-
-def cleared_in_secret(lab):
-    users = prepare(lab)
-    for name in ("One", "Two"):
-        lab("printer", "add", name, SUPPORTED)
-    lane = Lane(lab)
-    ended = [lane.run("-c -i NewOrChangedTask")]
-    lab("event", "clear")   # The checker is not told.
-    ended.append(lane.run("-c -i NewOrChangedTask"))
-    lane.server.end()
-    return collect(lab, users, ended)
-
-
-# Broken promises that the lab brings about, and what the checker has to say of each.
-RIGGED = {
-    # The seventh wait of such a copy is the one for the instance mutex.
-    "both had programs":
-        lambda lab: beside_another(lab, "--fault", "WaitForSingleObject 7 return=0", both=True),
-    "'post special request' should follow":
-        lambda lab: beside_another(lab, "--fault", "SetEvent 1 return=1"),
-    "the log lacks a line": lambda lab: beside_another(lab, "--fault", "WriteFile 2 return=1"),
-    "never ended": lambda lab: beside_another(lab, "--kill-after", "60"),
-    "is no line of the log": torn_line,
-    "went back from": cleared_in_secret}
-
-
-def prove_rules(proof):
-    """That the checker sees what the program would do wrong."""
-    for what, rigged in RIGGED.items():
-        violations = check(rigged(proof.labs[0])).violations
-        if not any(what in text for text in violations):
-            proof.find(f"the checker did not see '{what}', but {violations}")
 
 
 def main():

@@ -19,14 +19,17 @@ RECORDED = ["CreateMutexW", "CreateEventW", "SetEvent", "WaitForSingleObject", "
             "CreateProcessW", "CreateProcessAsUserW"]
 SUITE = "C:\\Program Files\\Palvo Printer Suite\\"
 LOG = "\\PalvoOrvela\\PalvoPrinterConfiguration.log"
+LOG_MUTEX_NAME = "Global\\c:/programdata/palvo/printerdriver/v6.0/palvoprinterconfiguration/palvoorvela"
+LOG_MUTEX = f'"mutex {LOG_MUTEX_NAME}"'
+WAITS_BEFORE_LINES = 3      # for the log's mutex: to make the folder, and to let two accounts in
 TAKEN, ABANDONED, NOT_NOW = 0, 128, 258
 
 HEAD = (r"\[\d{1,2}/\d{1,2}/\d{4} (?:[1-9]|1[0-2]):[0-5]\d:[0-5]\d [AP]M\] "
         r"PalvoPrinterConfiguration\(PID(\d+)\): ")
 SCANS = [re.compile(text) for text in (
-    r"Found one pertinent, non-duplicate '300/306' event in the range of IDs from \d+ to "
+    r"Found one pertinent, non-duplicate '300/306' event in the range of IDs from (?P<first>\d+) to "
     r"(?P<newest>\d+)\. One printer added or changed: '(?P<name>.*)'",
-    r"Found \d+ '300/306' events with IDs from \d+ to (?P<newest>\d+)\.",
+    r"Found \d+ '300/306' events with IDs from (?P<first>\d+) to (?P<newest>\d+)\.",
     r"Found no new '300/306' events with IDs > (?P<newest>\d+)\.",
     r"Found more than 5000 unprocessed '300' and '306' events\. Will stop counting and process all "
     r"printers\.")]

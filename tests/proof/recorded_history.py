@@ -5,9 +5,10 @@ import re
 from collections import Counter, defaultdict
 from dataclasses import dataclass, field
 
-from proof.program_promises import LOG, MODES, OBJECTS, SUITE
+from proof.program_promises import LOG, LOG_MUTEX, MODES, OBJECTS, SUITE
 
 KILLED = 0xDEAD             # the exit code of a copy that the lab killed
+ADMINISTRATOR, SERVICE, USER = "alice:elevated", "LocalService", "bob"      # accounts beside SYSTEM
 UNKNOWN = 1 << 60           # nobody saw how far the record was
 
 
@@ -19,23 +20,38 @@ class Ended:
     output: str     # None: nobody read it
     after: int
     before: int
+    account: str = "SYSTEM"
 
 
 @dataclass
-class Strike:
-    """A copy that the lab killed from outside at any moment while the record grew from `after` lines to
-    `before`. A call is recorded before it returns, so it may have done one thing more than is recorded."""
-    pid: int
+class Moment:
+    """Something was done to the machine while the record grew from `after` lines to `before`; `number`: what
+    is done is counted."""
+    number: int
     after: int
     before: int
 
 
 @dataclass
-class Clearing:
-    """The channel was emptied after `after` lines of the record; from line `filled` on it surely held an
-    event again."""
-    after: int
+class Clearing(Moment):
+    """The channel was emptied; from line `filled` of the record on it surely held an event again."""
     filled: int = UNKNOWN
+
+
+@dataclass
+class Change(Moment):
+    """A printer was added or changed, and the event of this record id was logged."""
+    event: int
+    printer: str
+
+
+@dataclass
+class Life:
+    """A printer with a driver of the suite's or another, from when it was added until it was removed."""
+    name: str
+    supported: bool
+    added: Moment
+    removed: Moment = None
 
 
 @dataclass
@@ -55,8 +71,12 @@ class History:
     finished: list = field(default_factory=list)    # (pid, code) of the scheduler's, in their order
     users: list = field(default_factory=list)       # the log's lines of one pass about users' values
     clearings: list = field(default_factory=list)   # of the channel
-    strikes: list = field(default_factory=list)
+    users_vary: bool = False                        # whether they came and went
     kills: bool = False                             # whether copies were killed
+    changes: list = None                            # of printers, if somebody took them down
+    lives: list = field(default_factory=list)       # of printers
+    struck: Counter = field(default_factory=Counter)    # nemeses
+    quiet: int = None                               # the line from which on nothing was done but one refresh
 
 
 @dataclass(eq=False)
@@ -71,6 +91,14 @@ class Step:
 
 
 @dataclass(eq=False)
+class Pass:
+    kind: str           # special, normal, skipped or refresh
+    taken: list         # the steps that took its requests
+    order: int          # of its first step
+    printer: str = ""   # the one that it is for; empty: for all
+
+
+@dataclass(eq=False)
 class Copy:
     pid: int
     arguments: str
@@ -78,15 +106,21 @@ class Copy:
     steps: list = field(default_factory=list)
     has_ended: bool = False
     ended: Ended = None
-    passes: list = field(default_factory=list)      # (kind, the steps that took the requests)
+    passes: list = field(default_factory=list)      # those that were done
     redundant: bool = False
-    strike: Strike = None
-    unseen: str = ""                                # the step that was next when it was killed
+    scans: list = field(default_factory=list)       # those that came to their end
+    log_waits: int = 0                              # for the log's mutex
+    lost: str = ""                                  # why its request was lost, if it was
+    refused: set = field(default_factory=set)       # named objects of other accounts
     last: int = 0                                   # the last line of the record that is this copy's
 
     @property
     def mode(self):
         return MODES[self.arguments]
+
+    @property
+    def account(self):
+        return self.ended.account if self.ended else "SYSTEM"
 
     @property
     def killed(self):
@@ -101,14 +135,22 @@ class Copy:
         """Whether nothing of this copy is recorded after the step, as it was killed."""
         return self.killed and self.last < step.order
 
-    def may_have_done(self, kind, since, step):
-        """Whether it was struck when this kind of step was next, after line `since` of the record and
-        before the other copy's step."""
-        return (self.strike is not None and self.unseen == kind and self.was_killed_before(step)
-                and since < self.strike.before and self.strike.after <= step.order)
-
     def __str__(self):
         return f"pid {self.pid} ({self.arguments or 'no arguments'}, record line {self.order + 1})"
+
+
+@dataclass(eq=False)
+class Scan:
+    """What one scan read, by its line in the log, and what its copy did then."""
+    copy: Copy
+    number: int         # of its first step
+    begin: int          # lines of the record
+    end: int
+    position: int       # from which on it was to read; nothing when that is not recorded
+    lowest: int         # record ids: of the last event that it read
+    newest: int         # of the first one; 0: none; nothing: not known
+    name: str           # of the one printer that it found
+    outcome: str = ""   # nothing, request, skipped, first pass, later pass
 
 
 @dataclass
@@ -130,6 +172,8 @@ STEPS = {"CreateMutexW": "open", "CreateEventW": "open", "SetEvent": "post", "Re
 
 def step_of(function, arguments, result, error=0):
     """(kind, value) of a recorded call, or nothing."""
+    if function == "WaitForSingleObject" and LOG_MUTEX in arguments:
+        return "log", result
     if function in STEPS:
         named = NAMED.search(arguments)
         what = named and OBJECTS.get(named[1])
@@ -150,7 +194,8 @@ def step_of(function, arguments, result, error=0):
         stored = re.search(r'"LastEvtRecordProcessed", 11, 8, (\w+)', arguments)
         return stored and ("store", int(stored[1], 0))
     if function == "EvtQuery":
-        return "scan", result
+        position = re.search(r"EventRecordID >= (\d+)", arguments)
+        return "scan", int(position[1]) if position else None
     if function == "Sleep":
         return "sleep", int(arguments, 0)
     if function in ("CreateProcessW", "CreateProcessAsUserW"):

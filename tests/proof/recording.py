@@ -4,13 +4,29 @@ import re
 import tempfile
 import time
 from collections import Counter
+from contextlib import contextmanager
 from pathlib import Path
 
 import lab as system
 from proof.program_promises import RECORDED
 from proof.recorded_history import Ended, History, SiblingRun
+from proof.wine_faults import told_whole
 
 PATIENCE = 10       # seconds, for a process that was made
+
+
+@contextmanager
+def lanes_of(lab, count):
+    """That many lanes. When Wine ended a process meanwhile, it raises that: it explains what else was
+    raised."""
+    lab.given_up()      # What is known of an earlier history explains nothing here.
+    lanes = [Lane(lab) for _ in range(count)]
+    try:
+        yield lanes
+    finally:
+        for lane in lanes:
+            lane.server.end()
+        told_whole(lab, [lane.server for lane in lanes])
 
 
 class Lane:
@@ -24,31 +40,32 @@ class Lane:
         # The scheduler's starts are told by its history.
         return system.STARTS.sub("", self.server.ask(arguments)[0])
 
-    def run(self, arguments, options=(), mark=""):
-        """Runs one copy, and tells how it ended. The mark is blank, and stands behind the arguments in
-        the record."""
+    def run(self, arguments, options=()):
+        """Runs one copy, and tells how it ended."""
         after = recorded(self.lab)
-        said = self("run", *options, "--print-exit", "--raw", arguments + mark)
+        said = self("run", *options, "--print-exit", "--raw", arguments)
         found = re.search(r"palvo-lab: exit (\d+) pid (\d+)\n$", said)
         if not found:
             raise AssertionError(f"'{arguments}' with {options} did not start: {said}")
         return Ended(int(found[2]), int(found[1]), said[:found.start()], after, recorded(self.lab))
 
     def burst(self, lines):
-        """Starts one copy a line together, and tells how each ended."""
+        """Starts one copy a line together, and tells how each ended. A line may begin with @ and the account;
+        else it is SYSTEM."""
         after = recorded(self.lab)
         with tempfile.TemporaryDirectory() as folder:
             commands = Path(folder) / "burst.txt"
             # A line without arguments would be left out, but not one with an account.
-            commands.write_text("".join(f"@SYSTEM {line}".strip() + "\n" for line in lines))
+            lines = [line if line.startswith("@") else f"@SYSTEM {line}".strip() for line in lines]
+            commands.write_text("\n".join(lines) + "\n")
             printed = self("burst", "--output-dir", folder, str(commands))
             before = recorded(self.lab)
             ends = re.findall(r"^pid (\d+)\texit (\d+)", printed, re.MULTILINE)
             if len(ends) != len(lines):
                 raise AssertionError(f"a burst of {len(lines)} copies told of {len(ends)}:\n{printed}")
             return [Ended(int(pid), int(code), Path(folder, f"{number}.out").read_bytes()
-                          .decode("cp1252").replace("\r\n", "\n"), after, before)
-                    for number, (pid, code) in enumerate(ends, 1)]
+                          .decode("cp1252").replace("\r\n", "\n"), after, before, line.split()[0][1:])
+                    for number, ((pid, code), line) in enumerate(zip(ends, lines), 1)]
 
 
 def record_path(lab):
@@ -94,31 +111,37 @@ def task_ends(lab):
         r"^finished: .*: process (\d+): (0x[0-9a-f]+)$", "\n".join(lab.history()), re.MULTILINE)]
 
 
-def collect(lab, users, ended, clearings=(), strikes=(), kills=False):
-    """Waits for the end of every copy, and reads what is recorded."""
-    def record():
-        return record_path(lab).read_text("utf-8", "replace")
+def record_text(lab):
+    return record_path(lab).read_text("utf-8", "replace")
 
+
+def wait_for_quiet(lab, ended):
+    """Waits for the end of every copy and every sibling; `ended`: the copies that somebody waited for."""
     def quiet():
         lab("tasks", "wait")
-        living = Counter(map(int, re.findall(r"^\S+ (\d+) process started: ", record(), re.MULTILINE)))
+        starts = re.findall(r"^\S+ (\d+) process started: ", record_text(lab), re.MULTILINE)
+        living = Counter(map(int, starts))
         living.subtract(one.pid for one in ended)
         living.subtract(pid for pid, _ in task_ends(lab))
         return not +living and all(run.end for run in sibling_runs(lab))
 
+    lab.wait_for(quiet, "the end of all copies")
+
+
+def collect(lab, users, ended, kills=False):
+    """Waits for the end of every copy, and reads what is recorded."""
     def traced():
-        made = Counter(map(int, re.findall(r' CreateProcess\w+\(.*, "pid (\d+)"\) = 1 ', record())))
+        made = Counter(map(int, re.findall(r' CreateProcess\w+\(.*, "pid (\d+)"\) = 1 ', record_text(lab))))
         made.subtract(run.pid for run in sibling_runs(lab))
         return not +made
 
-    lab.wait_for(quiet, "the end of all copies")
+    wait_for_quiet(lab, ended)
     # A program in the background may not have come to its first line yet. Some Wine never brings there.
     patience = time.monotonic() + PATIENCE
     while not traced() and time.monotonic() < patience:
         time.sleep(0.05)
-    lab.wait_for(quiet, "the end of all siblings")
-    lines = record().splitlines()
+    wait_for_quiet(lab, ended)
+    lines = record_text(lab).splitlines()
     # Those of the first run, which was not recorded, are not the history's.
     runs = [run for run in sibling_runs(lab) if run.start > lines[0].split()[0]]
-    return History(lines, lab.log_bytes(), runs, ended, task_ends(lab), users, list(clearings),
-                   list(strikes), kills)
+    return History(lines, lab.log_bytes(), runs, ended, task_ends(lab), users, kills=kills)

@@ -5,6 +5,8 @@ import hashlib
 import json
 import os
 import random
+import signal
+import subprocess
 import sys
 import threading
 import time
@@ -12,15 +14,29 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from lab import ROOT, SUPPORTED, Lab  # noqa: F401  (the proofs take it from here)
+from proof.allowances import WINES_FAILURES, bound
 from proof.wine_faults import is_wines_fault, said_by_wine
 
 WORKERS = 2
+LONG_SECONDS = 7 * 24 * 3600    # that a long form may take
 FIGURE = "FIGURE: "     # begins the lines that tools/run-tests shows
 
 
 def program():
     """The file that is proved."""
     return Path(os.environ["PALVO_LAB_BIN"], "PalvoPrinterConfiguration.exe")
+
+
+def seed_of_sources():
+    """A seed that is another at each commit, or without git for other sources."""
+    try:
+        digest = subprocess.run(["git", "-C", ROOT, "rev-parse", "HEAD"], capture_output=True, check=True,
+                                text=True).stdout
+    except (OSError, subprocess.CalledProcessError):
+        files = sorted(file for folder in ("src", "tests") for file in (ROOT / folder).rglob("*")
+                       if file.suffix in (".cpp", ".h", ".py"))
+        digest = hashlib.sha256(b"".join(file.read_bytes() for file in files)).hexdigest()
+    return int(digest[:8], 16)
 
 
 class Kept:
@@ -51,27 +67,51 @@ class Kept:
 
 
 class Proof:
-    """One run of one proof. `long` asks for the long form; `random` is seeded, and the seed told."""
+    """One run of one proof. `long` asks for the long form; `random` is seeded, and the seed told. It ends
+    what it started, however it ends itself; `seconds`: what the short form may take on a slow machine."""
 
-    def __init__(self, what):
+    def __init__(self, what, seconds=1800):
         parser = argparse.ArgumentParser(description=what)
         parser.add_argument("--long", action="store_true", help="the long form")
-        parser.add_argument("--seed", type=int, default=1)
+        parser.add_argument("--seed", type=int, help="the commit's when none is given")
         options = parser.parse_args()
         self.long = options.long
-        self.seed = options.seed
+        self.seed = seed_of_sources() if options.seed is None else options.seed
         self.random = random.Random(self.seed)
         self.start = time.monotonic()
         self.findings = []
         self.notes = []     # that are no findings
-        self.once = 0
+        self.once = 0       # failures of Wine
+        self.runs = 0       # of the program, or cases
         os.environ.setdefault("PALVO_LAB_BIN", str(ROOT / "build" / "release"))
         prefix = Path(os.environ.get("PALVO_LAB_PREFIX", ROOT / "build" / "test" / "lab-prefix"))
         self.labs = [Lab(prefix)] + [Lab(f"{prefix}-{number}") for number in range(2, WORKERS + 1)]
+        self.end_labs()     # with what an ended run left at work
+        self.limit(LONG_SECONDS if self.long else seconds)
+        self.figure(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})")
+
+    def end_labs(self):
         for lab in self.labs:
             if lab.prefix.is_dir():
-                lab.end()   # with what an ended run left at work
-        self.figure(f"{what} ({'long' if self.long else 'short'} form, seed {self.seed})")
+                lab.end()
+
+    def limit(self, seconds):
+        """Ends the process and all that it started after so long, or when it is told to end."""
+        def late():
+            self.find(f"it did not end within {seconds} seconds")
+            self.give_up()
+
+        watchdog = threading.Timer(seconds, late)
+        watchdog.daemon = True
+        watchdog.start()
+        for number in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(number, self.give_up)
+
+    def give_up(self, *_):
+        try:
+            self.end_labs()
+        finally:
+            os._exit(1)     # Threads may be waiting for what never comes.
 
     def find(self, text):
         self.findings.append(text)
@@ -93,6 +133,7 @@ class Proof:
             self.findings += kept.before["findings"]
             self.notes += kept.before["notes"]
             self.once += kept.before["once"]
+            self.runs += len(finished)
             self.start -= kept.before["seconds"]
             known = set(finished)
             cases = [case for case in cases if str(case) not in known]
@@ -112,6 +153,7 @@ class Proof:
                 if error:
                     self.find(f"{case}: {error}")
                 with lock:
+                    self.runs += 1
                     finished.append(str(case))
                     if self.long and time.monotonic() - told > 60:
                         told = time.monotonic()
@@ -144,8 +186,9 @@ class Proof:
 
     def end(self, figures):
         """Prints the figures and ends the process: 0 when nothing was found."""
-        for lab in self.labs:
-            lab.end()   # with what killed copies left at work
+        self.end_labs()     # with what killed copies left at work
+        if self.once > bound(WINES_FAILURES, self.runs):
+            self.find(f"Wine failed {self.once} times in {self.runs} runs, which is too often")
         seconds = time.monotonic() - self.start
         self.figure(f"{figures}, {len(self.findings)} findings, {self.once} failures of Wine, "
                     f"{seconds:.0f} s")

@@ -2,10 +2,10 @@
 
 import unittest
 
-from proof.recorded_history import Ended
+from proof.recorded_history import ADMINISTRATOR, Ended
 from proof.written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    leaving, logon_alone, positions, second, two_owners, unseen_owner, unseen_posting,
+    leaving, logon_alone, positions, second, stranger, two_owners, unseen_owner, unseen_posting,
     unseen_request, unseen_taking, worker)
 
 
@@ -34,7 +34,7 @@ class BrokenRules(unittest.TestCase):
         script = Script()
         killed = script.copy(50, REFRESH)
         killed.line(*CALLED[REFRESH])
-        killed.killed(struck=True)
+        killed.killed()
         two_owners(script)
         self.broken(script, "works beside", kills=True)
 
@@ -72,50 +72,12 @@ class BrokenRules(unittest.TestCase):
         unseen_request(script)
         self.broken(script, "is lost")
 
-    def taking(self, **how):
-        script = Script()
-        unseen_taking(script, **how)
-        return script
-
-    def test_a_copy_that_was_killed_by_its_plan_took_no_request_unseen(self):
-        self.broken(self.taking(struck=False), "is lost", kills=True)
-
-    def test_a_copy_that_was_struck_before_another_step_took_no_request_unseen(self):
-        self.broken(self.taking(looked=False), "is lost", kills=True)
-
-    def test_a_copy_that_was_struck_before_the_request_was_posted_did_not_take_it(self):
-        script = self.taking()
-        script.history.strikes[0].before = script.history.record.index(
-            next(line for line in script.history.record if " 200 SetEvent" in line))
-        self.broken(script, "is lost", kills=True)
-
-    def test_a_copy_that_was_struck_after_the_look_took_no_request_before(self):
-        script = self.taking()
-        script.history.strikes[0].after = len(script.history.record)
-        self.broken(script, "is lost", kills=True)
-
-    def test_a_copy_that_was_struck_excuses_one_lost_request_and_no_second(self):
-        script = self.taking()
-        script.history.strikes[0].before = 1000
-        third = second(script, 300)
-        third.ask("changed instance", 0)
-        third.finish(worked=False)
-        self.assertEqual(len([text for text in script.verdict(True).violations if "is lost" in text]), 1)
-
-    def test_a_copy_that_was_struck_before_it_opened_the_event_posted_nothing(self):
-        script = Script()
-        unseen_posting(script, opened=False)
-        self.broken(script, "that nobody posted", kills=True)
-
-    def test_a_copy_that_was_killed_by_its_plan_posted_nothing_unseen(self):
-        script = Script()
-        unseen_posting(script, struck=False)
-        self.broken(script, "that nobody posted", kills=True)
-
-    def test_a_copy_that_was_killed_by_its_plan_owned_nothing_unseen(self):
-        script = Script()
-        unseen_owner(script, struck=False)
-        self.broken(script, "abandoned by nobody", kills=True)
+    def test_what_a_killed_copy_is_not_recorded_to_have_done_explains_nothing(self):
+        for story, what in ((unseen_taking, "is lost"), (unseen_posting, "that nobody posted"),
+                            (unseen_owner, "abandoned by nobody")):
+            script = Script()
+            story(script)
+            self.broken(script, what, kills=True)
 
     def test_a_request_is_taken_and_no_pass_follows(self):
         script = Script()
@@ -397,6 +359,26 @@ class BrokenRules(unittest.TestCase):
         script = Script()
         worker(script).store(5)
         self.broken(script, "stored a position without a scan")
+
+    def test_a_copy_gets_what_another_account_made(self):
+        script = Script()
+        stranger(script, refused=False)
+        self.broken(script, "as alice:elevated: got the special request that SYSTEM made")
+
+    def test_a_copy_is_refused_what_its_own_account_made(self):
+        script = Script()
+        stranger(script, "SYSTEM")
+        self.broken(script, "as SYSTEM: did not get the special request that SYSTEM made: error 5")
+
+    def test_a_copy_of_another_account_gets_at_the_users_values(self):
+        script = Script()
+        copy = script.copy(100, LOGON, "SYSTEM")
+        copy.begin()
+        copy.ask("changed instance", 0)
+        copy.special_pass()
+        copy.account = ADMINISTRATOR
+        copy.finish()
+        self.broken(script, "line \"Updated UserPropertyBag")
 
     def test_two_working_copies_store_positions_and_the_older_comes_last(self):
         script = Script()

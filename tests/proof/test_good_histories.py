@@ -2,11 +2,12 @@
 
 import unittest
 
-from proof.program_promises import UPDATE
+from proof.allowances import MUTEX_HELD, REFUSED
+from proof.program_promises import LOG_MUTEX_NAME, UPDATE
+from proof.recorded_history import ADMINISTRATOR
 from proof.written_history import (
-    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
-    leaving, logon_alone, positions, refreshing, second, unseen_owner, unseen_posting,
-    unseen_taking, worker)
+    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, USERS, Script, deletion_meets_line, failing_start,
+    leaving, logon_alone, positions, refreshing, second, stranger, worker)
 
 
 class GoodHistories(unittest.TestCase):
@@ -183,24 +184,13 @@ class GoodHistories(unittest.TestCase):
         script.history.finished.append((0, 0x8007054F))
         self.assertEqual(list(self.check(script).allowed), ["Wine did not bring a task's copy up"])
 
-    def test_what_a_copy_that_was_struck_may_have_done_unseen_is_allowed_and_told(self):
-        for story, what in ((unseen_taking, "taken the request"),
-                            (unseen_posting, "posted what another took"),
-                            (unseen_owner, "owned the mutex")):
-            script = Script()
-            story(script)
-            self.assertIn(f"a copy that was killed may have {what}, unseen",
-                          self.check(script, kills=True).allowed)
-
     def test_a_request_that_a_copy_took_is_lost_when_it_is_killed_before_its_pass_is_done(self):
-        for struck in (False, True):
-            script = Script()
-            copy = worker(script)
-            copy.poll(False, True)
-            copy.killed(struck)
-            self.assertEqual([(why, len(cases)) for why, cases in self.check(script, True).allowed.items()],
-                             [("the request was taken by a copy that was killed before its pass was done",
-                               1)])
+        script = Script()
+        copy = worker(script)
+        copy.poll(False, True)
+        copy.killed()
+        self.assertEqual([(why, len(cases)) for why, cases in self.check(script, True).allowed.items()],
+                         [("the request was taken by a copy that was killed before its pass was done", 1)])
 
     def test_a_normal_request_that_a_special_pass_served_is_served_though_the_copy_is_killed(self):
         script = Script()
@@ -225,6 +215,44 @@ class GoodHistories(unittest.TestCase):
         first.skipped_pass(2)
         first.killed()
         self.check(script, kills=True)
+
+    def test_a_copy_that_is_refused_another_accounts_objects_does_nothing_and_its_request_is_lost(self):
+        script = Script()
+        stranger(script)
+        self.assertEqual([(why, len(cases)) for why, cases in self.check(script).allowed.items()],
+                         [(REFUSED, 1)])
+
+    def test_system_gets_the_objects_of_an_administrator(self):
+        script = Script()
+        first = script.copy(100, LOGON, ADMINISTRATOR)
+        first.begin()
+        first.ask("changed instance", 0)
+        first.special_pass()
+        other = second(script)
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.special_pass(queued=True)
+        first.finish()
+        self.assertEqual(dict(self.check(script).allowed), {})
+
+    def test_a_user_who_comes_or_goes_may_have_no_lines(self):
+        for vary in (True, False):
+            script = Script()
+            logon_alone(script)
+            script.history.users = ["Updated UserPropertyBag for 'PC\\zoe': UserId='2', Src='zoe'", *USERS]
+            script.history.users_vary = vary
+            self.assertEqual(script.verdict().violations == [], vary)
+
+    def test_a_line_may_be_dropped_when_others_have_the_logs_mutex_for_five_seconds(self):
+        script = Script()
+        logon_alone(script)
+        line = next(line for line in script.history.record if 'CreateFileW' in line)
+        wait = f'WaitForSingleObject("mutex {LOG_MUTEX_NAME}", 5000) = '
+        script.history.record[1:2] = [line.split("CreateFileW")[0] + wait + f"{result} [0]"
+                                      for result in (0, 0, 258, 258)]
+        script.history.log = script.history.log[script.history.log.index(b"\r\n") + 2:]
+        self.assertEqual([(why, len(cases)) for why, cases in self.check(script).allowed.items()],
+                         [(MUTEX_HELD, 1)])
 
     def test_a_copy_is_killed_when_its_work_is_done(self):
         script = Script()

@@ -13,7 +13,7 @@ from unittest import mock
 from proof.history import Findings, Story, share
 from proof.kill_plan import TRIES, KillPlan
 from proof.kills import Doomed, KillStory
-from proof.recorded_history import KILLED, Ended, Strike
+from proof.recorded_history import KILLED, Ended
 from proof.runner import Proof
 from proof.wine_faults import GivenUp, is_wines_fault, told_whole
 from proof.written_history import Script, logon_alone
@@ -23,7 +23,7 @@ from lab import Lab, Server
 
 class Lost:
     """A proof of one lab whose record holds an error of Wine's."""
-    seed, long, start = 1, False, 0
+    seed, long, start, runs = 1, False, 0, 0
 
     def __init__(self):
         self.labs = [lambda *_, **__: "1 CreateProcessW() = 0 [1359]\n"]
@@ -89,30 +89,33 @@ class Proofs(unittest.TestCase):
             told_whole(SimpleNamespace(given_up=lambda: [line]))
 
     def test_what_wine_said_in_a_history_explains_it_and_what_it_said_before_does_not(self):
-        class Quick(Story):
-            def plan(self):
-                return []
+        def tell_kills(lab, random):
+            return KillStory(lab, random, mock.Mock(), mock.Mock()).tell()
 
-            def change_printers(self, at_work):
-                pass
+        def tell(lab, random):
+            with mock.patch.object(Story, "plan", lambda _: []), \
+                    mock.patch.object(Story, "change_printers", lambda *_: None), \
+                    mock.patch.object(Story, "lead"):
+                return Story(lab, random).tell()
 
-        for said, explained in (([["earlier"], []], False), ([[], ["wine client error:1: gone"]], True)):
-            lab = mock.Mock()
-            lab.given_up.side_effect = said
-            with mock.patch("proof.history.Lane"), mock.patch("proof.history.prepare"), \
-                    mock.patch("proof.history.collect", side_effect=AssertionError("waited in vain")):
-                story = Quick(lab, Random(1))
-                for lane in story.lanes:
-                    lane.server.given_up = []
-                with self.assertRaises(GivenUp if explained else AssertionError):
-                    story.tell()
+        for teller, where, last in ((tell, "history", "wait_for_quiet"), (tell_kills, "kills", "collect")):
+            for said, explained in (([["earlier"], []], False),
+                                    ([[], ["wine client error:5c0: write: Bad file descriptor"]], True)):
+                lab = mock.Mock(return_value="")
+                lab.given_up.side_effect = said
+                with mock.patch("proof.recording.Lane"), mock.patch(f"proof.{where}.prepare"), \
+                        mock.patch("proof.recording.Lane.return_value.server.given_up", []), \
+                        mock.patch(f"proof.{where}.{last}", side_effect=AssertionError("in vain")), \
+                        mock.patch.object(KillStory, "round"):
+                    with self.assertRaises(GivenUp if explained else AssertionError, msg=(where, said)):
+                        teller(lab, Random(1))
 
     def test_what_wine_said_of_an_earlier_case_excuses_no_other(self):
         def fail(_lab, _case):
             raise AssertionError("no sibling")
 
         proof, lab = Proof.__new__(Proof), mock.Mock(return_value="")
-        proof.long, proof.labs, proof.findings, proof.once = False, [lab], [], 0
+        proof.long, proof.labs, proof.findings, proof.once, proof.runs = False, [lab], [], 0, 0
         lab.given_up.side_effect = [["earlier"], []]
         with redirect_stdout(io.StringIO()):
             proof.share(fail, ["a case"])
@@ -213,26 +216,6 @@ class Proofs(unittest.TestCase):
             self.assertFalse(doomed.was_killed())
             doomed.ended = Ended(100, code, "", 5, 20)
             self.assertEqual(doomed.was_killed(), killed)
-
-    def test_a_copy_that_has_a_call_to_be_killed_at_is_not_struck(self):
-        def lab(command, pid, **_):
-            self.assertEqual((command, pid), ("kill", "104"))
-
-        lab.code = 0
-        story = KillStory(lab, Random(1), None, None)
-        story.lines_since = lambda _: [
-            f"12:00 {pid} {text}" for pid, text in (
-                (100, "process started: x.exe -c "), (100, "Sleep(1) = 0 [0]"),
-                (101, "process started: x.exe -c"), (102, "process started: x.exe -c"),
-                (102, "Sleep(1) = 0 [0]"), (102, "process ended"),
-                (103, "process started: x.exe -c"), (103, "Sleep(1) = 0 [0]"),
-                (104, "process started: x.exe -c"), (104, "Sleep(1) = 0 [0]"))]
-        story.strikes = [Strike(103, 0, 0)]
-        with mock.patch("proof.kills.recorded", lambda _: 10):
-            for _ in range(20):
-                del story.strikes[1:]
-                story.strike_one(0)
-        self.assertEqual(story.strikes[1:], [Strike(104, 10, 10)])
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 import unittest
 from random import Random
+from types import SimpleNamespace
 
 from proof.interleavings import (
     Call, Choice, Deadlock, Diverged, Execution, Explorer, Rules, by_priority, choices_of, text_of)
@@ -323,7 +324,7 @@ class Told(unittest.TestCase):
             (("posted after the working copy's last look, and no copy held the request", 1),)))
 
     def test_the_shortest_schedule_is_told(self):
-        judged, longer, findings = self.judged(), self.judged(), Findings(None)
+        judged, longer, findings = self.judged(), self.judged(), Findings(SimpleNamespace(runs=0))
         longer.size, longer.text = (2, 3, 4), "longer"
         self.assertEqual(judged.text, "special special: 1*2 2*1")
         for one in (longer, judged, longer):

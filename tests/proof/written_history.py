@@ -4,7 +4,7 @@ import re
 
 from proof.history_checker import check
 from proof.program_promises import CHANGED_DONE, NAMES, REDUNDANT, SKIPPED, SUITE, UPDATE
-from proof.recorded_history import KILLED, Clearing, Ended, History, SiblingRun, Strike
+from proof.recorded_history import ADMINISTRATOR, KILLED, Clearing, Ended, History, SiblingRun
 
 LOG = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
        r"\PalvoPrinterConfiguration.log")
@@ -32,7 +32,7 @@ class Script:
 
     def __init__(self):
         self.history = History([], b"", users=list(USERS))
-        self.tick = 0
+        self.tick = self.done = 0
 
     def time(self):
         self.tick += 1
@@ -43,13 +43,19 @@ class Script:
 
     def clear_channel(self):
         """As is known; an event may come at any time afterwards."""
-        self.history.clearings.append(Clearing(len(self.history.record)))
+        now = len(self.history.record)
+        self.history.clearings.append(Clearing(self.count(), now, now))
+
+    def count(self):
+        """The number of what is done to the machine."""
+        self.done += 1
+        return self.done
 
     def log_event(self):
         self.history.clearings[-1].filled = len(self.history.record)
 
-    def copy(self, pid, arguments):
-        return Actor(self, pid, arguments)
+    def copy(self, pid, arguments, account="SYSTEM"):
+        return Actor(self, pid, arguments, account)
 
     def verdict(self, kills=False):
         self.history.kills = kills
@@ -59,8 +65,8 @@ class Script:
 class Actor:
     """One copy: each method is a step of it, with what the record and the log show of it."""
 
-    def __init__(self, script, pid, arguments):
-        self.script, self.pid, self.arguments = script, pid, arguments
+    def __init__(self, script, pid, arguments, account):
+        self.script, self.pid, self.arguments, self.account = script, pid, arguments, account
         self.began = len(script.history.record)
         self.invoker = arguments.split()[-1]
         script.note(pid, f'process started: "{SUITE}PalvoPrinterConfiguration.exe" {arguments}')
@@ -74,9 +80,10 @@ class Actor:
     def opening(self):
         self.script.note(self.pid, f'CreateFileW("{LOG}", 0x100004, 1, 3, 3211392) = 0x78 [0]')
 
-    def open(self, what, existed):
+    def open(self, what, existed, refused=False):
         function = "CreateEventW(0, 0" if what.endswith("request") else "CreateMutexW(0"
-        self.script.note(self.pid, f'{function}, "{NAMES[what]}") = 0x80 [{183 if existed else 0}]')
+        result = "0x0 [5]" if refused else f"0x80 [{183 if existed else 0}]"
+        self.script.note(self.pid, f'{function}, "{NAMES[what]}") = {result}')
 
     def on(self, function, what, result):
         kind = "event" if what.endswith("request") else "mutex"
@@ -112,7 +119,8 @@ class Actor:
         self.program("PalvoPrinterQuery", f'-e "{printer}"' if printer else arguments, seconds)
         self.program("PalvoPrinterConfigurationWriter",
                      f"{'-e' if printer else arguments} {tag}", seconds)
-        self.line(*USERS)
+        if self.account == "SYSTEM":
+            self.line(*USERS)
 
     def begin(self, existed=False, post=True):
         """To the request's posting, or for a refresh to the instance mutex."""
@@ -190,16 +198,12 @@ class Actor:
         self.script.note(self.pid, "process ended")
         self.script.history.finished.append((self.pid, code))
 
-    def killed(self, struck=False):
-        """By its own plan, or struck from outside."""
-        now = len(self.script.history.record)
-        if struck:
-            self.script.history.strikes.append(Strike(self.pid, now, now))
+    def killed(self):
         self.told(KILLED, "")
 
     def told(self, code, output):
         self.script.history.ended.append(
-            Ended(self.pid, code, output, self.began, len(self.script.history.record)))
+            Ended(self.pid, code, output, self.began, len(self.script.history.record), self.account))
 
 
 def logon_alone(script, pid=100):
@@ -251,6 +255,28 @@ def leaving():
     return script
 
 
+def stranger(script, account=ADMINISTRATOR, refused=True):
+    """A copy of another account while one of SYSTEM's works; it gets nothing, or all."""
+    first = worker(script)
+    first.special_pass()
+    other = script.copy(200, LOGON, account)
+    other.line(*CALLED[LOGON])
+    other.line("-Processing NewOrChanged event: UserLogonTask")
+    other.open("normal request", True, refused)
+    other.open("special request", True, refused)
+    if not refused:
+        other.on("SetEvent", "special request", 1)
+    other.open("changed instance", True, refused)
+    if refused:
+        other.line(*CHANGED_DONE)
+        other.end(0)
+    else:
+        other.ask("changed instance", 258)
+        other.redundant()
+        first.special_pass(queued=True)
+    first.finish()
+
+
 def two_owners(script):
     first = worker(script)
     first.special_pass()
@@ -271,39 +297,36 @@ def unseen_request(script, pid=100):
     first.finish()
 
 
-def unseen_taking(script, looked=True, struck=True):
-    """A working copy is killed, and the next one does not find the request that it has posted itself. The
-    killed one's next step was to look for it when it has looked for the other kind."""
+def unseen_taking(script):
+    """A working copy is killed where it would look for a request next, and the next one does not find the
+    request that it has posted itself."""
     first = worker(script)
-    if looked:
-        first.ask("normal request", 258)
+    first.ask("normal request", 258)
     other = second(script)
-    first.killed(struck)
+    first.killed()
     other.ask("changed instance", 128)
     other.finish(worked=False)
 
 
-def unseen_posting(script, opened=True, struck=True):
-    """A copy is killed where it would post its request next, if it has opened the events, and the working
-    one finds one more request."""
+def unseen_posting(script):
+    """A copy is killed where it would post its request next, and the working one finds one more request."""
     first = worker(script)
     first.special_pass()
     other = script.copy(200, LOGON)
     other.line(*CALLED[LOGON])
-    if opened:
-        other.line("-Processing NewOrChanged event: UserLogonTask")
-        other.open("normal request", True)
-        other.open("special request", True)
-    other.killed(struck)
+    other.line("-Processing NewOrChanged event: UserLogonTask")
+    other.open("normal request", True)
+    other.open("special request", True)
+    other.killed()
     first.special_pass(queued=True)
     first.finish()
 
 
-def unseen_owner(script, struck=True):
+def unseen_owner(script):
     """A copy is killed where it would ask for the mutex next, and the next one finds that abandoned."""
     first = script.copy(100, LOGON)
     first.begin()
-    first.killed(struck)
+    first.killed()
     other = second(script)
     other.ask("changed instance", 128)
     other.special_pass()

@@ -1,0 +1,62 @@
+"""The printers of a history: changes them, and takes down what was done between which lines of the record."""
+
+import re
+
+from lab import SUPPORTED
+from proof.recorded_history import UNKNOWN, Change, Clearing, Life, Moment
+from proof.recording import recorded
+
+LEGACY = "Legacy V3 Driver"
+EVENT = re.compile(r"^(\d+)\t30[06]\t.*\tParam1=([^\t\n]*)", re.MULTILINE)
+
+
+class Printers:
+    def __init__(self, lab):
+        """Takes over the printers that are there, of which none is the suite's."""
+        self.lab = lab
+        self.done = 0       # things
+        self.changes, self.lives, self.clearings = [], [], []
+        self.newest = 0     # event
+        self.take_down(Moment(0, 0, 0))
+
+    def do(self, *command):
+        self.done += 1
+        after = recorded(self.lab)
+        self.lab(*command)
+        moment = Moment(self.done, after, recorded(self.lab))
+        self.take_down(moment)
+        return moment
+
+    def take_down(self, moment):
+        """The events that are new. While the channel is off, there are none."""
+        for event, printer in EVENT.findall(self.lab("event", "list")):
+            if int(event) > self.newest:
+                self.newest = int(event)
+                self.changes.append(Change(moment.number, moment.after, moment.before, self.newest, printer))
+                for clearing in self.clearings:
+                    clearing.filled = min(clearing.filled, recorded(self.lab))
+
+    def present(self):
+        return [life.name for life in self.lives if life.removed is None]
+
+    def add(self, name, driver):
+        moment = self.do("printer", "add", name, driver)
+        self.lives.append(Life(name, driver == SUPPORTED, moment))
+
+    def change(self, *names):
+        self.do("printer", "change", *names)
+
+    def remove(self, name):
+        moment = self.do("printer", "remove", name)
+        next(life for life in self.lives if life.name == name and life.removed is None).removed = moment
+
+    def clear(self):
+        self.done += 1
+        clearing = Clearing(self.done, recorded(self.lab), UNKNOWN)
+        self.clearings.append(clearing)
+        self.lab("event", "clear")
+        clearing.before = recorded(self.lab)
+
+    def tell(self, history):
+        history.changes, history.lives, history.clearings = self.changes, self.lives, self.clearings
+        return history
