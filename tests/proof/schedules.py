@@ -3,7 +3,7 @@ copies stop before each call that others can notice, and go on one at a time. hi
 each order leaves. Told are the windows in which a request is lost by rule, each with its shortest schedule;
 nothing else may be lost.
 
-A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*20 2*9".
+A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*45 2*1".
 `--replay TEXT` plays it, and tells what each copy did. `--case TEXT` plays the orders of one case, as in
 "refresh refresh, 2 preemptions" or "normal normal, 0 preemptions, a kill".
 """
