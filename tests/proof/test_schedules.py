@@ -101,7 +101,7 @@ class Interleavings(unittest.TestCase):
         for _ in range(40):
             copies = [[(random.choice("xyz"), nothing) for _ in range(random.randint(1, 3))]
                       for _ in range(random.randint(2, 3))]
-            for bound, kills in ((0, 0), (1, 0), (2, 0), (3, 0), (0, 1), (1, 1)):
+            for bound, kills in ((0, 0), (1, 0), (2, 0), (3, 0), (0, 1), (1, 1), (2, 1)):
                 rules = Rules(same_thing, preemptions=bound, kills=kills)
                 explorer, seen = explored(Played(*copies), rules)
                 self.assertEqual(orders(seen, copies), orders(all_did(copies, bound, kills), copies),
