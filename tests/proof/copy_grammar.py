@@ -2,7 +2,7 @@
 
 from collections import deque
 
-from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, REFUSED, SERVED_BEFORE
+from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, REFUSED, SERVED
 from proof.program_promises import (
     CHANGED_DONE, INSTALLED, JOB_START_GONE, NOT_NOW, NOTHING, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT,
     REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE, UNINSTALLED, UPDATE)
@@ -274,13 +274,13 @@ class Reading:
                   + (f"'{name}'." if name else "multiple printers."))
         self.run_pass("normal", [taken], f'-e "{name}"' if name else "-c", "-e" if name else "-c")
 
-    def was_served(self, opened):
+    def was_served(self):
         """Whether another copy took the request after this one had come."""
+        opened = next(step.order for step in self.copy.steps if step.kind == "open refresh request")
         return any(step.kind == "try refresh request" and step.value == TAKEN and step.copy is not self.copy
-                   and opened.order < step.order < self.copy.last for step in self.checker.steps)
+                   and opened < step.order < self.copy.last for step in self.checker.steps)
 
     def refresh(self):
-        opening = self.steps[0] if self.steps else None
         made = self.peek_error() == 0
         if not self.open("refresh request"):
             self.lose_request()
@@ -298,8 +298,8 @@ class Reading:
             self.run_pass("refresh", [taken], "", "")
         if self.copy.passes:
             self.line(UPDATE)
-        elif self.was_served(opening):
-            self.checker.allow(SERVED_BEFORE, self.copy)
+        elif self.was_served():
+            self.checker.allow(SERVED, self.copy)
         elif made:
             raise Violation("made its request event, and did not find it signalled")
         elif "refresh request" not in self.copy.refused:

@@ -112,8 +112,8 @@ class Execution:
     def node(self):
         return Node(dict(self.pending), frozenset(self.blocked), self.current)
 
-    def preemptions(self, length=None):
-        return sum(node.costs(node.choice) for node in self.nodes[:length])
+    def preemptions(self):
+        return sum(node.costs(node.choice) for node in self.nodes)
 
     def play(self, prefix, policy=None):
         """Follows the prefix, and then the policy: (copy, how many calls) of an execution."""
@@ -205,12 +205,8 @@ class Explorer:
         self.later = []                     # what seemed not to matter, to be looked at again
         self.stack = [Prefix([])]
 
-    def explore(self, enough=lambda: False):
-        while not enough():
-            if not self.stack:
-                self.look_again()
-            if not self.stack:
-                return True
+    def explore(self):
+        while self.stack or self.look_again():
             prefix = self.stack.pop()
             execution = self.run(prefix.choices)
             self.figures.executions += 1
@@ -222,7 +218,6 @@ class Explorer:
                 self.figures.redundant += 1     # The copy chosen last was blocked.
                 continue
             self.derive(execution, len(prefix.choices))
-        return False
 
     def learn(self, execution):
         for node in execution.nodes:
@@ -233,6 +228,7 @@ class Explorer:
         waiting, self.later = self.later, []
         for prefix in waiting:
             self.push(prefix)
+        return bool(self.stack)
 
     def push(self, prefix):
         if self.matters(prefix):
@@ -249,10 +245,9 @@ class Explorer:
             off, puts = self.made[chosen.copy], chosen.copy
         else:
             off, puts = {prefix.call}, prefix.preempted
-            if prefix.kills and self.rules.may_kill(prefix.call):
-                off.add(Call("kill"))
-        return any(self.rules.dependent(one, other) for one in off
-                   for by, calls in self.made.items() if by != puts for other in calls)
+        kill = {Call("kill")} if prefix.kills else set()
+        meanwhile = kill.union(*(calls for by, calls in self.made.items() if by != puts))
+        return any(self.rules.dependent(one, other) for one in off | kill for other in meanwhile)
 
     def derive(self, execution, since):
         order, asleep, kills, cost = Order(self.rules.dependent), {}, 0, 0
@@ -260,7 +255,7 @@ class Explorer:
             if at >= since:
                 self.alternatives(execution, at, asleep, self.rules.preemptions - cost,
                                   self.rules.kills - kills)
-            if node.choice.copy in asleep:
+            if node.choice.copy in asleep and not node.choice.kill:
                 self.figures.redundant += 1     # Nobody woke it: it was the only one left.
                 return
             if node.costs(node.choice):

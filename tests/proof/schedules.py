@@ -3,7 +3,7 @@ copies stop before each call that others can notice, and go on one at a time. hi
 each order leaves. Told are the windows in which a request is lost by rule, each with its shortest schedule;
 nothing else may be lost.
 
-A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*20 2*9".
+A schedule is a text: the copies, and how many calls each makes in turn, as in "refresh refresh: 1*45 2*1".
 `--replay TEXT` plays it, and tells what each copy did. `--case TEXT` plays the orders of one case, as in
 "refresh refresh, 2 preemptions" or "normal normal, 0 preemptions, a kill".
 """
@@ -18,6 +18,9 @@ from dataclasses import dataclass, field
 from itertools import combinations_with_replacement
 from random import Random
 
+from proof.allowances import (
+    EMPTIED, KILLED_AFTER_SCAN, KILLED_AFTER_STORE, KILLED_ASKER, KILLED_OWNER, KILLED_TAKER, LATE,
+    LOST_WITH_REQUEST)
 from proof.history_checker import Checker, story
 from proof.interleavings import Execution, Explorer, Rules, by_priority, choices_of
 from proof.runner import Proof
@@ -30,9 +33,8 @@ PAIRS = [" ".join(pair) for pair in combinations_with_replacement(MODES, 2)]
 TRIPLES = ["special special special", "normal normal normal", "refresh refresh refresh",
            "special normal normal", "special special normal", "refresh refresh delete"]
 RANDOM = 200        # schedules of a case, in the long form
-LOST = ("posted after the working copy's last look", "a request of a killed copy ended",
-        "the working copy was killed", "the request was taken by a copy that was killed",
-        "a refresh copy came while the event")
+LOST = (LATE, EMPTIED, LOST_WITH_REQUEST, KILLED_TAKER, KILLED_ASKER, KILLED_OWNER, KILLED_AFTER_STORE,
+        KILLED_AFTER_SCAN)
 
 
 @dataclass(frozen=True)
@@ -73,13 +75,13 @@ class Judged:
 
     def outcome(self):
         return (tuple((copy.ended.code if copy.ended else None, copy.redundant,
-                       tuple(kind for kind, _ in copy.passes)) for copy in self.checker.copies),
+                       tuple(one.kind for one in copy.passes)) for copy in self.checker.copies),
                 tuple(sorted((why, len(examples)) for why, examples in self.verdict.allowed.items())))
 
     def windows(self):
         """(why, whose, between which steps) of each request that was lost."""
         for why, examples in self.verdict.allowed.items():
-            if why.startswith(LOST):
+            if why in LOST:
                 for copies in examples:
                     yield (why, " / ".join(copy.mode.kind for copy in copies), self.where(copies))
 
@@ -113,13 +115,14 @@ class Findings:
 
     def take(self, case, judged):
         self.runs += 1
+        self.proof.runs += len(judged.checker.copies)
         if self.runs % 50 == 0:
             print(f"  {self.runs} schedules after {time.monotonic() - self.proof.start:.0f} s", flush=True)
         self.outcomes[case.copies, judged.outcome()] += 1
         for text in judged.verdict.violations[:3]:
             self.proof.find(f"{judged.text}: {text}")
         self.allowed.update({why: len(examples) for why, examples in judged.verdict.allowed.items()
-                             if not why.startswith(LOST)})
+                             if why not in LOST})
         for window in judged.windows():
             shortest, places = self.windows.setdefault(window[:2], ([judged.size, judged.text], Counter()))
             places[window[2]] += 1
@@ -135,8 +138,8 @@ class Findings:
                        f"{len(self.outcomes)} distinct outcomes, {len(self.windows)} windows")
 
 
-def play(lab, copies, users, prefix, policy=None):
-    world = Copies(lab, [MODES[copy] for copy in copies.split()], users)
+def play(lab, copies, prepared, prefix, policy=None):
+    world = Copies(lab, [MODES[copy] for copy in copies.split()], prepared)
     try:
         execution = Execution(world).play(prefix, policy)
         history = world.history()
@@ -147,17 +150,17 @@ def play(lab, copies, users, prefix, policy=None):
 
 
 def explore(findings, lab, case):
-    users = prepare(lab)
+    prepared = prepare(lab)
     copies = case.copies.split()
 
     def run(prefix, policy=None):
         try:
-            judged, execution = play(lab, case.copies, users, prefix, policy)
+            judged, execution = play(lab, case.copies, prepared, prefix, policy)
         except Exception as error:  # Of two in turn the second is told.
             if not is_wines_fault(error, said_by_wine(lab)):
                 raise
             findings.proof.once += 1
-            judged, execution = play(lab, case.copies, users, prefix, policy)
+            judged, execution = play(lab, case.copies, prepared, prefix, policy)
         with findings.lock:
             findings.take(case, judged)
         return execution
@@ -181,8 +184,8 @@ def explore(findings, lab, case):
 
 def replay(lab, schedule):
     copies, _, choices = schedule.partition(":")
-    users = prepare(lab)
-    judged, _ = play(lab, copies, users, choices_of(choices))
+    prepared = prepare(lab)
+    judged, _ = play(lab, copies, prepared, choices_of(choices))
     print("\n".join(story(judged.history, judged.checker.copies)))
     for why in judged.verdict.allowed:
         print(f"allowed: {why}")

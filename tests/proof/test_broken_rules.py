@@ -25,6 +25,16 @@ class BrokenRules(unittest.TestCase):
         script.history.log = log.replace(old, new).encode()
         self.broken(script, what)
 
+    def test_a_request_that_was_made_and_nobody_took_is_not_found(self):
+        script = Script()
+        copy = script.copy(100, REFRESH)
+        copy.begin()
+        copy.ask("refresh instance", 0)
+        copy.line("# Processing a periodic refresh event: PeriodicRefreshTask")
+        copy.ask("refresh request", 258)
+        copy.line("Refresh event done...exiting.")
+        self.broken(script, "made its request event, and did not find it signalled")
+
     def test_two_copies_own_the_instance_mutex(self):
         script = Script()
         two_owners(script)

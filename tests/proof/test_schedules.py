@@ -2,6 +2,7 @@
 
 import unittest
 from random import Random
+from types import SimpleNamespace
 
 from proof.interleavings import (
     Call, Choice, Deadlock, Diverged, Execution, Explorer, Rules, by_priority, choices_of, text_of)
@@ -95,16 +96,17 @@ class Interleavings(unittest.TestCase):
         self.assertEqual(figures.executions, 4)     # of 20
 
     def test_what_the_reduction_leaves_out_is_no_order(self):
-        """Random copies: as many orders of the steps that touch as without any reduction."""
+        """Random copies, with and without a kill: as many orders as without any reduction."""
         random = Random(1)
         for _ in range(40):
             copies = [[(random.choice("xyz"), nothing) for _ in range(random.randint(1, 3))]
                       for _ in range(random.randint(2, 3))]
-            for bound in range(4):
-                reduced = explored(Played(*copies), Rules(same_thing, preemptions=bound))[0]
-                self.assertEqual(orders(reduced_did(Played(*copies), bound), copies),
-                                 orders(all_did(copies, bound), copies), (copies, bound))
-                self.assertLessEqual(len(reduced.figures.orders), reduced.figures.executions)
+            for bound, kills in ((0, 0), (1, 0), (2, 0), (3, 0), (0, 1), (1, 1), (2, 1)):
+                rules = Rules(same_thing, preemptions=bound, kills=kills)
+                explorer, seen = explored(Played(*copies), rules)
+                self.assertEqual(orders(seen, copies), orders(all_did(copies, bound, kills), copies),
+                                 (copies, bound, kills))
+                self.assertLessEqual(len(explorer.figures.orders), explorer.figures.executions)
 
     def test_copies_that_do_the_same_begin_in_one_order(self):
         world = Played([("x", nothing)] * 2, [("x", nothing)] * 2)
@@ -153,44 +155,42 @@ class Interleavings(unittest.TestCase):
 
     def test_every_kill_is_tried(self):
         world = Played([("x", nothing)] * 2, [("y", nothing)])
-        rules = Rules(lambda one, other: one.thing == other.thing, preemptions=0, kills=1)
-        _, seen = explored(world, rules)
+        _, seen = explored(world, Rules(same_thing, preemptions=0, kills=1))
         self.assertEqual({did for did in seen if -1 in did or -2 in did},
-                         {(-1, 2), (1, -1, 2), (1, 1, -2), (-2, 1, 1)})
+                         {(-1, 2), (1, -1, 2), (1, 1, -2), (-2, 1, 1), (2, -1), (2, 1, -1)})
 
 
-def all_did(copies, bound):
-    """Every order that costs no more than so many preemptions."""
+def all_did(copies, bound, kills):
+    """Every order that costs no more than so many preemptions and kills."""
     found = set()
 
-    def extend(did, at, cost):
+    def extend(did, living, cost, left):
         if cost > bound:
             return
-        living = [copy for copy in range(1, len(copies) + 1) if at[copy - 1] < len(copies[copy - 1])]
         if not living:
             found.add(did)
-        for copy in living:
-            after = at[:copy - 1] + (at[copy - 1] + 1,) + at[copy:]
-            taken = bool(did) and did[-1] != copy and did[-1] in living
-            extend(did + (copy,), after, cost + taken)
+        for copy, steps in living.items():
+            taken = bool(did) and abs(did[-1]) != copy and abs(did[-1]) in living
+            others = {other: of_other for other, of_other in living.items() if other != copy}
+            extend(did + (copy,), others | ({copy: steps - 1} if steps > 1 else {}), cost + taken, left)
+            if left:
+                extend(did + (-copy,), others, cost + taken, left - 1)
 
-    extend((), (0,) * len(copies), 0)
+    extend((), {copy: len(steps) for copy, steps in enumerate(copies, 1)}, 0, kills)
     return found
 
 
-def reduced_did(world, bound):
-    return set(explored(world, Rules(same_thing, preemptions=bound))[1])
-
-
 def orders(did, copies):
-    """Which step came before which that it touches, for each of the orders."""
+    """Which step came before which that it touches, for each of the orders; a kill touches all."""
     def pairs(order):
         at, steps = [0] * len(copies), []
         for copy in order:
-            steps.append((copy, at[copy - 1], copies[copy - 1][at[copy - 1]][0]))
-            at[copy - 1] += 1
+            step = at[abs(copy) - 1]
+            steps.append((copy, step, copies[copy - 1][step][0] if copy > 0 else None))
+            at[abs(copy) - 1] += 1
         return frozenset((one[:2], other[:2]) for place, one in enumerate(steps)
-                         for other in steps[place + 1:] if one[2] == other[2] and one[0] != other[0])
+                         for other in steps[place + 1:] if abs(one[0]) != abs(other[0])
+                         and (one[2] == other[2] or None in (one[2], other[2])))
 
     return {pairs(order) for order in did}
 
@@ -323,7 +323,7 @@ class Told(unittest.TestCase):
             (("posted after the working copy's last look, and no copy held the request", 1),)))
 
     def test_the_shortest_schedule_is_told(self):
-        judged, longer, findings = self.judged(), self.judged(), Findings(None)
+        judged, longer, findings = self.judged(), self.judged(), Findings(SimpleNamespace(runs=0))
         longer.size, longer.text = (2, 3, 4), "longer"
         self.assertEqual(judged.text, "special special: 1*2 2*1")
         for one in (longer, judged, longer):

@@ -6,7 +6,9 @@ import tempfile
 from collections import defaultdict
 from pathlib import Path
 
+from lab import SUPPORTED
 from proof.interleavings import Call
+from proof.printers import Printers
 from proof.program_promises import OBJECTS, RECORDED
 from proof.recorded_history import KILLED, Ended
 from proof.recording import collect, record_path, recorded
@@ -60,10 +62,10 @@ def may_kill(call):
 class Copies:
     """A world of copies with these arguments."""
 
-    def __init__(self, lab, arguments, users):
+    def __init__(self, lab, arguments, prepared):
         self.lab = lab
         self.arguments = arguments
-        self.users = users
+        self.users, self.printers = prepared
 
     def start(self):
         for file in ("calls", "siblings", "leaks"):
@@ -109,16 +111,17 @@ class Copies:
     def history(self):
         """Of the execution, once every copy has ended."""
         kills = any(ended.code == KILLED for ended in self.ended)
-        return collect(self.lab, self.users, self.ended, kills=kills)
+        return self.printers.tell(collect(self.lab, self.users, self.ended, kills=kills))
 
 
 def prepare(lab):
     """One printer that an event concerns, nobody logged on, the record on; the log's lines about the
-    users' values in each pass."""
+    users' values in each pass, and the printers."""
     lab("reset")
     lab("set", "windows-version", "win10")
     lab("printer", "add", "Anchor", "Legacy V3 Driver")
-    lab("printer", "add", "Office", "Palvo Orvela PV6")
+    printers = Printers(lab)
+    printers.add("Office", SUPPORTED)
     users = [line for line in lab.run("-c").log if line.startswith("Updated UserPropertyBag")]
     lab("record", "on", *RECORDED)
-    return users
+    return users, printers
