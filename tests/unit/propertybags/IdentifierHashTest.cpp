@@ -200,7 +200,15 @@ TEST(HashToGuidTextTest, FailedDataGivesZeros)
 TEST(HashToGuidTextTest, FailedResultGivesZeros)
 {
     using Result = Replaced<"ADVAPI32", "CryptGetHashParam", decltype(CryptGetHashParam)>;
-    const Result result([](HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD) { return FALSE; });
+    const Result result(
+        [](HCRYPTHASH, DWORD parameter, BYTE* digest, DWORD* size, DWORD flags)
+        {
+            EXPECT_EQ(parameter, 2U);
+            EXPECT_EQ(*size, 32U);
+            EXPECT_EQ(flags, 0U);
+            digest[0] = 1; // what a failing call leaves there means nothing
+            return FALSE;
+        });
     EXPECT_EQ(HashToGuidText(L"abc"), Zeros);
 }
 

@@ -23,13 +23,14 @@ DWORD Give(LPWSTR buffer, const std::wstring& text)
 TEST(Win32ErrorTextTest, IsTheSeparatorTheCodeTwiceAndTheSystemsText)
 {
     const FormatMessageDouble formatMessage(
-        [](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR buffer, DWORD,
+        [](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR buffer, DWORD least,
            char** arguments)
         {
             EXPECT_EQ(flags, 0x1100U);
             EXPECT_EQ(source, nullptr);
             EXPECT_EQ(code, 2U);
             EXPECT_EQ(language, 0x400U);
+            EXPECT_EQ(least, 0U);
             EXPECT_EQ(arguments, nullptr);
             return Give(buffer, L"File not found.\r\n");
         });

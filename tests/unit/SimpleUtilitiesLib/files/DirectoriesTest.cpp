@@ -122,6 +122,22 @@ TEST(MakeDirectoryTest, LevelsOfADriveBehindTwoBackslashesFollowTheDrive)
     EXPECT_EQ(created.Tried(), paths);
 }
 
+TEST(MakeDirectoryTest, LevelsFollowTheBackslashOfADriveThoughTheFirstHasNoName)
+{
+    const CreatedDirectories created({3, 183});
+    EXPECT_TRUE(MakeDirectory(L"C:\\\\a\\b"));
+    const CreatedDirectories::Paths paths = {L"C:\\\\a\\b", L"C:\\", L"C:\\\\a", L"C:\\\\a\\b"};
+    EXPECT_EQ(created.Tried(), paths);
+}
+
+TEST(MakeDirectoryTest, LevelsFollowTheThirdBackslashOfAServerWithoutAName)
+{
+    const CreatedDirectories created({3, 183});
+    EXPECT_TRUE(MakeDirectory(L"\\\\\\share\\a"));
+    const CreatedDirectories::Paths paths = {L"\\\\\\share\\a", L"\\\\\\share", L"\\\\\\share\\a"};
+    EXPECT_EQ(created.Tried(), paths);
+}
+
 TEST(MakeDirectoryTest, PathWithNeitherIsTriedWholeAlone)
 {
     const CreatedDirectories created({3});
