@@ -2,11 +2,14 @@
 
 from collections import deque
 
-from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, REFUSED, SERVED
+from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, NOT_YET_GRANTED, REFUSED, SERVED
 from proof.program_promises import (
     CHANGED_DONE, INSTALLED, JOB_START_GONE, NOT_NOW, NOTHING, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT,
     REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE, UNINSTALLED, UPDATE)
 from proof.recorded_history import ADMINISTRATOR, KILLED, Pass, Scan
+
+
+ACCESS_DENIED = 5
 
 
 class Violation(Exception):
@@ -63,6 +66,8 @@ class Reading:
         step = self.take("line")
         if step.kind == "lost line" and step.error == NOT_NOW:
             self.checker.allow(MUTEX_HELD, self.copy)
+        elif step.kind == "lost line" and self.is_closed_to_users(step, text):
+            self.checker.allow(NOT_YET_GRANTED, self.copy)
         elif step.kind == "lost line":
             deleting = [copy for copy in self.checker.copies if copy.mode.kind == "delete" and
                         copy.order < step.order < copy.last]
@@ -73,6 +78,13 @@ class Reading:
         elif step.value is not None and step.value != text and not (
                 step.kind == "torn line" and text.startswith(step.value)):
             raise Violation(f"the log has {step.value!r} instead of {text!r}")
+
+    def is_closed_to_users(self, step, text):
+        """Whether the line is written as a user, and -DL has had the log made anew: the next copy that starts
+        opens it to users."""
+        return (step.error == ACCESS_DENIED and text in (None, *self.checker.history.users) and any(
+            other.kind == "delete" and other.value == 1 and other.order < step.order
+            for other in self.checker.steps))
 
     def read_mode(self):
         mode = self.mode

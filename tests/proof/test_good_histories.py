@@ -2,11 +2,11 @@
 
 import unittest
 
-from proof.allowances import MUTEX_HELD, REFUSED
+from proof.allowances import MUTEX_HELD, NOT_YET_GRANTED, REFUSED
 from proof.program_promises import LOG_MUTEX_NAME, UPDATE
 from proof.recorded_history import ADMINISTRATOR
 from proof.written_history import (
-    CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, USERS, Script, deletion_meets_line, failing_start,
+    CALLED, DONE, EVENT, LOG, LOGON, NONE, ONE, REFRESH, USERS, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, refreshing, second, stranger, worker)
 
 
@@ -253,6 +253,28 @@ class GoodHistories(unittest.TestCase):
         script.history.log = script.history.log[script.history.log.index(b"\r\n") + 2:]
         self.assertEqual([(why, len(cases)) for why, cases in self.check(script).allowed.items()],
                          [(MUTEX_HELD, 1)])
+
+    def test_a_users_line_is_dropped_when_the_log_was_made_anew_and_no_other_line(self):
+        for dropped, good in ((USERS[0], True), ("-Processing NewOrChanged event: UserLogonTask", False)):
+            script = Script()
+            deleting = script.copy(50, "-DL")
+            deleting.line("# Called with 1 argument(s): -DL",
+                          "#\tResolved Args: NoNgen, NoWarmup, DeleteLogFile, NotNewOrChangedEvent, -i ")
+            script.note(50, f'SetFileInformationByHandle("file {LOG}", 21) = 1 [0]')
+            script.history.log = b""
+            deleting.line("# Invoked to delete log file. Done...exiting.")
+            deleting.end(0)
+            logon_alone(script)
+            lines = [line.partition(b": ")[2].decode() for line in script.history.log.split(b"\r\n")[:-1]]
+            record = script.history.record
+            at = [at for at, line in enumerate(record) if "CreateFileW" in line][2 + lines.index(dropped)]
+            record[at] = record[at].replace("0x78 [0]", "0xffffffffffffffff [5]")
+            kept = script.history.log.split(b"\r\n")
+            del kept[lines.index(dropped)]
+            script.history.log = b"\r\n".join(kept)
+            verdict = script.verdict()
+            self.assertEqual((verdict.violations == [], NOT_YET_GRANTED in verdict.allowed), (good, good),
+                             verdict.violations)
 
     def test_a_copy_is_killed_when_its_work_is_done(self):
         script = Script()
