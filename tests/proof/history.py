@@ -97,6 +97,9 @@ class Story:
         """Printers come, change and go; now and then somebody clears the channel."""
         clears = self.random.random() < 0.15
         left = self.random.choice([0, 0, 1, 3])     # strikes
+        if self.random.random() < 0.2:
+            self.printers.fill()
+            self.nemeses.figures["the channel wraps"] += 1
         while at_work():
             self.change_one(clears)
             if left and self.random.random() < 0.1:

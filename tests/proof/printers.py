@@ -3,9 +3,10 @@
 import re
 
 from lab import SUPPORTED
-from proof.recorded_history import UNKNOWN, Change, Clearing, Life, Moment
+from proof.recorded_history import UNKNOWN, Change, Clearing, Life, Moment, Wrap
 from proof.recording import recorded
 
+SMALL = 70 * 1024       # bytes, of a channel: about a hundred events
 LEGACY = "Legacy V3 Driver"
 EVENT = re.compile(r"^(\d+)\t30[06]\t.*\tParam1=([^\t\n]*)", re.MULTILINE)
 
@@ -15,8 +16,8 @@ class Printers:
         """Takes over the printers that are there, of which none is the suite's."""
         self.lab = lab
         self.done = 0       # things
-        self.changes, self.lives, self.clearings = [], [], []
-        self.newest = 0     # event
+        self.changes, self.lives, self.clearings, self.wraps = [], [], [], []
+        self.oldest, self.newest = 1, 0     # events
         self.take_down(Moment(0, 0, 0))
 
     def do(self, *command):
@@ -28,8 +29,12 @@ class Printers:
         return moment
 
     def take_down(self, moment):
-        """The events that are new. While the channel is off, there are none."""
-        for event, printer in EVENT.findall(self.lab("event", "list")):
+        """The events that are new, and which are gone. While the channel is off, there are none."""
+        events = EVENT.findall(self.lab("event", "list"))
+        if events and int(events[0][0]) > self.oldest:
+            self.oldest = int(events[0][0])
+            self.wraps.append(Wrap(moment.number, moment.after, moment.before, self.oldest - 1))
+        for event, printer in events:
             if int(event) > self.newest:
                 self.newest = int(event)
                 self.changes.append(Change(moment.number, moment.after, moment.before, self.newest, printer))
@@ -57,6 +62,12 @@ class Printers:
         self.lab("event", "clear")
         clearing.before = recorded(self.lab)
 
+    def fill(self):
+        """Makes the channel small, and fills it, so that it loses its oldest events from now on."""
+        self.lab("set", "channel-size", str(SMALL))
+        self.do("event", "fill", "200", "Anchor")
+
     def tell(self, history):
-        history.changes, history.lives, history.clearings = self.changes, self.lives, self.clearings
+        history.changes, history.lives = self.changes, self.lives
+        history.clearings, history.wraps = self.clearings, self.wraps
         return history

@@ -127,13 +127,17 @@ class Purpose:
     def surely_read(self, change, scan):
         """Whether it was in the log from before the scan to its end."""
         return (change.event >= (scan.position or 0) and change.before <= scan.begin
-                and not any(clearing.number > change.number and clearing.after <= scan.end
-                            for clearing in self.history.clearings))
+                and not any(loss.after <= scan.end for loss in self.losses(change)))
 
     def maybe_read(self, change, scan):
         return (change.event >= (scan.position or 0) and change.after <= scan.begin
-                and not any(clearing.number > change.number and clearing.before <= scan.begin
-                            for clearing in self.history.clearings))
+                and not any(loss.before <= scan.begin for loss in self.losses(change)))
+
+    def losses(self, change):
+        """When the channel lost the event."""
+        return [*(one for one in self.history.clearings if one.number > change.number),
+                *(one for one in self.history.wraps
+                  if one.number >= change.number and one.event >= change.event)]
 
     def surely_supported(self, printer, scan):
         return any(life.name == printer and life.supported and life.added.before <= scan.begin

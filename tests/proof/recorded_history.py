@@ -39,6 +39,12 @@ class Clearing(Moment):
 
 
 @dataclass
+class Wrap(Moment):
+    """The channel was full, and lost its events up to this record id."""
+    event: int
+
+
+@dataclass
 class Change(Moment):
     """A printer was added or changed, and the event of this record id was logged."""
     event: int
@@ -75,6 +81,7 @@ class History:
     kills: bool = False                             # whether copies were killed
     changes: list = None                            # of printers, if somebody took them down
     lives: list = field(default_factory=list)       # of printers
+    wraps: list = field(default_factory=list)       # of the channel
     struck: Counter = field(default_factory=Counter)    # nemeses
     quiet: int = None                               # the line from which on nothing was done but one refresh
 

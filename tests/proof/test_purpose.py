@@ -4,7 +4,7 @@ import unittest
 
 from proof.allowances import ANCHOR, FIRST_PASS, GONE, KILLED_AFTER_SCAN, KILLED_AFTER_STORE
 from proof.program_promises import SKIPPED
-from proof.recorded_history import Change, Life, Moment
+from proof.recorded_history import Change, Life, Moment, Wrap
 from proof.written_history import CALLED, EVENT, NONE, REFRESH, Script, worker
 
 MANY = "Found {} '300/306' events with IDs from {} to {}."
@@ -151,6 +151,15 @@ class Purpose(unittest.TestCase):
         machine.event_alone(0, NAMED.format(2, 9, "Office"), 9, "Office")
         self.broken(machine, "its scan read event 9, which was not in the log")
 
+    def test_a_scan_read_an_event_before_it_was_logged(self):
+        machine = Machine()
+        copy = machine.pre_scan(0, NAMED.format(2, 2, "Office"))
+        machine.add("Office")
+        machine.ask(copy)
+        machine.first_pass(copy, 0, NAMED.format(2, 2, "Office"), 2, "Office")
+        copy.finish()
+        self.broken(machine, "its scan read event 2, which was not in the log")
+
     # Planted: a short batch that is taken for the end.
     def test_a_scan_stops_before_the_position(self):
         machine = Machine("Office", "Hall", "Attic", "Cellar")
@@ -246,6 +255,13 @@ class Purpose(unittest.TestCase):
             self.assertIn(why, machine.verdict(kills=True).allowed)
             self.assertEqual(machine.verdict(kills=True).violations, [])
             self.assertNotEqual(machine.verdict(kills=False).violations, [])
+
+    def test_a_full_log_has_lost_its_oldest_events(self):
+        machine = Machine("Office", "Hall", "Attic", "Cellar")
+        moment = machine.moment()
+        machine.history.wraps.append(Wrap(moment.number, moment.after, moment.before, 2))
+        machine.event_alone(0, MANY.format(2, 4, 5), 5)
+        self.good(machine, ANCHOR)
 
     def test_what_happened_while_a_scan_read_is_not_judged(self):
         machine = Machine("Office")

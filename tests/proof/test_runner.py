@@ -17,11 +17,15 @@ from proof.rigged import RIGGED, due
 from proof.runner import Proof, seed_of_sources
 
 HANGS = """
+import sys
 import time
 from unittest import mock
-with mock.patch("proof.runner.Lab"):
+with mock.patch("proof.runner.Lab") as lab:
     from proof.runner import Proof
-    proof = Proof("Hangs", seconds=1)
+    seconds = int(sys.argv.pop())
+    proof = Proof("Hangs", seconds)
+    lab.return_value.end = lambda: print("ended a lab", flush=True)
+    print("hangs", flush=True)
     time.sleep(60)
 """
 
@@ -60,12 +64,26 @@ class Runner(unittest.TestCase):
             with mock.patch.object(Path, "read_bytes", lambda _: b"other"):
                 self.assertNotEqual(seed_of_sources(), first)
 
-    def test_a_proof_that_hangs_ends_by_its_time(self):
-        result = subprocess.run([sys.executable, "-c", HANGS], cwd=Path(__file__).parent.parent,
-                                env=dict(os.environ, PALVO_LAB_PREFIX="none"), capture_output=True, text=True,
-                                timeout=50, check=False)
-        self.assertEqual((result.returncode, result.stderr), (1, ""))
-        self.assertIn("FOUND: it did not end within 1 seconds", result.stdout)
+    def hanging(self, seconds):
+        process = subprocess.Popen([sys.executable, "-c", HANGS, str(seconds)], stdout=subprocess.PIPE,
+                                   text=True, cwd=Path(__file__).parent.parent,
+                                   env=dict(os.environ, PALVO_LAB_PREFIX="none"))
+        self.addCleanup(process.kill)
+        while process.stdout.readline() != "hangs\n":
+            self.assertIsNone(process.poll())
+        return process
+
+    def test_a_proof_that_hangs_ends_its_labs_and_itself_by_its_time(self):
+        process = self.hanging(1)
+        self.assertEqual(process.communicate(timeout=50)[0].splitlines(),
+                         ["FOUND: it did not end within 1 seconds", "ended a lab", "ended a lab"])
+        self.assertEqual(process.returncode, 1)
+
+    def test_a_proof_that_is_told_to_end_ends_its_labs(self):
+        process = self.hanging(60)
+        process.terminate()
+        self.assertEqual(process.communicate(timeout=50)[0].splitlines(), ["ended a lab", "ended a lab"])
+        self.assertEqual(process.returncode, 1)
 
     def test_ten_seeds_in_a_row_kill_after_every_call(self):
         calls = [("-c", number) for number in range(1, 95)]
