@@ -75,9 +75,10 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
 inline constexpr DllFunctions DoctorImportsSinceVista[] = {
     {"ADVAPI32.DLL", "GetNamedSecurityInfoW OpenProcessToken"},
     {"KERNEL32.DLL", "CreateToolhelp32Snapshot FileTimeToDosDateTime FileTimeToSystemTime GetACP "
-                     "GetCurrentProcess GetDiskFreeSpaceExW GetFileAttributesW GetFullPathNameW "
-                     "GetProcessTimes GetSystemDirectoryW GetSystemTime GetTickCount64 MoveFileExW "
-                     "OpenMutexW OpenProcess Process32FirstW Process32NextW SystemTimeToFileTime"},
+                     "GetCurrentProcess GetDiskFreeSpaceExW GetFileAttributesExW GetFileAttributesW "
+                     "GetFullPathNameW GetProcessTimes GetSystemDirectoryW GetSystemTime GetTickCount64 "
+                     "MoveFileExW OpenMutexW OpenProcess Process32FirstW Process32NextW "
+                     "SystemTimeToFileTime"},
     {"MSVCRT.DLL", "fgetwc iswctype towlower ungetwc wcstol wcstoul"},
     {"OLEAUT32.DLL", "VariantTimeToSystemTime"},
     {"RSTRTMGR.DLL", "RmEndSession RmGetList RmRegisterResources RmStartSession"},
