@@ -42,8 +42,7 @@ class Purpose:
         """A scan begins at the position that was stored last before it read it, after the step before."""
         if scan.position is None:
             return
-        steps = scan.copy.steps
-        before = steps[scan.number - 1].order if scan.number else scan.copy.order
+        before = self.not_before(scan)
         earlier = [step.value for step in self.stores if step.order < before]
         may_be = {earlier[-1] if earlier else 0}
         may_be |= {step.value for step in self.stores if before <= step.order < scan.begin}
@@ -124,9 +123,14 @@ class Purpose:
         return [change for change in self.history.changes
                 if scan.lowest < change.event <= scan.newest and is_read(change, scan)]
 
+    def not_before(self, scan):
+        """The line of the record before which the scan cannot have read the log: a call is recorded when
+        it is over."""
+        return scan.copy.steps[scan.number - 1].order if scan.number else scan.copy.order
+
     def surely_read(self, change, scan):
         """Whether it was in the log from before the scan to its end."""
-        return (change.event >= (scan.position or 0) and change.before <= scan.begin
+        return (change.event >= (scan.position or 0) and change.before <= self.not_before(scan)
                 and not any(loss.after <= scan.end for loss in self.losses(change)))
 
     def maybe_read(self, change, scan):

@@ -43,12 +43,15 @@ class Machine(Script):
         self.note(copy.pid, f'EvtQuery("Channel", "EventRecordID >= {position}]", 513) = 0x4e0004 [0]')
         copy.line(text)
 
-    def pre_scan(self, position, text, pid=100, stored=None):
-        """A copy that has scanned, and goes on when it stores nothing."""
+    def pre_scan(self, position, text, pid=100, stored=None, meanwhile=None):
+        """A copy that has scanned, and goes on when it stores nothing. The printer `meanwhile` changes after
+        its last step before the scan."""
         copy = self.copy(pid, EVENT)
         copy.line(*CALLED[EVENT])
         copy.open("scan check", False)
         copy.ask("scan check", 0)
+        if meanwhile:
+            self.change(meanwhile)
         self.scan(copy, position, text)
         copy.on("ReleaseMutex", "scan check", 1)
         if stored is not None:
@@ -109,6 +112,12 @@ class Purpose(unittest.TestCase):
         machine = Machine()
         machine.add("Legacy", supported=False)
         machine.pre_scan(0, MANY.format(1, 2, 2), stored=2)
+        self.good(machine)
+
+    def test_an_event_that_came_while_the_log_was_asked_may_be_missing(self):
+        machine = Machine()
+        machine.add("Legacy", supported=False)
+        machine.pre_scan(0, MANY.format(1, 2, 2), stored=2, meanwhile="Legacy")
         self.good(machine)
 
     # Planted: a scan that misses a printer.
