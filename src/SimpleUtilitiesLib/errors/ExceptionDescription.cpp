@@ -16,7 +16,7 @@ std::wstring ComBlock(const LegacyPlvComException& e)
 std::wstring WhatBlock(const std::exception& e)
 {
     const std::string what = WhatText(e);
-    return what.empty() ? std::wstring() : Format(L"\r\n\r\n\t%S\r\n", what);
+    return what.empty() ? NoInformation() : Format(L"\r\n\r\n\t%S\r\n", what);
 }
 } // namespace
 
@@ -28,7 +28,8 @@ std::wstring DescribeException(const std::exception& e) noexcept
     }
     if (const auto* com = dynamic_cast<const LegacyPlvComException*>(&e))
     {
-        return ExceptionText(e, [com] { return ComBlock(*com); });
+        return ExceptionText(
+            e, [com] { return ComBlock(*com); }, NoInformation);
     }
     return ExceptionText(e, [&e] { return WhatBlock(e); });
 }

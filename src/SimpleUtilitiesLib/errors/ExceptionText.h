@@ -7,10 +7,17 @@
 #include <exception>
 #include <string>
 
-/// The text of an exception: a line with its class, and the result of `block`. In the place of a
-/// block that is empty or cannot be built it says that there is no more to tell. Never throws; on
-/// failure returns the text built so far. Keeps the last-error value.
-template <class Block> std::wstring ExceptionText(const std::exception& e, Block block) noexcept
+/// The block of an exception that has no other.
+inline std::wstring NoInformation()
+{
+    return L"\r\n\r\n\tNo additional information available.\r\n";
+}
+
+/// The text of an exception: a line with its class, and the first of `blocks` that is not empty and
+/// can be built. Never throws; on failure returns the text built so far. Keeps the last-error
+/// value.
+template <class... Blocks>
+std::wstring ExceptionText(const std::exception& e, Blocks... blocks) noexcept
 {
     const LastErrorKeeper keeper;
     std::wstring text;
@@ -37,9 +44,6 @@ template <class Block> std::wstring ExceptionText(const std::exception& e, Block
     {
         append([] { return L"Object of std::exception"; });
     }
-    if (!append(block))
-    {
-        append([] { return L"\r\n\r\n\tNo additional information available.\r\n"; });
-    }
+    static_cast<void>((append(blocks) || ...));
     return text;
 }

@@ -45,7 +45,8 @@ LegacyPlvException::~LegacyPlvException() = default;
 
 std::wstring LegacyPlvException::Description() const noexcept
 {
-    return ExceptionText(*this, [this] { return LocationBlock(*this); });
+    return ExceptionText(
+        *this, [this] { return LocationBlock(*this); }, NoInformation);
 }
 
 const char* LegacyPlvException::what() const noexcept

@@ -200,6 +200,20 @@ TEST(DescribeExceptionTest, OwnBlockThatCannotBeBuiltIsReplacedByTheEndOfAnyOthe
     }
 }
 
+TEST(DescribeExceptionTest, TextThatCannotBeBuiltIsLeftOut)
+{
+    const ScarceMemory memory;
+    const std::runtime_error e("a reason that is too long to be kept in place");
+    std::wstring description;
+    std::set<std::wstring> different;
+    ScarceMemory::ForEveryFailure([&] { description = DescribeException(e); },
+                                  [&] { different.insert(description); });
+    const std::wstring reason = L"\r\n\r\n\ta reason that is too long to be kept in place\r\n";
+    EXPECT_EQ(different, (std::set<std::wstring>{L"Object of class std::runtime_error",
+                                                 L"Object of class std::runtime_error" + reason,
+                                                 L"Object of std::exception" + reason}));
+}
+
 /// Asking it for its text changes the thread's last-error value.
 class Meddler : public std::exception
 {
