@@ -59,13 +59,14 @@ std::wstring ListText(PSECURITY_DESCRIPTOR descriptor)
                : L"";
 }
 
-/// A link itself. Nobody renames or deletes the folder as long as it is open: that takes a right to
-/// its data, which reading its names is.
+/// A link itself, and a pipe in its place may not act for this account. Nobody renames or deletes
+/// the folder as long as it is open: that takes a right to its data, which reading its names is.
 FileHandle OpenFolder(const std::wstring& folder)
 {
+    constexpr DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT |
+                            SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
     return FileHandle(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY | READ_CONTROL | WRITE_DAC,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, flags,
                                   nullptr));
 }
 
@@ -100,14 +101,23 @@ bool SetList(HANDLE opened, const std::wstring& list)
            SetKernelObjectSecurity(opened, DACL_SECURITY_INFORMATION, descriptor.Get());
 }
 
-/// The new path; empty on failure. Nobody can guess it and be there first.
-std::wstring Rename(const std::wstring& folder)
+/// A path beside the folder. Where somebody is there first, the rename fails.
+std::wstring AsideOf(const std::wstring& folder)
 {
-    FILETIME now = {};
-    GetSystemTimeAsFileTime(&now);
-    const std::wstring aside =
-        Format(L"%s.aside-%08lx%08lx", folder, now.dwHighDateTime, now.dwLowDateTime);
-    return MoveFileExW(folder.c_str(), aside.c_str(), 0) ? aside : L"";
+    LARGE_INTEGER now = {};
+    QueryPerformanceCounter(&now);
+    return Format(L"%s.aside-%016I64x", folder, now.QuadPart);
+}
+
+/// False too when what lies above the folder has become a link since it was looked at.
+bool Rename(const std::wstring& from, const std::wstring& to)
+{
+    return IsOnProperWay(DirectoryOf(from)) && MoveFileExW(from.c_str(), to.c_str(), 0);
+}
+
+bool Exists(const std::wstring& path)
+{
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 /// With owner and list from its first moment on.
@@ -115,8 +125,10 @@ FileHandle Make(const std::wstring& folder)
 {
     const Descriptor descriptor = DescriptorOf(Guarded);
     SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
-    return descriptor && CreateDirectoryW(folder.c_str(), &attributes) ? OpenFolder(folder)
-                                                                       : FileHandle();
+    return descriptor && IsOnProperWay(DirectoryOf(folder)) &&
+                   CreateDirectoryW(folder.c_str(), &attributes)
+               ? OpenFolder(folder)
+               : FileHandle();
 }
 
 /// The open folder; empty on failure.
@@ -132,18 +144,22 @@ FileHandle Secure(const std::wstring& folder, RegistryKey& state)
         opened && IsFolder(opened.Get(), folder) ? ListOfOurs(opened.Get()) : L"";
     if (!list.empty())
     {
-        state.SetValue(ListValue(folder), list);
+        // Of two calls the first knows what was there.
+        if (state.GetString(ListValue(folder), {}).empty())
+        {
+            state.SetValue(ListValue(folder), list);
+        }
         return SetList(opened.Get(), Guarded) ? std::move(opened) : FileHandle();
     }
     opened.Reset();
     // A folder that somebody is about to rename or delete may be a good one.
-    const std::wstring aside = error == ERROR_SHARING_VIOLATION ? L"" : Rename(folder);
-    if (aside.empty())
+    if (error == ERROR_SHARING_VIOLATION)
     {
         return {};
     }
+    const std::wstring aside = AsideOf(folder);
     state.SetValue(AsideValue(folder), aside);
-    return Make(folder);
+    return Rename(folder, aside) ? Make(folder) : FileHandle();
 }
 } // namespace
 
@@ -173,10 +189,10 @@ bool RestoreLogFolder(const RegistryKey& state)
     for (const std::wstring& folder : Folders())
     {
         const std::wstring aside = state.GetString(AsideValue(folder), {});
-        if (!aside.empty())
+        if (!aside.empty() && Exists(aside))
         {
             // All that lies below is in it.
-            return !Rename(folder).empty() && MoveFileExW(aside.c_str(), folder.c_str(), 0) &&
+            return (!Exists(folder) || Rename(folder, AsideOf(folder))) && Rename(aside, folder) &&
                    restored;
         }
         const std::wstring list = state.GetString(ListValue(folder), {});
