@@ -58,10 +58,11 @@ ValueFact WithText(ValueFact value, const std::wstring& text)
     return value;
 }
 
-/// Numbers stay; of others the size does.
+/// Numbers stay; of others the size does. A value of a number's type can hold any bytes.
 ValueFact HideNumber(ValueFact value)
 {
-    if (value.type != REG_DWORD && value.type != REG_QWORD)
+    const std::size_t size = value.type == REG_DWORD ? 4 : value.type == REG_QWORD ? 8 : 0;
+    if (size == 0 || value.bytes.size() != size)
     {
         std::ranges::fill(value.bytes, std::uint8_t{});
     }

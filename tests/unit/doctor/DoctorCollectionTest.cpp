@@ -27,6 +27,7 @@ Facts TellingFacts()
     const std::wstring name = Secret;
     Facts facts = WellFacts();
     facts.settings = {Text(name), 0, Text(name), Text(name)};
+    facts.settings.position.type = REG_QWORD;
     facts.suite.folder = L"C:\\" + name + L"\\Suite of " + name;
     facts.suite.missing = {facts.suite.folder + L"\\PalvoPrinterQuery.exe"};
     facts.suite.onTheWay = {L"C:\\" + name + L"\\Suite.exe"};
@@ -84,6 +85,7 @@ TEST(DoctorCollection, HidesANameWhereverItStands)
 {
     const Facts facts = TellingFacts();
     EXPECT_EQ(CollectionOf(facts, false).find("Muriel"), std::string::npos);
+    EXPECT_EQ(CollectionOf(facts, false).find("4d 00 75 00"), std::string::npos) << "in hexadecimal";
     EXPECT_NE(CollectionOf(facts, true).find("Muriel"), std::string::npos);
 }
 
