@@ -96,7 +96,7 @@ inline constexpr FindingKind PositionBeyond = {
     L"Delete the value LastEvtRecordProcessed."};
 inline constexpr FindingKind EventsWaiting = {
     L"events-waiting", L"No run has dealt with it: the task did not start, or its run hangs.",
-    L"Look at the findings about tasks; run PalvoPrinterConfiguration.exe -c."};
+    L"Look at the findings about tasks; run PalvoPrinterConfiguration.exe -c -i NewOrChangedTask."};
 
 // The log.
 

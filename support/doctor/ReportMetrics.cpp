@@ -2,6 +2,7 @@
 
 #include "FindingKinds.h"
 #include "Format.h"
+#include "Rules.h"
 
 #include <algorithm>
 
@@ -89,7 +90,7 @@ void AddChannel(const Facts& facts, Metrics& metrics)
     metrics.Single(
         L"printer_event_waiting_seconds",
         L"How long the newest printer event has been waiting to be dealt with; 0: none waits.",
-        newest.record > channel.position ? SecondsBetween(newest.time, facts.utcTime) : 0);
+        IsWaiting(facts, newest) ? SecondsBetween(newest.time, facts.utcTime) : 0);
 }
 
 void AddLog(const Facts& facts, Metrics& metrics)

@@ -17,6 +17,10 @@ void JudgeSessions(const SessionFacts& sessions, Report& report);
 void JudgeServices(const ServiceFacts& services, Report& report);
 void JudgeWork(const Facts& facts, Report& report);
 
+/// Whether no run has dealt with the event: no newer position was stored, and the log has no later
+/// pass for all printers.
+bool IsWaiting(const Facts& facts, const EventFact& event);
+
 /// Everything, in the order in which findings are told.
 Report Judge(const Facts& facts);
 

@@ -3,6 +3,9 @@
 #include "PrintServiceChannel.h"
 #include "Rules.h"
 
+#include <algorithm>
+#include <array>
+
 namespace
 {
 constexpr DWORD ChannelNotFound = 15007;
@@ -53,6 +56,22 @@ void JudgePosition(const ChannelFacts& channel, Report& report)
 }
 } // namespace
 
+bool IsWaiting(const Facts& facts, const EventFact& event)
+{
+    // Passes for all printers store no position.
+    static constexpr std::array Passes = {L"# Procesing ", L"# Processing on-demand ",
+                                          L"# Processing a periodic refresh "};
+    const std::uint64_t localTime = event.time + facts.localTime - facts.utcTime;
+    const auto isLaterPass = [localTime](const LogEntry& entry)
+    {
+        return entry.time >= localTime &&
+               std::ranges::any_of(Passes, [&entry](const std::wstring& pass)
+                                   { return entry.message.starts_with(pass); });
+    };
+    return event.record > facts.channel.position &&
+           std::ranges::none_of(facts.log.entries, isLaterPass);
+}
+
 void JudgeChannel(const Facts& facts, Report& report)
 {
     const ChannelFacts& channel = facts.channel;
@@ -79,7 +98,7 @@ void JudgeChannel(const Facts& facts, Report& report)
     }
     JudgePosition(channel, report);
     const EventFact& newest = channel.newestPrinterEvent;
-    if (newest.record > channel.position && facts.utcTime >= newest.time &&
+    if (IsWaiting(facts, newest) && facts.utcTime >= newest.time &&
         facts.utcTime - newest.time >= facts.hungAfter)
     {
         report.Find(FindingKinds::EventsWaiting,

@@ -121,6 +121,32 @@ TEST(DoctorRules, LetAnEventWaitForAnHour)
               L"events-waiting: Printer event 8 has been waiting for 60 minutes.\n");
 }
 
+TEST(DoctorRules, TakeAnEventForDealtWithByALaterPassForAllPrinters)
+{
+    for (const wchar_t* pass :
+         {L"# Procesing a special NewOrChanged event.",
+          L"# Procesing a queued special NewOrChanged event.",
+          L"# Processing on-demand auto-configuration: setup",
+          L"# Processing a periodic refresh event: PeriodicRefreshTask"})
+    {
+        Facts facts = WellFacts();
+        facts.channel.position = 0; // as -IT leaves it
+        facts.channel.newestPrinterEvent = {8, facts.utcTime - 90 * Minute};
+        const auto findings = [&facts, pass](std::uint64_t age)
+        {
+            const std::uint64_t time = facts.localTime - age;
+            facts.log.entries = {{time, 1, L"# Called with 1 argument(s): -r"},
+                                 {time, 1, pass},
+                                 {time, 1, L"Refresh event done...exiting."}};
+            return FindingsOf(facts);
+        };
+        EXPECT_EQ(findings(90 * Minute), L"") << pass;
+        EXPECT_EQ(findings(90 * Minute + 1),
+                  L"events-waiting: Printer event 8 has been waiting for 90 minutes.\n")
+            << pass;
+    }
+}
+
 TEST(DoctorRules, BlameAHeldMutexOnNobodyWhileACopyRuns)
 {
     Facts facts = WellFacts();
