@@ -80,9 +80,7 @@ int Serve()
         }
     }
     const DWORD error = GetLastError();
-    return error == ERROR_BROKEN_PIPE
-               ? kDone
-               : Complain(L"standard input failed with " + std::to_wstring(error));
+    return error == ERROR_BROKEN_PIPE ? kDone : static_cast<int>(error);
 }
 
 } // namespace
