@@ -7,7 +7,10 @@ set "suite=%ProgramFiles%\Palvo Printer Suite"
 if defined ProgramW6432 set "suite=%ProgramW6432%\Palvo Printer Suite"
 if not "%~1"=="" set "suite=%~1"
 set code=0
-for /f "tokens=1 delims=:" %%f in ('""%suite%\PalvoPrinterDoctor.exe" --folder "%suite%""') do (
+rem The doctor takes its own folder for the suite's. The path of a folder would not do within the
+rem parentheses: cmd takes ) and & there for its own.
+cd /d "%suite%"
+for /f "tokens=1 delims=:" %%f in ('.\PalvoPrinterDoctor.exe') do (
     for %%i in (task-missing task-disabled task-program task-arguments task-account channel-off channel-small channel-retention) do (
         if "%%f"=="%%i" (
             echo %%i
