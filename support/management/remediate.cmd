@@ -6,6 +6,7 @@ setlocal DisableDelayedExpansion
 set "suite=%ProgramFiles%\Palvo Printer Suite"
 if defined ProgramW6432 set "suite=%ProgramW6432%\Palvo Printer Suite"
 if not "%~1"=="" set "suite=%~1"
+if "%suite:~-1%"=="\" set "suite=%suite:~0,-1%"
 "%suite%\PalvoPrinterConfiguration.exe" -IT
 set code=%errorlevel%
 "%suite%\PalvoPrinterConfiguration.exe" -r

@@ -21,11 +21,11 @@ TASKS = "Microsoft-Windows-TaskScheduler/Operational"
 
 
 class Scripts(DoctorTest):
-    def script(self, name):
-        """(exit code, lines)."""
+    def script(self, name, folder=SUITE, before=()):
+        """(exit code, lines). What is before it is run by the same cmd."""
         path = "Z:" + str(FOLDER / name).replace("/", "\\")
         output = self.lab("run", "--program", r"C:\windows\system32\cmd.exe", "--print-exit", "--",
-                          "/c", path, SUITE, check=False)
+                          "/c", *before, path, folder, check=False)
         found = re.search(r"(?:palvo-lab: )?exit (\d+) pid (\d+)\n$", output)
         self.assertTrue(found, output)
         return int(found[1]), output[:found.start()].splitlines()
@@ -52,6 +52,33 @@ class Scripts(DoctorTest):
         self.lab("tasks", "delete", USER_LOGON)
         self.lab("set", "machine-switch", "0")
         self.assertEqual(self.script("detect.cmd")[0], 0)
+
+    def test_no_variable_of_the_caller_counts(self):
+        self.lab("tasks", "delete", USER_LOGON)
+        self.assertEqual(self.script("detect.cmd", before=("set", "off=1&")), (1, ["task-missing"]))
+
+    def doctor_in(self, name):
+        """The folder of that name, with the doctor alone; as Windows has its path."""
+        folder = self.lab.prefix / "drive_c" / name
+        folder.mkdir()
+        self.addCleanup(shutil.rmtree, folder)
+        shutil.copy(self.lab.suite() / "PalvoPrinterDoctor.exe", folder)
+        return "C:\\" + name
+
+    def test_the_folder_may_have_any_name(self):
+        for name in ("Palvo (x86) suite", "Palvo & echo suite", "Palvo, a;b = c", "Palvo ^ !x! suite"):
+            with self.subTest(name=name):
+                folder = self.doctor_in(name)
+                self.assertEqual(self.script("detect.cmd", folder), (1, ["task-program"] * 3))
+                self.assertEqual(self.script("detect.cmd", folder + "\\"), (1, ["task-program"] * 3))
+
+    def test_a_doctor_that_is_missing_or_says_nothing_proves_nothing(self):
+        folder = self.doctor_in("Palvo Elsewhere")
+        doctor = self.lab.prefix / "drive_c" / "Palvo Elsewhere" / "PalvoPrinterDoctor.exe"
+        doctor.write_bytes(b"MZ")
+        self.assertEqual(self.script("detect.cmd", folder), (2, ["doctor-failed"]))
+        doctor.unlink()
+        self.assertEqual(self.script("detect.cmd", folder), (2, ["doctor-missing"]))
 
     def test_a_remediation_that_fails_says_so(self):
         self.lab("set", "scheduler", "stopped")
