@@ -164,6 +164,8 @@ class Proofs(unittest.TestCase):
         for error, calls, given_up, expected in (
                 ("no sibling", "1 CreateProcessW() = 0 [5]", [], False),
                 ("'x.exe' cannot be started: error 1359", "", [], True),
+                ("palvo-lab reset ended, and its process ended with 1, after:\n", "", [], True),
+                ("palvo-lab reset hangs, and its process ended with -9, after:\n", "", [], False),
                 ("no sibling", "1 CreateProcessW() = 0 [1359]", [], True),
                 ("no sibling", "", ["wine client error:8a8: write: Bad file descriptor"], True)):
             self.assertEqual(is_wines_fault(error, given_up, calls), expected, (error, calls, given_up))

@@ -1,7 +1,8 @@
 """What is Wine's fault and not the program's: one rule for all proofs.
 
 On a busy machine Wine seldom loses a process at its start, before the process's first line: error 1359. Or it
-ends one that lost its server, with one line on standard error."""
+ends one that lost its server, with one line on standard error. And seldom the process of the lab that takes
+the proof's commands ends in the middle of them; it is none of the program's."""
 
 import re
 
@@ -30,4 +31,5 @@ def is_wines_fault(error, said=(), calls=""):
     of the calls of the case, if it is a case of one copy."""
     return (isinstance(error, GivenUp) or bool(said)
             or re.search(rf" cannot be started: error {NOT_BROUGHT_UP}\b", str(error)) is not None
+            or re.search(r"palvo-lab .* ended, and its process ended with \d+", str(error)) is not None
             or re.search(rf" CreateProcess\w+\(.* = 0 \[{NOT_BROUGHT_UP}\]", calls) is not None)
