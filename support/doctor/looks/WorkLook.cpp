@@ -8,7 +8,7 @@
 
 namespace
 {
-constexpr DWORD QueryMutant = 1; // MUTANT_QUERY_STATE
+constexpr DWORD QueryMutant = 1;     // MUTANT_QUERY_STATE
 constexpr int LooksAtLogMutex = 100; // as long as a line waits for it
 constexpr DWORD BetweenLooks = 50;   // milliseconds
 
