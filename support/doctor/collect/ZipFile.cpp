@@ -4,7 +4,7 @@
 
 #include <array>
 
-// .ZIP File Format Specification (APPNOTE): local headers with their files, then the directory.
+// The ZIP format (APPNOTE): local headers with their files, then the directory.
 
 namespace
 {
