@@ -16,7 +16,11 @@ std::wstring ComBlock(const LegacyPlvComException& e)
 std::wstring WhatBlock(const std::exception& e)
 {
     const std::string what = WhatText(e);
-    return what.empty() ? NoInformation() : Format(L"\r\n\r\n\t%S\r\n", what);
+    if (what.empty())
+    {
+        return NoInformation();
+    }
+    return Format(L"\r\n\r\n\t%S\r\n", what);
 }
 } // namespace
 
