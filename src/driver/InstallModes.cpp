@@ -44,8 +44,11 @@ int ConfigureChannel(bool enable)
 
 int Install(const InstalledTask& task, const std::wstring& programPath)
 {
-    // Without the program's path the task would start another file: keep the old task, or none.
-    return programPath.empty() ? 1 : InstallTask(programPath, task.arguments, task.kind);
+    if (programPath.empty())
+    {
+        return 1; // The task would start another file: keep the old one, or none.
+    }
+    return InstallTask(programPath, task.arguments, task.kind);
 }
 
 int DeleteConfigurationTasks(LogFile& log)

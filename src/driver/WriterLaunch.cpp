@@ -44,7 +44,11 @@ template <class Result>
 Result Launch(Result (*launch)(const std::wstring&), const std::wstring& path,
               const std::wstring& arguments)
 {
-    return path.empty() ? Result() : launch(ChildCommandLine(path, arguments));
+    if (path.empty())
+    {
+        return Result();
+    }
+    return launch(ChildCommandLine(path, arguments));
 }
 } // namespace
 
