@@ -292,10 +292,30 @@ class MsiTest(LabTest):
         self.lab.run("-?")
         before = self.rights()
         self.assertNotIn(GUARDED, before)
-        self.assertEqual(self.setup("folder"), (0, ""))
-        self.assertEqual(self.rights(), [GUARDED] * 5)
+        for _ in range(2):      # The second time knows of the first.
+            self.assertEqual(self.setup("folder"), (0, ""))
+            self.assertEqual(self.rights(), [GUARDED] * 5)
         self.assertEqual(self.setup("restore"), (0, ""))
         self.assertEqual(self.rights(), before)
+
+    def test_what_was_renamed_comes_back_though_nothing_could_take_its_place(self):
+        self.assertEqual(self.as_user(r"mkdir C:\ProgramData\Palvo"), 0)
+        theirs = self.program_data() / "Palvo" / "theirs"
+        theirs.write_bytes(b"theirs")
+        self.assertEqual(self.setup("folder", fault="CreateDirectoryW 1 112 always"), (
+            1, "The log's folder cannot be had, or something in its place is in use.\n"))
+        self.assertFalse(theirs.exists())
+        self.assertEqual(self.setup("restore"), (0, ""))
+        self.assertEqual(theirs.read_bytes(), b"theirs")
+        self.assertEqual(list(self.program_data().glob("Palvo.aside-*")), [])
+
+    def test_a_folder_that_could_not_be_renamed_stays(self):
+        self.assertEqual(self.as_user(r"mkdir C:\ProgramData\Palvo"), 0)
+        theirs = self.program_data() / "Palvo" / "theirs"
+        theirs.write_bytes(b"theirs")
+        self.assertEqual(self.setup("folder", fault="MoveFileExW 1 5 always")[0], 1)
+        self.assertEqual(self.setup("restore"), (0, ""))
+        self.assertEqual(theirs.read_bytes(), b"theirs")
 
     def test_a_first_installation_that_fails_is_taken_back(self):
         before = self.machine()
