@@ -265,6 +265,13 @@ class MsiTest(LabTest):
             self.as_user(rf'mkdir "{within}\their folder"')
             self.assertEqual([path.name for path in folder.iterdir() if "their" in path.name], [])
 
+    def test_links_in_the_logs_folders_are_opened_themselves_and_pipes_at_identification_level(self):
+        self.lab("record", "on", "CreateFileW")
+        self.assertEqual(self.setup("folder"), (0, ""))
+        opened = re.findall(r'CreateFileW\("C:\\ProgramData\\Palvo.*?", 0x60001, 3, 3, (\w+)\)',
+                            self.lab("show", "calls"))
+        self.assertEqual(set(opened), {"0x2310000"})
+
     def test_a_tree_that_a_user_made_before_is_renamed_and_untouched(self):
         self.assertEqual(self.as_user(r"mkdir C:\ProgramData\Palvo\PrinterDriver"), 0)
         theirs = self.program_data() / "Palvo" / "PrinterDriver" / "theirs"
