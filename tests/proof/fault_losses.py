@@ -310,7 +310,7 @@ def deletion_losses(sentence):
 
 
 # Where the query program posts the queued request, that request is lost with it.
-NO_QUERY_NO_QUEUED = NO_QUERY + """
+QUEUED_LOST = """
     may - line Found *
     may - line ## Skipping queued *
     may - line *rocess* *ueued *

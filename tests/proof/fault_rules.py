@@ -9,10 +9,10 @@ from proof.fault_losses import (
     LIST_IN_NO_HIVE, LIST_KEPT, LOG_NOT_DELETED, NONE, NOT_MEMBER, NOT_SKIPPED, NOT_TRIMMED,
     NO_ADMINISTRATOR, NO_BACKGROUND_WRITER, NO_CHECKED_TOKEN, NO_DRIVER, NO_ELEVATION, NO_IDENTIFIERS,
     NO_LIST, NO_LOG, NO_LOG_TO_DELETE, NO_MESSAGE, NO_POSITION, NO_PRINT, NO_PROGRAM, NO_QUERY,
-    NO_QUERY_NO_QUEUED, NO_REQUEST, NO_USER_ID, NO_VALUES, NO_WRITER, OLDER_TRIGGER, OTHER_DEVICE_ID,
-    OTHER_ENTRY_LOST, OTHER_MESSAGE, OTHER_USER_ID, OWN_ACCOUNT, POSITION_FORGOTTEN, SEES_NOTHING,
-    SEES_WORK, SKIPPED, SWITCHED_ON, TASKS_KEPT, USERS_LINES, VALUE_IN_NO_HIVE, WORKS_BESIDE,
-    deletion_losses, task_losses)
+    NO_REQUEST, NO_USER_ID, NO_VALUES, NO_WRITER, OLDER_TRIGGER, OTHER_DEVICE_ID, OTHER_ENTRY_LOST,
+    OTHER_MESSAGE, OTHER_USER_ID, OWN_ACCOUNT, POSITION_FORGOTTEN, QUEUED_LOST, SEES_NOTHING, SEES_WORK,
+    SKIPPED, SWITCHED_ON, TASKS_KEPT, USERS_LINES, VALUE_IN_NO_HIVE, WORKS_BESIDE, deletion_losses,
+    task_losses)
 
 LOG_FILE = [NONE, A_LINE, NO_LOG, USERS_LINES, NOT_TRIMMED, LESS_KEPT, COPY_LEFT, LOG_NOT_DELETED]
 SCAN = [NONE, FINDS, SEES_NOTHING, EVERY_PRINTER, NOT_SKIPPED, SKIPPED, SEES_WORK]
@@ -163,8 +163,8 @@ def losses_of(case):
     losses = [loss for function in case.failing for loss, only in LOSSES[function]
               if only in (None, case.mode)]
     losses += [loss for both, loss in TOGETHER.items() if set(both) <= set(case.failing)]
-    if case.mode.posted and NO_QUERY in losses:
-        losses.append(NO_QUERY_NO_QUEUED)
+    if case.mode.posted:
+        losses += [loss + QUEUED_LOST for loss in (NO_QUERY, NO_PROGRAM) if loss in losses]
     if case.mode == DELETE_LOG and NO_LOG in losses:
         losses.append(NO_LOG_TO_DELETE)
     if case.kills:      # maybe before the loss had come
