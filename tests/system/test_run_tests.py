@@ -34,12 +34,15 @@ def kind(*names):
 
 
 class RunTests(unittest.TestCase):
-    def failures(self, filter_text="", requested=(), **kinds):
-        """What fails beside the tests, which all pass."""
-        run = runner.Run(Path("build"), runner.Filter(filter_text), False, None, None, None)
+    def summary(self, filter_text="", requested=(), long=False, **kinds):
+        run = runner.Run(Path("build"), runner.Filter(filter_text), long, None, None, None)
         with redirect_stdout(io.StringIO()):
             runner.run_kinds(run, requested, kinds)
-        return run.summary.failures
+        return run.summary
+
+    def failures(self, filter_text="", requested=(), **kinds):
+        """What fails beside the tests, which all pass."""
+        return self.summary(filter_text, requested, **kinds).failures
 
     def refusal(self, *arguments):
         errors = io.StringIO()
@@ -51,7 +54,7 @@ class RunTests(unittest.TestCase):
     def test_a_kind_that_there_is_not_is_refused(self):
         self.assertRegex(self.refusal("--only", "unit,unti"),
                          "there are no tests of the kind 'unti', "
-                         "only unit, lab, system, attack, viewer, proof")
+                         "only unit, lab, system, attack, viewer, proof, rebuild")
 
     def test_a_filter_that_leaves_tests_out_is_refused(self):
         self.assertRegex(self.refusal("--filter", "*-Slow*"),
@@ -95,6 +98,13 @@ class RunTests(unittest.TestCase):
         def run(_):
             raise AssertionError("it ran")
         self.assertEqual(self.failures("", ["unit"], unit=kind("one"), lab=runner.Kind("Lab", run)), [])
+
+    def test_a_kind_that_is_not_of_every_day_runs_when_it_is_named_and_in_the_long_form(self):
+        kinds = {"unit": kind("one"), "rebuild": kind("two")._replace(every_day=False)}
+        for asked, ran in (({}, ["one"]), ({"requested": ["rebuild"]}, ["two"]),
+                           ({"filter_text": "two"}, ["two"]), ({"long": True}, ["one", "two"])):
+            with self.subTest(asked=asked):
+                self.assertEqual(self.summary(**asked, **kinds).ran, ran)
 
     def test_parts_of_names_choose_system_tests(self):
         run = SimpleNamespace(filter=runner.Filter("which_parts:of_names_choose_sys"))
