@@ -39,6 +39,7 @@ class DoctorTest(LabTest):
 
     def set_up_machine(self):
         """An installation, a printer, and a user whose values were written."""
+        self.lab("fault", "Sleep", "1", "return=0", "always")   # An event waits half a second.
         self.install()
         self.sid = self.lab("user", "add", "anna", "admin").strip()
         self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
@@ -47,6 +48,7 @@ class DoctorTest(LabTest):
         self.lab("tasks", "wait")
         self.lab("printer", "add", "Front Desk", SUPPORTED)
         self.lab("tasks", "wait")
+        self.lab("fault", "clear")
 
     def setUp(self):
         super().setUp()
