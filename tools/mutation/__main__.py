@@ -6,9 +6,9 @@
     tools/mutate --long           every mutant; goes on where it was ended
 
 The test programs of a build are linked with the mutant's object and run under Wine. Survivors that
-no test can kill stand in tests/mutation/survivors.txt, each with its reason. The exit code is 0 when
-at least 97 % are killed and every survivor is explained; of the small sample, when 90 % are one or
-the other. There a mutant that is explained is not tried.
+no test can kill stand in tests/mutation/survivors.txt, each with its reason; they are not tried, and
+count as alive. The exit code is 0 when at least 97 % are killed and every survivor is explained; of the
+small sample, when 90 % are one or the other.
 """
 
 import argparse
@@ -105,8 +105,8 @@ def explained_survivors():
     return reasons
 
 
-def choose(sources, size, seed):
-    """A sample in which every file has its share; all of them when no size is given."""
+def ranked_mutants(sources, seed):
+    """All of them, in an order in which each file has its share of the first ones."""
     chance = random.Random(seed)
     ranked = []
     for name, source in sorted(sources.items()):
@@ -115,7 +115,7 @@ def choose(sources, size, seed):
         ranked += [((index + chance.random()) / len(mutants), mutant)
                    for index, mutant in enumerate(mutants)]
     ranked.sort(key=lambda pair: pair[0])
-    return [mutant for _, mutant in ranked[:size]], len(ranked)
+    return [mutant for _, mutant in ranked]
 
 
 def try_all(build, mutants, results, workers, prefix):
@@ -171,10 +171,9 @@ def try_all(build, mutants, results, workers, prefix):
     return not errors
 
 
-def report(mutants, total, results, reasons, seconds, is_small):
+def report(mutants, total, results, reasons, unkillable, seconds, is_small):
     entries = [{"outcome": ALIVE, "mutant": results.text(mutant)}
-               if is_small and results.text(mutant) in reasons else results.get(mutant)
-               for mutant in mutants]
+               if results.text(mutant) in unkillable else results.get(mutant) for mutant in mutants]
     entries = [entry for entry in entries if entry]
     counts = Counter(entry["outcome"] for entry in entries)
     alive = 0
@@ -221,13 +220,17 @@ def main():
     size = None if options.long else options.sample or SMALL_SAMPLE
     seed = options.seed if options.seed is not None else commit_seed()
     print(FIGURE + ("All mutants" if options.long else f"Seed {seed}"), flush=True)
-    mutants, total = choose(sources, size, seed)
+    ranked = ranked_mutants(sources, seed)
+    mutants = ranked[:size]
     results = Results(sources)
     reasons = explained_survivors()
+    # Of mutants that read alike, some explained, nobody knows which those are: they are tried.
+    alike = Counter(map(results.text, ranked))
+    unkillable = {text for text, known in reasons.items() if len(known) == alike[text]}
     small = size == SMALL_SAMPLE
     # The small sample tells of today's tests, and takes nothing from earlier runs.
-    open_ones = [mutant for mutant in mutants
-                 if (results.text(mutant) not in reasons if small else results.get(mutant) is None)]
+    open_ones = [mutant for mutant in mutants if results.text(mutant) not in unkillable
+                 and (small or results.get(mutant) is None)]
     prefix = WinePrefix(FOLDER / "prefix")
     try:
         prefix.make()
@@ -235,7 +238,7 @@ def main():
                                          open_ones, results, options.workers, prefix)
     finally:
         prefix.end()
-    good = report(mutants, total, results, reasons, time.monotonic() - start, small)
+    good = report(mutants, len(ranked), results, reasons, unkillable, time.monotonic() - start, small)
     return 0 if good and whole else 1
 
 
