@@ -52,6 +52,8 @@ std::optional<std::wstring> TakeOption(Arguments& arguments, std::wstring_view n
 std::wstring ToWindowsPath(const std::wstring& path);
 
 int RunReset(const Arguments& arguments);
+int RunKeep(const Arguments& arguments);
+int RunRestore(const Arguments& arguments);
 int RunPrinter(const Arguments& arguments);
 int RunDriver(const Arguments& arguments);
 int RunUser(const Arguments& arguments);

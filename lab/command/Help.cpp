@@ -11,6 +11,11 @@ const std::vector<Command>& Commands()
     static const std::vector<Command> commands = {
         {L"reset", &RunReset,
          L"reset                          make everything as it was at the start\n"},
+        {L"keep", &RunKeep,
+         L"keep                           keep the machine as it is; no program may be at work\n"},
+        {L"restore", &RunRestore,
+         L"restore                        after reset: make the machine as it was kept, but for\n"
+         L"                               Windows' version and what siblings are told\n"},
         {L"printer", &RunPrinter,
          L"printer add NAME DRIVER        add a printer; the spooler logs event 300\n"
          L"printer change NAME...         change some; the spooler logs event 306 for each\n"

@@ -219,4 +219,17 @@ void NoteMade(const std::wstring& path, const Identity& creator, PSECURITY_DESCR
     }
 }
 
+void AdoptFiles()
+{
+    const LabKey key = CreateStateKey(kFileKey);
+    for (const std::wstring& path : key.ValueNames())
+    {
+        const std::wstring kept = key.String(path).value_or(L"");
+        if (const auto file = FindFile(path, FILE_FLAG_OPEN_REPARSE_POINT))
+        {
+            key.SetString(path, file->id + kept.substr(kept.find(L' ') + 1));
+        }
+    }
+}
+
 } // namespace PalvoLab

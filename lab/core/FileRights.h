@@ -42,4 +42,7 @@ bool MayAdd(const std::wstring& path, const Identity& identity, bool isFolder);
 void NoteMade(const std::wstring& path, const Identity& creator,
               PSECURITY_DESCRIPTOR given = nullptr);
 
+// Files that were copied to a path of which security is kept have that.
+void AdoptFiles();
+
 } // namespace PalvoLab
