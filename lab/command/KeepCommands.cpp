@@ -27,8 +27,8 @@ struct Key
     }
 };
 
-// What makes the machine: the lab's state with the users' hives, what the program stored, and the two
-// bags that stand in hives of Wine's own.
+// What makes the machine: the lab's state with the users' hives, what the program stored, and the
+// two bags that stand in hives of Wine's own.
 const std::vector<Key>& Keys()
 {
     static const std::wstring bags = L"\\Software\\Classes\\Local Settings\\Printers";
