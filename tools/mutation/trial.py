@@ -135,4 +135,6 @@ class Trials:
                     return failure
                 return None
             self.shop.renew_prefix()
+            # The machine may have become slower since the limit was taken.
+            self.limits[stage] = limit = 4 * limit
         raise RuntimeError(f"{program}: {failure} fails without any mutant")
