@@ -1,7 +1,7 @@
 // The commands of palvo-lab: what they share.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <optional>
 #include <string>

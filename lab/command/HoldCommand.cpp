@@ -9,16 +9,16 @@ namespace PalvoLab
 namespace
 {
 
-std::vector<OwnedHandle>& Held()
+std::vector<KernelHandle>& Held()
 {
-    static std::vector<OwnedHandle> held;
+    static std::vector<KernelHandle> held;
     return held;
 }
 
 // Closing a mutex does not give it up while this thread lives and somebody else has it open.
 void GiveUp()
 {
-    for (const OwnedHandle& object : Held())
+    for (const KernelHandle& object : Held())
     {
         ReleaseMutex(object.Get());
     }
@@ -52,7 +52,7 @@ int RunHold(const Arguments& given)
     }
     const SECURITY_ATTRIBUTES asked = {sizeof asked, list ? descriptor.data() : nullptr, FALSE};
     ObjectSecurity security(*identity, &asked);
-    OwnedHandle made(Make(arguments[0], arguments[1], security.Attributes()));
+    KernelHandle made(Make(arguments[0], arguments[1], security.Attributes()));
     if (!made || GetLastError() == ERROR_ALREADY_EXISTS)
     {
         return Complain(L"'" + arguments[1] + L"' is there already");

@@ -5,7 +5,7 @@
 
 #include "Hives.h"
 #include "LabState.h"
-#include "Owners.h"
+#include "LabLock.h"
 #include "Text.h"
 
 namespace

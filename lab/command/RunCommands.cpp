@@ -43,12 +43,12 @@ LaunchRequest TakeLaunchOptions(Arguments& arguments)
     return request;
 }
 
-OwnedHandle CreateOutput(const std::wstring& path)
+FileHandle CreateOutput(const std::wstring& path)
 {
     SECURITY_ATTRIBUTES inheritable = {};
     inheritable.nLength = sizeof inheritable;
     inheritable.bInheritHandle = TRUE;
-    return OwnedHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+    return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                    &inheritable, path == L"NUL" ? OPEN_EXISTING : CREATE_ALWAYS,
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
 }
@@ -78,7 +78,7 @@ struct Copy
 {
     std::wstring account;
     std::wstring arguments;
-    OwnedHandle output;
+    FileHandle output;
     std::optional<Launched> process;
 };
 
@@ -158,14 +158,14 @@ int RunProgram(const Arguments& given)
     request.commandLine = WithProgram(request.program, arguments);
 
     // A program that nobody waits for must not hold the caller's pipe open.
-    OwnedHandle output;
+    FileHandle output;
     if (outputPath || !wait)
     {
         output = CreateOutput(outputPath ? ToWindowsPath(*outputPath) : L"NUL");
         request.output = output.Get();
         request.ownErrors = false;
     }
-    OwnedHandle turns = inTurns ? MakeTurnPipe(request) : OwnedHandle();
+    FileHandle turns = inTurns ? MakeTurnPipe(request) : FileHandle();
     auto launched = Launch(request);
     if (!launched)
     {
@@ -206,7 +206,7 @@ int RunKill(const Arguments& arguments)
     {
         return Misused(L"kill");
     }
-    const OwnedHandle process(
+    const KernelHandle process(
         OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
                     static_cast<DWORD>(*id)));
     if (!process || !IsTheProgram(process.Get()) || !TerminateProcess(process.Get(), kKilled))

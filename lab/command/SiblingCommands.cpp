@@ -42,7 +42,7 @@ bool ParseTake(const std::wstring& text, SiblingOrders& orders)
 
 void Signal(SiblingKind kind, bool released)
 {
-    const OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, ReleaseEventName(kind).c_str()));
+    const KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, ReleaseEventName(kind).c_str()));
     if (released)
     {
         SetEvent(event.Get());

@@ -14,7 +14,7 @@ namespace
 
 struct HeldCopy
 {
-    OwnedHandle pipe;
+    FileHandle pipe;
     Launched process;
     bool stands = false; // before a call
 };
@@ -49,7 +49,7 @@ int PrintEnd(HeldCopies::iterator copy)
 
 } // namespace
 
-OwnedHandle MakeTurnPipe(LaunchRequest& request)
+FileHandle MakeTurnPipe(LaunchRequest& request)
 {
     static unsigned made = 0;
     const std::wstring name = L"\\\\.\\pipe\\PalvoLabTurns-" +
@@ -57,12 +57,12 @@ OwnedHandle MakeTurnPipe(LaunchRequest& request)
                               std::to_wstring(++made);
     constexpr DWORD size = 4096;
     request.environment.emplace_back(kTurnVariable, name);
-    return OwnedHandle(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX,
+    return FileHandle(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX,
                                         PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, size, size, 0,
                                         nullptr));
 }
 
-void HoldInTurns(OwnedHandle pipe, Launched copy)
+void HoldInTurns(FileHandle pipe, Launched copy)
 {
     const DWORD id = copy.Id();
     Held().insert_or_assign(id, HeldCopy{std::move(pipe), std::move(copy)});

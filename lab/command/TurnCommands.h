@@ -7,9 +7,9 @@ namespace PalvoLab
 {
 
 // The pipe on which the program to be launched will be told; it learns the pipe's name by the request.
-OwnedHandle MakeTurnPipe(LaunchRequest& request);
+FileHandle MakeTurnPipe(LaunchRequest& request);
 
 // Takes it over until its end.
-void HoldInTurns(OwnedHandle pipe, Launched copy);
+void HoldInTurns(FileHandle pipe, Launched copy);
 
 } // namespace PalvoLab

@@ -3,7 +3,7 @@
 // serves twice: in the lab each is checked against the doubles, on Windows against Windows.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <string>
 

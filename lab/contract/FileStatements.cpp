@@ -65,7 +65,7 @@ DWORD Names(HANDLE file)
 
 std::wstring FileList(const wchar_t* path)
 {
-    const OwnedHandle file(Open(path, READ_CONTROL));
+    const KernelHandle file(Open(path, READ_CONTROL));
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     GetSecurityInfo(file.Get(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                     nullptr, nullptr, &descriptor);
@@ -82,7 +82,7 @@ STATEMENT(AnyHandleTellsItsPathAndItsNames,
     const Folder folder;
     for (const DWORD access : {DWORD{DELETE}, DWORD{FILE_APPEND_DATA | SYNCHRONIZE}, DWORD{0}})
     {
-        const OwnedHandle file(Open(kFile, access));
+        const KernelHandle file(Open(kFile, access));
         BY_HANDLE_FILE_INFORMATION information = {};
         CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
         CHECK(Names(file.Get()) == 1);
@@ -98,7 +98,7 @@ STATEMENT(AHardLinkHasAPathOfItsOwnAndItsFilesList, "CreateHardLinkW, GetSecurit
     CHECK(SetFileList(kFile, L"D:P(A;;FA;;;WD)(A;;0x1;;;AN)"));
     CHECK(CreateHardLinkW(kOther, kFile, nullptr));
     {
-        const OwnedHandle link(Open(kOther, GENERIC_READ));
+        const KernelHandle link(Open(kOther, GENERIC_READ));
         CHECK(FinalPath(link.Get()) == std::wstring(L"\\\\?\\") + kOther);
         CHECK(Names(link.Get()) == 2);
     }
@@ -132,7 +132,7 @@ STATEMENT(AFileThatIsNotSharedIsNeitherOpenedNorDeleted, "CreateFileW, DeleteFil
           Caller::Anybody)
 {
     const Folder folder;
-    const OwnedHandle held(Open(kFile, GENERIC_READ, OPEN_EXISTING, 0));
+    const KernelHandle held(Open(kFile, GENERIC_READ, OPEN_EXISTING, 0));
     CHECK_FAILS(Opens(kFile, FILE_APPEND_DATA), ERROR_SHARING_VIOLATION);
     CHECK_FAILS(DeleteFileW(kFile), ERROR_SHARING_VIOLATION);
     // Who reads nothing but the file's attributes is no hindrance and has none.

@@ -60,7 +60,7 @@ HANDLE OwnToken(DWORD access)
 
 std::wstring OwnSid()
 {
-    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const KernelHandle token(OwnToken(TOKEN_QUERY));
     alignas(TOKEN_USER) std::array<BYTE, 256> buffer = {};
     DWORD size = 0;
     return GetTokenInformation(token.Get(), TokenUser, buffer.data(), buffer.size(), &size)

@@ -24,7 +24,7 @@ const char* NameOf(Caller caller)
 
 Caller OwnAccount()
 {
-    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const KernelHandle token(OwnToken(TOKEN_QUERY));
     const std::wstring sid = OwnSid();
     TOKEN_ELEVATION elevation = {};
     DWORD size = 0;
@@ -35,7 +35,7 @@ Caller OwnAccount()
                                             : Caller::StandardUser;
 }
 
-OwnedHandle StartOne(const Statement& statement, HANDLE output)
+KernelHandle StartOne(const Statement& statement, HANDLE output)
 {
     std::array<wchar_t, 1024> program = {};
     GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
@@ -51,10 +51,10 @@ OwnedHandle StartOne(const Statement& statement, HANDLE output)
     if (!CreateProcessW(program.data(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
                         &startup, &made))
     {
-        return OwnedHandle();
+        return KernelHandle();
     }
     CloseHandle(made.hThread);
-    return OwnedHandle(made.hProcess);
+    return KernelHandle(made.hProcess);
 }
 
 // What it said is little: it fits into the pipe until it has ended.
@@ -112,9 +112,9 @@ Outcome Ask(const Statement& statement)
     {
         return Tell("not started", statement, Outcome::DoesNot);
     }
-    const OwnedHandle output(reader);
+    const KernelHandle output(reader);
     SetHandleInformation(reader, HANDLE_FLAG_INHERIT, 0);
-    OwnedHandle process = StartOne(statement, writer);
+    KernelHandle process = StartOne(statement, writer);
     CloseHandle(writer);
     const Outcome outcome = Judge(statement, process.Get());
     std::fputs(ReadAll(output.Get()).c_str(), stdout);

@@ -21,10 +21,10 @@ HANDLE Duplicate(HANDLE token, DWORD access, SECURITY_IMPERSONATION_LEVEL level,
 }
 
 // A token of the process's user for a thread.
-OwnedHandle ThreadToken(SECURITY_IMPERSONATION_LEVEL level, DWORD access = MAXIMUM_ALLOWED)
+KernelHandle ThreadToken(SECURITY_IMPERSONATION_LEVEL level, DWORD access = MAXIMUM_ALLOWED)
 {
-    const OwnedHandle own(OwnToken(MAXIMUM_ALLOWED));
-    return OwnedHandle(Duplicate(own.Get(), access, level, TokenImpersonation));
+    const KernelHandle own(OwnToken(MAXIMUM_ALLOWED));
+    return KernelHandle(Duplicate(own.Get(), access, level, TokenImpersonation));
 }
 
 BOOL IsAdministrator()
@@ -47,7 +47,7 @@ bool HasThreadToken()
 
 STATEMENT(ATokenTellsItsUserInTwoCalls, "GetTokenInformation(TokenUser)", Caller::Anybody)
 {
-    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const KernelHandle token(OwnToken(TOKEN_QUERY));
     DWORD size = 0;
     CHECK_FAILS(GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size),
                 ERROR_INSUFFICIENT_BUFFER);
@@ -59,10 +59,10 @@ STATEMENT(ATokenTellsItsUserInTwoCalls, "GetTokenInformation(TokenUser)", Caller
 STATEMENT(ATokenIsGoodForWhatItWasOpenedFor, "GetTokenInformation, DuplicateTokenEx",
           Caller::Anybody)
 {
-    const OwnedHandle query(OwnToken(TOKEN_QUERY));
+    const KernelHandle query(OwnToken(TOKEN_QUERY));
     CHECK_FAILS(Duplicate(query.Get(), 0, SecurityImpersonation, TokenPrimary),
                 ERROR_ACCESS_DENIED);
-    const OwnedHandle duplicate(OwnToken(TOKEN_DUPLICATE));
+    const KernelHandle duplicate(OwnToken(TOKEN_DUPLICATE));
     TOKEN_ELEVATION_TYPE type = TokenElevationTypeDefault;
     DWORD size = 0;
     CHECK_FAILS(
@@ -73,22 +73,22 @@ STATEMENT(ATokenIsGoodForWhatItWasOpenedFor, "GetTokenInformation, DuplicateToke
 STATEMENT(ATokenForLookingAtIsNoGoodForActing, "ImpersonateLoggedOnUser, DuplicateTokenEx",
           Caller::Anybody)
 {
-    const OwnedHandle query = ThreadToken(SecurityImpersonation, TOKEN_QUERY);
+    const KernelHandle query = ThreadToken(SecurityImpersonation, TOKEN_QUERY);
     CHECK_FAILS(ImpersonateLoggedOnUser(query.Get()), ERROR_ACCESS_DENIED);
-    const OwnedHandle identify = ThreadToken(SecurityIdentification);
+    const KernelHandle identify = ThreadToken(SecurityIdentification);
     CHECK_FAILS(Duplicate(identify.Get(), MAXIMUM_ALLOWED, SecurityImpersonation, TokenPrimary),
                 ERROR_BAD_IMPERSONATION_LEVEL);
 }
 
 STATEMENT(AThreadTakesNoPrimaryToken, "SetThreadToken", Caller::Anybody)
 {
-    const OwnedHandle primary(OwnToken(MAXIMUM_ALLOWED));
+    const KernelHandle primary(OwnToken(MAXIMUM_ALLOWED));
     CHECK_FAILS(SetThreadToken(nullptr, primary.Get()), ERROR_BAD_TOKEN_TYPE);
 }
 
 STATEMENT(AThreadHasATokenWhileItImpersonates, "OpenThreadToken", Caller::Anybody)
 {
-    const OwnedHandle token = ThreadToken(SecurityImpersonation);
+    const KernelHandle token = ThreadToken(SecurityImpersonation);
     CHECK_FAILS(HasThreadToken(), ERROR_NO_TOKEN);
     CHECK(ImpersonateLoggedOnUser(token.Get()));
     CHECK(HasThreadToken());
@@ -99,7 +99,7 @@ STATEMENT(AThreadHasATokenWhileItImpersonates, "OpenThreadToken", Caller::Anybod
 STATEMENT(WhoActsAtIdentificationLevelOpensNothing, "SetThreadToken, CreateFileW, RegOpenKeyExW",
           Caller::Anybody)
 {
-    const OwnedHandle token = ThreadToken(SecurityIdentification);
+    const KernelHandle token = ThreadToken(SecurityIdentification);
     CHECK(SetThreadToken(nullptr, token.Get()));
     HKEY key = nullptr;
     const LSTATUS opened = RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_READ, &key);
@@ -128,7 +128,7 @@ STATEMENT(AClosedTokenIsRefused, "ImpersonateLoggedOnUser, GetTokenInformation, 
 STATEMENT(ATokenThatIsNotSplitHasNoOtherHalf, "GetTokenInformation(TokenLinkedToken)",
           Caller::System)
 {
-    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const KernelHandle token(OwnToken(TOKEN_QUERY));
     TOKEN_ELEVATION_TYPE type = TokenElevationTypeFull;
     TOKEN_LINKED_TOKEN linked = {};
     DWORD size = 0;
@@ -141,11 +141,11 @@ STATEMENT(ATokenThatIsNotSplitHasNoOtherHalf, "GetTokenInformation(TokenLinkedTo
 STATEMENT(AnAdministratorsOtherHalfIsForLookingAtOnly, "GetTokenInformation(TokenLinkedToken)",
           Caller::Administrator)
 {
-    const OwnedHandle token(OwnToken(TOKEN_QUERY));
+    const KernelHandle token(OwnToken(TOKEN_QUERY));
     TOKEN_LINKED_TOKEN linked = {};
     DWORD size = 0;
     CHECK(GetTokenInformation(token.Get(), TokenLinkedToken, &linked, sizeof linked, &size));
-    const OwnedHandle other(linked.LinkedToken);
+    const KernelHandle other(linked.LinkedToken);
     CHECK_FAILS(Duplicate(other.Get(), MAXIMUM_ALLOWED, SecurityImpersonation, TokenPrimary),
                 ERROR_BAD_IMPERSONATION_LEVEL);
 }
@@ -165,7 +165,7 @@ STATEMENT(AUsersEnvironmentNamesTheUser, "CreateEnvironmentBlock", Caller::Stand
     std::array<wchar_t, 300> name = {};
     auto size = static_cast<DWORD>(name.size());
     CHECK(GetUserNameW(name.data(), &size));
-    const OwnedHandle token(OwnToken(TOKEN_QUERY | TOKEN_DUPLICATE));
+    const KernelHandle token(OwnToken(TOKEN_QUERY | TOKEN_DUPLICATE));
     LPVOID block = nullptr;
     CHECK(CreateEnvironmentBlock(&block, token.Get(), FALSE));
     bool isNamed = false;
@@ -181,7 +181,7 @@ STATEMENT(AUsersEnvironmentNamesTheUser, "CreateEnvironmentBlock", Caller::Stand
 
 STATEMENT(AProcessAsAnotherUserNeedsAPrimaryToken, "CreateProcessAsUserW", Caller::System)
 {
-    const OwnedHandle token = ThreadToken(SecurityImpersonation);
+    const KernelHandle token = ThreadToken(SecurityImpersonation);
     std::wstring command = L"C:\\no\\such\\program.exe";
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;

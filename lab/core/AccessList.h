@@ -1,7 +1,7 @@
 // Access lists: what they give the accounts of the lab, decided as Windows's access check decides.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include "Accounts.h"
 

@@ -2,7 +2,7 @@
 
 #include "LabState.h"
 #include "Text.h"
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 namespace PalvoLab
 {

@@ -46,7 +46,7 @@ bool IsRecording()
 
 void StartRecording()
 {
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     recording = Setting(L"Record") == L"on";
     const std::wstring only = Setting(L"RecordOnly");
     onlyFunctions = only.empty() ? std::vector<std::wstring>() : Split(only, L' ');
@@ -65,7 +65,7 @@ void RecordCall(const std::wstring& text, bool wanted)
     {
         return;
     }
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     if (wanted)
     {
         AppendToCallFile(std::to_string(GetCurrentProcessId()) + " " + ToLine(text) + "\n");
@@ -81,7 +81,7 @@ RecordInOrder::RecordInOrder(bool needed) : m_held(needed && recording)
 {
     if (m_held)
     {
-        const KeepLastError keep;
+        const LastErrorKeeper keep;
         WaitForSingleObject(RecordMutex(), INFINITE);
     }
 }
@@ -90,7 +90,7 @@ RecordInOrder::~RecordInOrder()
 {
     if (m_held)
     {
-        const KeepLastError keep;
+        const LastErrorKeeper keep;
         ReleaseMutex(RecordMutex());
     }
 }

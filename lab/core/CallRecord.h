@@ -3,7 +3,7 @@
 // call has returned; where that is too late to tell what came first, see RecordInOrder.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "CallThunk.h"
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <cstring>
 

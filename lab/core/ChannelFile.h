@@ -91,7 +91,7 @@ private:
         SetFilePointerEx(m_file.Get(), to, nullptr, FILE_BEGIN);
     }
 
-    OwnedHandle m_file;
+    FileHandle m_file;
     FileHeader m_header;
 };
 

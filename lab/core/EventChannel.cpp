@@ -1,6 +1,7 @@
 #include "EventChannel.h"
 
 #include "ChannelFile.h"
+#include "LabLock.h"
 #include "LabState.h"
 #include "Text.h"
 

@@ -142,7 +142,7 @@ std::wstring FinalPath(HANDLE file)
 
 std::optional<LabFile> FileOf(HANDLE file)
 {
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     BY_HANDLE_FILE_INFORMATION information = {};
     LabFile found;
     found.path = FinalPath(file);
@@ -159,8 +159,8 @@ std::optional<LabFile> FileOf(HANDLE file)
 
 std::optional<LabFile> FindFile(const std::wstring& path, DWORD flags)
 {
-    const KeepLastError keep;
-    const OwnedHandle file(
+    const LastErrorKeeper keep;
+    const FileHandle file(
         CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                     nullptr, OPEN_EXISTING,
                     FILE_FLAG_BACKUP_SEMANTICS | (flags & FILE_FLAG_OPEN_REPARSE_POINT), nullptr));
@@ -205,7 +205,7 @@ bool MayAdd(const std::wstring& path, const Identity& identity, bool isFolder)
 
 void NoteMade(const std::wstring& path, const Identity& creator, PSECURITY_DESCRIPTOR given)
 {
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     const auto file = FindFile(path, FILE_FLAG_OPEN_REPARSE_POINT);
     std::wstring security =
         file ? Inherited(FolderSecurity(file->path), OwnerOf(creator), file->isFolder) : L"";

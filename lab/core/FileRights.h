@@ -5,7 +5,7 @@
 // may all.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include "Accounts.h"
 

@@ -2,7 +2,7 @@
 
 #include "Accounts.h"
 #include "LabState.h"
-#include "Owners.h"
+#include "LabLock.h"
 #include "Text.h"
 
 #include <winternl.h>

@@ -6,7 +6,7 @@
 // included, goes on calling the real one.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <string>
 #include <vector>

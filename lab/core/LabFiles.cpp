@@ -1,6 +1,7 @@
 // The lab's files: see LabState.h.
 #include "LabState.h"
 
+#include "LabLock.h"
 #include "Owners.h"
 
 namespace PalvoLab
@@ -40,7 +41,7 @@ void AppendLine(const std::wstring& fileName, const std::string& line)
 {
     const std::string text = line + "\n";
     const LabLock lock(kFileLock);
-    const OwnedHandle file(CreateFileW((DataFolder() + fileName).c_str(), FILE_APPEND_DATA,
+    const FileHandle file(CreateFileW((DataFolder() + fileName).c_str(), FILE_APPEND_DATA,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                        nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
@@ -65,7 +66,7 @@ std::vector<std::string> ReadLines(const std::wstring& fileName)
 
 std::optional<std::string> ReadWholeFile(const std::wstring& path)
 {
-    const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size = {};

@@ -3,7 +3,7 @@
 // C:\ProgramData\PalvoLab.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <cstdint>
 #include <optional>

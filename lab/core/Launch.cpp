@@ -64,7 +64,7 @@ bool Inject(HANDLE process, const std::wstring& dll)
     }
     const auto load = reinterpret_cast<LPTHREAD_START_ROUTINE>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "LoadLibraryW")));
-    const OwnedHandle thread(CreateRemoteThread(process, nullptr, 0, load, remote, 0, nullptr));
+    const KernelHandle thread(CreateRemoteThread(process, nullptr, 0, load, remote, 0, nullptr));
     DWORD loaded = 0;
     const bool ok = thread && WaitForSingleObject(thread.Get(), INFINITE) == WAIT_OBJECT_0 &&
                     GetExitCodeThread(thread.Get(), &loaded) && loaded != 0;
@@ -76,7 +76,7 @@ bool Inject(HANDLE process, const std::wstring& dll)
     return ok;
 }
 
-Launched::Launched(OwnedHandle process, OwnedHandle thread, DWORD id)
+Launched::Launched(KernelHandle process, KernelHandle thread, DWORD id)
     : m_process(std::move(process)), m_thread(std::move(thread)), m_id(id)
 {
 }
@@ -126,7 +126,7 @@ std::optional<Launched> Launch(const LaunchRequest& request)
     {
         return std::nullopt;
     }
-    Launched launched(OwnedHandle(made.hProcess), OwnedHandle(made.hThread), made.dwProcessId);
+    Launched launched(KernelHandle(made.hProcess), KernelHandle(made.hThread), made.dwProcessId);
     if (!Inject(made.hProcess, LabDll()))
     {
         const DWORD error = GetLastError();
@@ -140,7 +140,7 @@ std::optional<Launched> Launch(const LaunchRequest& request)
 bool ResumeSuspended(DWORD processId)
 {
     // Another process's thread is found among all of the machine's.
-    const OwnedHandle threads(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    const FileHandle threads(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
     bool resumed = false;
@@ -149,7 +149,7 @@ bool ResumeSuspended(DWORD processId)
     {
         if (entry.th32OwnerProcessID == processId)
         {
-            const OwnedHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID));
+            const KernelHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID));
             // How often it was suspended before.
             const DWORD count = thread ? ResumeThread(thread.Get()) : 0;
             resumed = resumed || (count != 0 && count != static_cast<DWORD>(-1));

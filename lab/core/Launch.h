@@ -27,7 +27,7 @@ class Launched
 {
 public:
     Launched() = default;
-    Launched(OwnedHandle process, OwnedHandle thread, DWORD id);
+    Launched(KernelHandle process, KernelHandle thread, DWORD id);
 
     void Start() const;
 
@@ -38,8 +38,8 @@ public:
     DWORD Id() const;
 
 private:
-    OwnedHandle m_process;
-    OwnedHandle m_thread;
+    KernelHandle m_process;
+    KernelHandle m_thread;
     DWORD m_id = 0;
 };
 

@@ -27,7 +27,7 @@ public:
     ~TableGuard() { ReleaseSRWLockExclusive(&tableLock); }
 
 private:
-    KeepLastError m_keep;
+    LastErrorKeeper m_keep;
 };
 
 using Key = std::pair<std::wstring, const void*>;

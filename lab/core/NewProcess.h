@@ -1,7 +1,7 @@
 // Making processes in spite of Wine.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 namespace PalvoLab
 {

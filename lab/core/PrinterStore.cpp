@@ -3,6 +3,7 @@
 #include "Accounts.h"
 #include "EventChannel.h"
 #include "LabState.h"
+#include "LabLock.h"
 #include "Owners.h"
 #include "Text.h"
 
@@ -63,7 +64,7 @@ std::wstring_view WithoutOwnServer(std::wstring_view name)
 
 void WriteBytes(const std::wstring& path, const std::string& bytes)
 {
-    const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);

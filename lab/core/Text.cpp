@@ -1,6 +1,6 @@
 #include "Text.h"
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <cwchar>
 

@@ -14,7 +14,7 @@ HANDLE holder = INVALID_HANDLE_VALUE;
 
 void StartTurns()
 {
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     wchar_t pipe[MAX_PATH] = {};
     if (GetEnvironmentVariableW(kTurnVariable, pipe, MAX_PATH) == 0)
     {
@@ -37,7 +37,7 @@ void TakeTurn(const std::wstring& call)
     {
         return;
     }
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     const std::string text = ToLine(call);
     char turn = 0;
     DWORD bytes = 0;

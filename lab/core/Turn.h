@@ -5,7 +5,7 @@
 // takes none.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <string>
 

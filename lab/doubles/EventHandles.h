@@ -2,7 +2,7 @@
 // handle used after its close cannot be taken for another.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include "EventChannel.h"
 

@@ -158,7 +158,7 @@ HANDLE MakeToken(const TokenInfo& info)
     {
         return nullptr;
     }
-    const OwnedHandle owner(process);
+    const KernelHandle owner(process);
     HANDLE token = nullptr;
     const DWORD access = info.access == 0 ? TOKEN_QUERY_SOURCE : info.access;
     if (!DuplicateTokenEx(process, access, nullptr, info.level,

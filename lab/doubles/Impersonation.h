@@ -1,7 +1,7 @@
 // Lab tokens: real kernel handles about which the lab knows whom they stand for.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include "Accounts.h"
 

@@ -70,11 +70,11 @@ DWORD Refusal(HANDLE object, DWORD access, GENERIC_MAPPING rights)
 HANDLE Checked(HANDLE object, DWORD access, GENERIC_MAPPING rights)
 {
     const DWORD error = GetLastError();
-    OwnedHandle owner(object);
+    KernelHandle owner(object);
     const DWORD refusal =
         owner && error == ERROR_ALREADY_EXISTS ? Refusal(object, access, rights) : ERROR_SUCCESS;
     HANDLE given = refusal == ERROR_SUCCESS ? owner.Release() : nullptr;
-    owner = OwnedHandle();
+    owner = KernelHandle();
     SetLastError(refusal == ERROR_SUCCESS ? error : refusal);
     return given;
 }
@@ -108,7 +108,7 @@ HANDLE WINAPI DoubleCreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manual, 
 // to Wine, which says so.
 DWORD RefusalOfNamed(HANDLE opened, DWORD access, GENERIC_MAPPING rights)
 {
-    const OwnedHandle object(opened);
+    const KernelHandle object(opened);
     return object ? Refusal(object.Get(), access, rights) : ERROR_SUCCESS;
 }
 

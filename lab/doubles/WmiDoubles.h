@@ -1,7 +1,7 @@
 // WMI's methods, counted and made to fail.
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 namespace PalvoLab
 {

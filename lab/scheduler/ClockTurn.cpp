@@ -1,4 +1,5 @@
 // The lab's time passes: daily triggers and time limits.
+#include "LabLock.h"
 #include "TaskDemand.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 
 #include "MethodFaults.h"
 #include "PropertyBag.h"
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 
 #include "CallRecord.h"
 #include "LeakRecord.h"

@@ -2,7 +2,7 @@
 // gives back; the objects keep the task's data alive among them.
 #pragma once
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 #include "TaskStore.h"
 
 #include <memory>

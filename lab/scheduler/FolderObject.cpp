@@ -2,7 +2,7 @@
 
 #include "ComObject.h"
 #include "DefinitionObjects.h"
-#include "Owners.h"
+#include "LabLock.h"
 #include "TaskChecks.h"
 
 namespace PalvoLab

@@ -1,7 +1,7 @@
 // The scheduler's root folder, the only one that the lab has.
 #pragma once
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 
 namespace PalvoLab
 {

@@ -1,6 +1,6 @@
 #include "LogonEvents.h"
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 namespace PalvoLab
 {

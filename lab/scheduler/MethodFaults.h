@@ -1,7 +1,7 @@
 // Faults of COM methods: "the N-th call of ITaskSettings::put_Enabled fails with E".
 #pragma once
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,7 @@
 // IRegisteredTask: a look at a task that is stored.
 #include "ComObject.h"
 #include "DefinitionObjects.h"
+#include "LabLock.h"
 #include "SchedulerTime.h"
 #include "TaskInstances.h"
 #include "TaskXml.h"

@@ -1,8 +1,9 @@
 #include "SchedulerCommands.h"
 
+#include "LabLock.h"
+#include "SchedulerResults.h"
 #include "TaskInstances.h"
 #include "TaskRunner.h"
-#include "TaskSchedulerInterfaces.h"
 #include "TaskStart.h"
 #include "TaskXml.h"
 #include "Text.h"

@@ -1,7 +1,7 @@
 #include "SchedulerTime.h"
 
 #include "LabState.h"
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 #include "TaskStore.h"
 
 #include <cwchar>

@@ -1,7 +1,7 @@
 // The task service, as COM asks for it.
 #pragma once
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 
 namespace PalvoLab
 {

@@ -1,7 +1,7 @@
 // What Task Scheduler refuses when a task is registered.
 #pragma once
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 #include "TaskStore.h"
 
 #include <string>

@@ -1,8 +1,9 @@
 // palvotaskhost.exe: starts one instance of a task and waits for it, as the service's engine does.
+#include "LabLock.h"
 #include "Launch.h"
+#include "SchedulerResults.h"
 #include "TaskInstances.h"
 #include "TaskRunner.h"
-#include "TaskSchedulerInterfaces.h"
 #include "Text.h"
 
 namespace

@@ -1,7 +1,8 @@
 #include "TaskInstances.h"
 
+#include "LabLock.h"
 #include "NewProcess.h"
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ std::wstring NewEventName()
 
 bool IsAlive(const TaskInstance& instance)
 {
-    return static_cast<bool>(OwnedHandle(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str())));
+    return static_cast<bool>(KernelHandle(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str())));
 }
 
 std::wstring HostProgram()
@@ -68,8 +69,8 @@ void ForgetLost(const TaskInstance& instance)
 // Until the instance's program runs, or its host gave up.
 void AwaitStarted(const TaskInstance& instance)
 {
-    const OwnedHandle started(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str()));
-    const OwnedHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
+    const KernelHandle started(OpenEventW(SYNCHRONIZE, FALSE, instance.event.c_str()));
+    const KernelHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
     if (started && host)
     {
         const HANDLE either[] = {started.Get(), host.Get()};
@@ -171,7 +172,7 @@ std::optional<StartingInstance> StartHost(TaskInstance instance)
     StartingInstance starting;
     starting.id = instance.id;
     instance.event = NewEventName();
-    starting.started = OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, instance.event.c_str()));
+    starting.started = KernelHandle(CreateEventW(nullptr, TRUE, FALSE, instance.event.c_str()));
     const std::wstring program = HostProgram();
     std::wstring commandLine = L"\"" + program + L"\" " + std::to_wstring(instance.id);
     STARTUPINFOW startup = {};
@@ -184,8 +185,8 @@ std::optional<StartingInstance> StartHost(TaskInstance instance)
     {
         return std::nullopt;
     }
-    starting.host = OwnedHandle(made.hProcess);
-    const OwnedHandle thread(made.hThread);
+    starting.host = KernelHandle(made.hProcess);
+    const KernelHandle thread(made.hThread);
     HANDLE inHost = nullptr;
     DuplicateHandle(GetCurrentProcess(), starting.started.Get(), made.hProcess, &inHost, 0, FALSE,
                     DUPLICATE_SAME_ACCESS);
@@ -225,7 +226,7 @@ std::size_t Terminate(const std::vector<TaskInstance>& instances)
             }
             stored->isTerminated = true;
             SaveInstance(*stored);
-            const OwnedHandle process(OpenProcess(PROCESS_TERMINATE, FALSE, stored->processId));
+            const KernelHandle process(OpenProcess(PROCESS_TERMINATE, FALSE, stored->processId));
             TerminateProcess(process.Get(), 1);
             LogScheduler(L"terminated: " + stored->task);
             ended.push_back(*stored);
@@ -240,7 +241,7 @@ bool AwaitEnd(const std::vector<TaskInstance>& instances, std::uint32_t millisec
     const std::uint64_t begin = GetTickCount64();
     for (const TaskInstance& instance : instances)
     {
-        const OwnedHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
+        const KernelHandle host(OpenProcess(SYNCHRONIZE, FALSE, instance.hostId));
         if (!host || !IsAlive(instance))
         {
             continue;
@@ -263,7 +264,7 @@ void ReportStarted(const TaskInstance& instance)
     {
         CreateStateKey(kStartKey).SetNumber(std::to_wstring(instance.id), instance.processId);
     }
-    const OwnedHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, instance.event.c_str()));
+    const KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, instance.event.c_str()));
     SetEvent(event.Get());
 }
 

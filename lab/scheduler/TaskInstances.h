@@ -40,8 +40,8 @@ struct TaskInstance
 struct StartingInstance
 {
     std::uint32_t id = 0;
-    OwnedHandle started; // the instance's event
-    OwnedHandle host;
+    KernelHandle started; // the instance's event
+    KernelHandle host;
 };
 
 // Instances whose hosts live, in the order of their starts. One whose host was killed is forgotten,

@@ -1,9 +1,10 @@
 #include "TaskRunner.h"
 
 #include "EventChannel.h"
+#include "LabLock.h"
+#include "SchedulerResults.h"
 #include "Subscription.h"
 #include "TaskDemand.h"
-#include "TaskSchedulerInterfaces.h"
 #include "TaskStart.h"
 #include "Text.h"
 

@@ -1,6 +1,7 @@
 #include "TaskStart.h"
 
-#include "TaskSchedulerInterfaces.h"
+#include "LabLock.h"
+#include "SchedulerResults.h"
 #include "Text.h"
 
 #include <algorithm>

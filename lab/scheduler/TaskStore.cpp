@@ -1,9 +1,9 @@
 #include "TaskStore.h"
 
 #include "EventChannel.h"
-#include "Owners.h"
+#include "LabLock.h"
+#include "SchedulerResults.h"
 #include "Subscription.h"
-#include "TaskSchedulerInterfaces.h"
 #include "Text.h"
 
 #include <algorithm>

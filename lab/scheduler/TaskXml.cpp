@@ -1,6 +1,6 @@
 #include "TaskXml.h"
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 #include "XmlTree.h"
 
 #include <iterator>

@@ -73,7 +73,7 @@ class EventTriggerObject final : public TriggerObject<IEventTrigger>
 {
 public:
     explicit EventTriggerObject(SharedTrigger trigger)
-        : TriggerObject(L"IEventTrigger", kEventTriggerId, std::move(trigger))
+        : TriggerObject(L"IEventTrigger", IID_EventTrigger, std::move(trigger))
     {
     }
 

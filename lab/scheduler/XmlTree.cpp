@@ -1,6 +1,6 @@
 #include "XmlTree.h"
 
-#include "WindowsApi.h"
+#include "WindowsHeaders.h"
 
 #include <ole2.h>
 #include <xmllite.h>

@@ -28,7 +28,7 @@ SiblingKind OwnKind()
 
 DWORD ParentId()
 {
-    const OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more;
@@ -55,7 +55,7 @@ DWORD TimeToTake(const SiblingOrders& orders)
 // Leaves a request as a copy of the program does: only while somebody holds the event open.
 void Post(const std::wstring& eventName)
 {
-    const OwnedHandle event(
+    const KernelHandle event(
         eventName.empty() ? nullptr : OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
     if (event)
     {
@@ -66,7 +66,7 @@ void Post(const std::wstring& eventName)
 // The event is made before the start is recorded: who sees the start can release.
 void Work(SiblingRun& run)
 {
-    const OwnedHandle release(
+    const KernelHandle release(
         CreateEventW(nullptr, TRUE, FALSE, ReleaseEventName(run.kind).c_str()));
     run.startTime = Now();
     RecordSiblingStart(run);

@@ -1,7 +1,7 @@
 #include "Check.h"
 
+#include "SchedulerResults.h"
 #include "SchedulerTime.h"
-#include "TaskSchedulerInterfaces.h"
 #include "TaskStore.h"
 
 using namespace PalvoLab;

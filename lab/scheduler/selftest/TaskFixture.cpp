@@ -86,7 +86,7 @@ HRESULT AddTrigger(ITaskDefinition* task, const TaskPlan& plan)
         return steps
             .Then(
                 [&] {
-                    return trigger->QueryInterface(kEventTriggerId,
+                    return trigger->QueryInterface(IID_EventTrigger,
                                                    reinterpret_cast<void**>(event.Receive()));
                 })
             .Then([&] { return event->put_Subscription(Text(plan.subscription)); })

@@ -1,7 +1,7 @@
 // A small client of Task Scheduler, for the lab's own tests.
 #pragma once
 
-#include "TaskSchedulerInterfaces.h"
+#include "SchedulerResults.h"
 
 #include <string>
 

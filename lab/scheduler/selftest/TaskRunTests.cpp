@@ -2,6 +2,7 @@
 #include "TaskFixture.h"
 
 #include "EventChannel.h"
+#include "LabLock.h"
 #include "LabState.h"
 #include "LogonEvents.h"
 #include "SiblingStore.h"
@@ -62,7 +63,7 @@ public:
     }
 
 private:
-    OwnedHandle m_release;
+    KernelHandle m_release;
 };
 
 std::vector<TaskInstance> Running()

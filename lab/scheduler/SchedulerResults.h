@@ -1,34 +1,13 @@
-// Task Scheduler 2.0's interfaces, with the one that mingw-w64's header lacks.
 #pragma once
 
-#include "WindowsApi.h"
+#include "TaskSchedulerInterfaces.h"
 
 #include <ole2.h>
-#include <taskschd.h>
 
 #include <cstdint>
 
-struct ITaskNamedValueCollection;
-
 namespace PalvoLab
 {
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// As Windows publishes it: the methods of a trigger, then these.
-struct IEventTrigger : public ITrigger
-{
-    virtual HRESULT STDMETHODCALLTYPE get_Subscription(BSTR* query) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_Subscription(BSTR query) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Delay(BSTR* delay) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_Delay(BSTR delay) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ValueQueries(ITaskNamedValueCollection** queries) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_ValueQueries(ITaskNamedValueCollection* queries) = 0;
-};
-#pragma GCC diagnostic pop
-
-inline constexpr IID kEventTriggerId = {
-    0xd45b0167, 0x9653, 0x4eef, {0xb9, 0x4f, 0x07, 0x32, 0xca, 0x7a, 0xf2, 0x51}};
 
 // What Task Scheduler answers. The names are those of Windows's own headers.
 namespace SchedulerResult
