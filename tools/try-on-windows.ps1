@@ -116,6 +116,11 @@ try {
         # A harmless program in the sibling's place: with an argument it only complains.
         Copy-Item (Join-Path $env:SystemRoot 'System32\hostname.exe') (Join-Path $folder $sibling)
     }
+    foreach ($dll in 'wevtapi.dll', 'wtsapi32.dll') {
+        # A harmless DLL under the name of one that the program loads late, and without its functions: a
+        # program that took wevtapi.dll from its own folder could not set the channel up.
+        Copy-Item (Join-Path $env:SystemRoot 'System32\version.dll') (Join-Path $folder $dll)
+    }
     Test-Program
 } finally {
     Restore-Machine

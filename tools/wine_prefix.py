@@ -5,7 +5,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-WINESERVER = Path(__file__).resolve().with_name("wineserver")
+TOOLS = Path(__file__).resolve().parent
 
 
 class WinePrefix:
@@ -20,6 +20,8 @@ class WinePrefix:
         self.environment.pop("WAYLAND_DISPLAY", None)
 
     def make(self):
+        """Tells of a Wine that nobody tried, too."""
+        subprocess.run([TOOLS / "check-wine"], stdin=subprocess.DEVNULL, timeout=60, check=True)
         done = self.folder / "made-by-tests"
         if done.exists():
             return
@@ -41,6 +43,6 @@ class WinePrefix:
 
     def server(self, argument):
         """-k ends it, -w waits for its end, -p keeps it when nobody uses it."""
-        subprocess.run([WINESERVER, argument], env=self.environment, stdin=subprocess.DEVNULL,
+        subprocess.run([TOOLS / "wineserver", argument], env=self.environment, stdin=subprocess.DEVNULL,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120,
                        check=False)

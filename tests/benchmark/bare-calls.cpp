@@ -140,12 +140,9 @@ int Hives()
         const std::wstring path = name + L"\\Software\\Classes\\Local Settings\\Printers\\"
                                          L"PropertyBags\\Manufacturers\\Palvo";
         RegistryHandle key;
-        DWORD needed = 0;
         auto size = static_cast<DWORD>(value.size());
         if (RegCreateKeyExW(HKEY_USERS, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr,
                             key.Receive(), nullptr) != ERROR_SUCCESS ||
-            RegQueryValueExW(key.Get(), L"DesktopAppGUIDs", nullptr, nullptr, nullptr, &needed) !=
-                ERROR_SUCCESS ||
             RegQueryValueExW(key.Get(), L"DesktopAppGUIDs", nullptr, nullptr, value.data(),
                              &size) != ERROR_SUCCESS ||
             RegSetValueExW(key.Get(), L"DesktopAppGUIDs", 0, REG_SZ, value.data(), size) !=

@@ -17,7 +17,7 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
      "CreateProcessAsUserW CreateWellKnownSid "
      "CryptAcquireContextW CryptCreateHash CryptDestroyHash "
      "CryptGetHashParam CryptHashData CryptReleaseContext DuplicateTokenEx EqualSid "
-     "GetAce GetAclInformation GetSecurityInfo GetTokenInformation GetUserNameW "
+     "GetAce GetAclInformation GetLengthSid GetSecurityInfo GetTokenInformation GetUserNameW "
      "ImpersonateLoggedOnUser InitializeAcl InitializeSecurityDescriptor "
      "IsValidSecurityDescriptor LogonUserW LookupAccountNameW LookupAccountSidW "
      "MakeAbsoluteSD RegCloseKey RegCreateKeyExW RegEnumKeyExW RegOpenKeyExW "

@@ -19,9 +19,13 @@ std::set<std::string> ModulesOfEmptyProgramWith(const std::wstring& dlls)
     return run.modules;
 }
 
-std::set<std::string> ModulesOfShippedFile(const std::wstring& arguments)
+/// What the shipped file has loaded in a run that has to end so.
+std::set<std::string> ModulesOfShippedFile(const std::wstring& arguments, DWORD exitCode)
 {
-    return RunToItsEnd(ShippedFilePath(), arguments).modules;
+    const ProgramRun run = RunToItsEnd(ShippedFilePath(), arguments);
+    EXPECT_EQ(run.exitCode, exitCode) << arguments;
+    EXPECT_TRUE(!run.exception || run.exception->isFirstChance) << "nobody took it: " << arguments;
+    return run.modules;
 }
 
 /// The switch that ends every run on this machine, for as long as the object lives.
@@ -62,6 +66,7 @@ bool IsSomebodyLoggedOn()
 struct ModeDlls
 {
     const wchar_t* arguments;
+    DWORD exitCode;
     /// Loaded beside what the import table names; what these need in turn comes with them.
     const wchar_t* dlls;
     /// Whether the values of a user who is logged on are found out.
@@ -90,27 +95,27 @@ std::wstring UserDlls()
 // UXTHEME comes with the first window class that a system's DLL registers, TASKSCHD with the task
 // scheduler's COM class.
 constexpr ModeDlls Modes[] = {
-    {L"-?", L"SHELL32.dll OLE32.dll"},
-    {L"-x", L"SHELL32.dll OLE32.dll"},
-    {L"-DL", L"SHELL32.dll OLE32.dll"},
-    {L"-w", L"SHELL32.dll OLE32.dll"},
-    {L"-IN", L"SHELL32.dll OLE32.dll"},
-    {L"-UN", L"SHELL32.dll OLE32.dll"},
-    {L"-APDI -i Driver", L"SHELL32.dll OLE32.dll WINSPOOL.DRV UXTHEME.dll"},
-    {L"-IT", L"SHELL32.dll OLE32.dll WEVTAPI.dll OLEAUT32.dll TASKSCHD.dll UXTHEME.dll"},
-    {L"-UT", L"SHELL32.dll OLE32.dll WEVTAPI.dll OLEAUT32.dll TASKSCHD.dll UXTHEME.dll"},
-    {L"-c", L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
-    {L"-c -i NewOrChangedTask", L"SHELL32.dll OLE32.dll WEVTAPI.dll USERENV.dll WTSAPI32.dll",
+    {L"-?", 1, L"SHELL32.dll OLE32.dll"},
+    {L"-x", 1, L"SHELL32.dll OLE32.dll"},
+    {L"-DL", 0, L"SHELL32.dll OLE32.dll"},
+    {L"-w", 1, L"SHELL32.dll OLE32.dll"},
+    {L"-IN", 1, L"SHELL32.dll OLE32.dll"},
+    {L"-UN", 1, L"SHELL32.dll OLE32.dll"},
+    {L"-APDI -i Driver", 0x8007007F, L"SHELL32.dll OLE32.dll WINSPOOL.DRV UXTHEME.dll"},
+    {L"-IT", 1, L"SHELL32.dll OLE32.dll WEVTAPI.dll OLEAUT32.dll TASKSCHD.dll UXTHEME.dll"},
+    {L"-UT", 0, L"SHELL32.dll OLE32.dll WEVTAPI.dll OLEAUT32.dll TASKSCHD.dll UXTHEME.dll"},
+    {L"-c", 0, L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
+    {L"-c -i NewOrChangedTask", 0, L"SHELL32.dll OLE32.dll WEVTAPI.dll USERENV.dll WTSAPI32.dll",
      true},
-    {L"-c -i UserLogonTask", L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
-    {L"-r", L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
-    {L"", L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
+    {L"-c -i UserLogonTask", 0, L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
+    {L"-r", 0, L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
+    {L"", 0, L"SHELL32.dll OLE32.dll USERENV.dll WTSAPI32.dll", true},
 };
 
 TEST(LoadedDlls, ARunThatIsSwitchedOffLoadsWhatItsImportTableNamesAndNothingElse)
 {
     const SwitchedOff off;
-    const std::set<std::string> modules = ModulesOfShippedFile(L"-r");
+    const std::set<std::string> modules = ModulesOfShippedFile(L"-r", 0);
     EXPECT_EQ(modules, ModulesOfEmptyProgramWith(L""));
     for (const char* dll : {"KERNEL32.DLL", "ADVAPI32.DLL", "MSVCRT.DLL"})
     {
@@ -140,7 +145,7 @@ TEST(LoadedDlls, NothingIsLoadedWhileUsersAreImpersonatedHoweverMany)
 TEST(LoadedDlls, NoRunLoadsAWindowSystemOrACryptographicProviderAtItsStart)
 {
     const SwitchedOff off;
-    for (const std::string& module : ModulesOfShippedFile(L"-r"))
+    for (const std::string& module : ModulesOfShippedFile(L"-r", 0))
     {
         for (const char* unwanted : {"RSAENH", "CRYPT", "BCRYPT", "USER32", "GDI32"})
         {
@@ -156,7 +161,8 @@ TEST(LoadedDlls, EveryModeLoadsWhatItNeedsAndNothingElse)
     {
         const std::wstring dlls =
             mode.dlls + (loggedOn && mode.asksForUser ? UserDlls() : std::wstring());
-        EXPECT_EQ(ModulesOfShippedFile(mode.arguments), ModulesOfEmptyProgramWith(dlls))
+        EXPECT_EQ(ModulesOfShippedFile(mode.arguments, mode.exitCode),
+                  ModulesOfEmptyProgramWith(dlls))
             << std::wstring(mode.arguments);
     }
 }

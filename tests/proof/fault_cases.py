@@ -64,7 +64,7 @@ SCANNING = [EVENT, SKIPPING, LOGON, NOTHING, REDUNDANT]
 # They have no way to fail: they return a length, a constant or nothing.
 NO_FAILURE = set("""
     memcpy memmove memset memcmp memchr strlen wcslen strcmp strncmp iswspace strerror localeconv
-    ___lc_codepage_func ___mb_cur_max_func IsDBCSLeadByteEx _errno _time64 EqualSid
+    ___lc_codepage_func ___mb_cur_max_func IsDBCSLeadByteEx _errno _time64 EqualSid GetLengthSid
     VerSetConditionMask BuildExplicitAccessWithNameW""".split())
 # Only the runtime library calls these, each release some of them: at the start and the end of every
 # program, for exceptions, for its last words, and to load DLLs late.
@@ -89,6 +89,7 @@ AFTER = {
     "ConvertStringSecurityDescriptorToSecurityDescriptorW": ("GetSecurityInfo 1 5 always", HELP),
     "FormatMessageW": ("RegCreateKeyExW 1 5", INSTALL),
     "GetUserNameW": ("LookupAccountSidW 1 return=1 always", LOGON),
+    "LookupAccountNameW": ("LookupAccountSidW 1 1332 always", HELP),
     "SetThreadToken": ("RevertToSelf 1 5", LOGON),
     "MessageBoxW": ("WTSSendMessageW 1 5 always", BOX),
     "VariantChangeType": ("IWbemClassObject::Get 1 wrong-type always", LOGON),

@@ -13,8 +13,8 @@ struct LateFunction
 inline constexpr INT_PTR NoDll = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007E));
 inline constexpr INT_PTR NoFunction = static_cast<INT_PTR>(static_cast<HRESULT>(0x8007007F));
 
-/// Every function that the program loads late: one that returns an HRESULT and is not known as such
-/// would fail with S_OK.
+/// Every function that the program, its doctor and its package load late: one that returns an
+/// HRESULT or an error and is not known as such would fail with success.
 inline constexpr LateFunction LateFunctions[] = {
     {"EvtClose", 0, 0},
     {"EvtCreateRenderContext", 0, 0},
@@ -56,4 +56,14 @@ inline constexpr LateFunction LateFunctions[] = {
     {"VariantClear", NoDll, NoFunction},
     {"VariantInit", 0, 0},
     {"GetUserNameExW", 0, 0},
+    {"EnumPrintersW", 0, 0},
+    {"EvtGetChannelConfigProperty", 0, 0},
+    {"GetFileVersionInfoSizeW", 0, 0},
+    {"GetFileVersionInfoW", 0, 0},
+    {"RmEndSession", 126, 127},
+    {"RmGetList", 126, 127},
+    {"RmRegisterResources", 126, 127},
+    {"RmStartSession", 126, 127},
+    {"VariantTimeToSystemTime", 0, 0},
+    {"VerQueryValueW", 0, 0},
 };

@@ -61,6 +61,13 @@ class ProgramFile:
                 return place + address - start
         raise ValueError(f"nothing lies at {address:#x}")
 
+    def address(self, place):
+        for section in self.section_headers():
+            _, start, size, first = struct.unpack_from("<4I", self.bytes, section + 8)
+            if first <= place < first + size:
+                return start + place - first
+        raise ValueError(f"nothing is loaded from {place:#x}")
+
     def text(self, place):
         return self.bytes[place:self.bytes.index(b"\0", place)].decode()
 
@@ -83,6 +90,12 @@ class ProgramFile:
         """Another name of the same length."""
         [place] = [place for place in self.imported_names() if self.text(place) == old]
         self.bytes[place:place + len(old)] = new.encode()
+
+    def put_late_handle_into_its_name(self, dll):
+        """Has the loaded DLL's handle written where its name lies, which is read-only."""
+        name = self.address(self.bytes.index(dll.encode() + b"\0"))
+        # A descriptor begins with its attributes, 1, and the addresses of the name and the handle.
+        self.put("<I", self.bytes.index(struct.pack("<II", 1, name)) + 8, name)
 
 
 class CheckOfTheProgram(unittest.TestCase):
@@ -135,6 +148,10 @@ class CheckOfTheProgram(unittest.TestCase):
         self.program.change_sections(lambda kind: kind & ~WRITABLE, ".data")
         self.assert_said(1, *(f"the late imports of {dll} lie in memory that the program may not write"
                               for dll in LATE_DLLS))
+
+    def test_a_late_dlls_handle_that_may_not_be_written_is_refused(self):
+        self.program.put_late_handle_into_its_name("WEVTAPI.dll")
+        self.assert_said(1, "the late imports of WEVTAPI.dll lie in memory that the program may not write")
 
     def test_a_file_whose_late_imports_are_not_found_is_refused(self):
         self.program.change_sections(lambda kind: kind | DISCARDABLE)

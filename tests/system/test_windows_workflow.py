@@ -47,6 +47,13 @@ class WindowsWorkflowTest(unittest.TestCase):
         for script in re.findall(r"run: (tools/[\w-]+)", WORKFLOW):
             self.assertTrue((ROOT / script).is_file(), script)
 
+    def test_dlls_that_the_trial_lays_beside_the_program_are_loaded_late(self):
+        [laid] = re.findall(r"foreach \(\$dll in (.*)\) \{", TRIAL)
+        late = re.findall(r"delay_load\(palvo_windows (\S+)",
+                          (ROOT / "cmake" / "WindowsLibraries.cmake").read_text().lower())
+        self.assertEqual(re.findall(r"'(.*?)'", laid), ["wevtapi.dll", "wtsapi32.dll"])
+        self.assertLessEqual({"wevtapi.dll", "wtsapi32.dll"}, set(late))
+
     def test_names_that_the_trial_looks_for_are_the_programs(self):
         code = sources("src/tasks", "src/eventlog", "src/driver", "src/SimpleUtilitiesLib")
         names = re.findall(r"'(Palvo PalvoOrvela [^']+|Microsoft-Windows-[^']+|PalvoPrinter\w+\.exe|"

@@ -2,11 +2,15 @@
 
 import os
 import subprocess
+import sys
 import tempfile
 import unittest
 from pathlib import Path
 
 from lab import ROOT
+
+NOTE = ("Note: nobody tried this with Wine %s (Other), only with Wine 8 and 10: "
+        "what fails here may be the lab's fault, not the program's.\n")
 
 
 class WineTest(unittest.TestCase):
@@ -30,7 +34,8 @@ class WineTest(unittest.TestCase):
 
     def call(self, *command):
         environment = dict(os.environ, PATH=f"{self.folder}{os.pathsep}{os.environ['PATH']}",
-                           PALVO_LAB_PREFIX=str(self.prefix), PALVO_LAB_BIN=str(self.folder / "bin"))
+                           PALVO_LAB_PREFIX=str(self.prefix), PALVO_LAB_BIN=str(self.folder / "bin"),
+                           PYTHONPATH=str(ROOT / "tools"))
         result = subprocess.run([ROOT / command[0], *command[1:]], env=environment, timeout=60,
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                 stderr=subprocess.STDOUT, check=False)
@@ -49,9 +54,19 @@ class WineTest(unittest.TestCase):
         for version in ("9.0", "11.2", "80.1", "1.8"):
             with self.subTest(version=version):
                 self.script("wine", f"echo 'wine-{version} (Other)'")
-                self.assertEqual(self.call("tools/check-wine"), (
-                    0, f"Note: nobody tried this with Wine {version} (Other), only with Wine 8 and 10: "
-                       "what fails here may be the lab's fault, not the program's.\n"))
+                self.assertEqual(self.call("tools/check-wine"), (0, NOTE % version))
+
+    def test_a_wine_that_nobody_tried_is_told_for_a_prefix_that_is_there_too(self):
+        self.script("wine", "echo 'wine-11.2 (Other)'")
+        self.prefix.mkdir()
+        for mark, command in (
+                ("system.reg", ("palvo-lab", "prefix")),
+                ("made-by-tests", (sys.executable, "-c", "import sys, wine_prefix\n"
+                                   "wine_prefix.WinePrefix(sys.argv[1]).make()", self.prefix))):
+            with self.subTest(mark):
+                (self.prefix / mark).touch()
+                self.assertEqual(self.call(*command), (0, NOTE % "11.2"))
+        self.assertEqual(self.times_made(), 0)
 
     def test_a_wine_that_does_not_start_is_told_and_ends_it(self):
         self.script("wine", "exit 1")

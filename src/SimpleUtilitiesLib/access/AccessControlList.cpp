@@ -78,8 +78,10 @@ Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
     if (oldAcl != nullptr && explicitAccess.grfAccessMode == GRANT_ACCESS &&
         explicitAccess.Trustee.TrusteeForm == TRUSTEE_IS_NAME)
     {
-        std::vector<BYTE> sid;
-        if (LookupSidFromAccountName(explicitAccess.Trustee.ptstrName, sid))
+        const std::wstring name = explicitAccess.Trustee.ptstrName;
+        // A look-up goes to another process, and the log's mutex may be held meanwhile.
+        std::vector<BYTE> sid = AccountNames::OfThisRun().SidOf(name);
+        if (!sid.empty() || LookupSidFromAccountName(name, sid))
         {
             others = CopyWithoutTheSame({sid.data(), explicitAccess.grfInheritance, kind}, oldAcl,
                                         explicitAccess.grfAccessPermissions);

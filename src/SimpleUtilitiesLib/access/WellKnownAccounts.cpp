@@ -4,12 +4,9 @@
 
 namespace
 {
-/// False if the look-up fails.
-bool LookUp(const WellKnownAccount& account, AccountName& found)
+std::wstring AsTrustee(const AccountName& account)
 {
-    const Sid sid = SidFromText(account.sid);
-    return sid && LookupAccountNameFromSid(sid.Get(), found.name, found.domain) &&
-           !found.name.empty();
+    return account.domain + L"\\" + account.name;
 }
 } // namespace
 
@@ -24,15 +21,40 @@ AccountName AccountNames::Resolve(const WellKnownAccount& account)
     const auto remembered = known.find(account.sid);
     if (remembered != known.end())
     {
-        return remembered->second;
+        return remembered->second.name;
     }
-    AccountName found;
+    Found found;
     if (!LookUp(account, found))
     {
         return {account.fallbackDomain, account.fallbackName};
     }
     known.emplace(account.sid, found);
-    return found;
+    return found.name;
+}
+
+std::vector<BYTE> AccountNames::SidOf(std::wstring_view trusteeName) const
+{
+    for (const auto& [text, found] : known)
+    {
+        if (AsTrustee(found.name) == trusteeName)
+        {
+            return found.sid;
+        }
+    }
+    return {};
+}
+
+bool AccountNames::LookUp(const WellKnownAccount& account, Found& found)
+{
+    const Sid sid = SidFromText(account.sid);
+    if (!sid || !LookupAccountNameFromSid(sid.Get(), found.name.name, found.name.domain) ||
+        found.name.name.empty())
+    {
+        return false;
+    }
+    const auto* bytes = static_cast<const BYTE*>(sid.Get());
+    found.sid.assign(bytes, bytes + GetLengthSid(sid.Get()));
+    return true;
 }
 
 AccountName ResolveAccount(const WellKnownAccount& account)
@@ -42,6 +64,5 @@ AccountName ResolveAccount(const WellKnownAccount& account)
 
 std::wstring TrusteeName(const WellKnownAccount& account)
 {
-    const AccountName resolved = ResolveAccount(account);
-    return resolved.domain + L"\\" + resolved.name;
+    return AsTrustee(ResolveAccount(account));
 }

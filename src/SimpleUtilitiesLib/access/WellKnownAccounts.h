@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// An account that every machine has, with a localised name.
 struct WellKnownAccount
@@ -46,8 +47,20 @@ public:
     /// again.
     AccountName Resolve(const WellKnownAccount& account);
 
+    /// The SID, as bytes, of the account that was found under this trustee name; empty if none was.
+    [[nodiscard]] std::vector<unsigned char> SidOf(std::wstring_view trusteeName) const;
+
 private:
-    std::map<std::wstring_view, AccountName> known; ///< by SID
+    struct Found
+    {
+        AccountName name;
+        std::vector<unsigned char> sid;
+    };
+
+    /// False if the look-up fails.
+    static bool LookUp(const WellKnownAccount& account, Found& found);
+
+    std::map<std::wstring_view, Found> known; ///< by the SID's text
 };
 
 /// The account's domain and name on this machine; the fallback if the look-up fails.

@@ -36,20 +36,26 @@ HMODULE LoadFromSystemFolder(const char* dll, DWORD flags) noexcept
     return LoadLibraryExA(path.data(), nullptr, flags);
 }
 
-/// The delay-loaded functions that return an HRESULT. The others fail with null or FALSE, or return
-/// nothing.
-bool ReturnsResultCode(const char* function) noexcept
+// How the delay-loaded functions fail. Those that are in neither list fail with null or FALSE, or
+// return nothing.
+
+constexpr std::array ReturnResultCodes = {"CoCreateInstance",
+                                          "CoInitializeEx",
+                                          "CoInitializeSecurity",
+                                          "CoSetProxyBlanket",
+                                          "InstallPrinterDriverFromPackageW",
+                                          "SHGetKnownFolderPath",
+                                          "VariantChangeType",
+                                          "VariantClear"};
+
+// Restart Manager's, which the doctor calls: null is their success.
+constexpr std::array ReturnErrors = {"RmEndSession", "RmGetList", "RmRegisterResources",
+                                     "RmStartSession"};
+
+template <class Names> bool Contains(const Names& names, const char* function) noexcept
 {
-    constexpr std::array Known = {"CoCreateInstance",
-                                  "CoInitializeEx",
-                                  "CoInitializeSecurity",
-                                  "CoSetProxyBlanket",
-                                  "InstallPrinterDriverFromPackageW",
-                                  "SHGetKnownFolderPath",
-                                  "VariantChangeType",
-                                  "VariantClear"};
-    return std::ranges::any_of(Known, [function](const char* known)
-                               { return std::strcmp(function, known) == 0; });
+    return std::ranges::any_of(names, [function](const char* name)
+                               { return std::strcmp(function, name) == 0; });
 }
 
 // In 64-bit code the caller removes the arguments, and a result is always in the same register:
@@ -61,6 +67,11 @@ template <DWORD Error> INT_PTR WINAPI FailWithNull() noexcept
     return 0;
 }
 
+template <DWORD Error> INT_PTR WINAPI FailWithError() noexcept
+{
+    return Error;
+}
+
 template <DWORD Error> INT_PTR WINAPI FailWithResultCode() noexcept
 {
     return HRESULT_FROM_WIN32(Error);
@@ -68,7 +79,11 @@ template <DWORD Error> INT_PTR WINAPI FailWithResultCode() noexcept
 
 template <DWORD Error> FARPROC FailingFunctionFor(const char* function) noexcept
 {
-    return ReturnsResultCode(function) ? &FailWithResultCode<Error> : &FailWithNull<Error>;
+    if (Contains(ReturnResultCodes, function))
+    {
+        return &FailWithResultCode<Error>;
+    }
+    return Contains(ReturnErrors, function) ? &FailWithError<Error> : &FailWithNull<Error>;
 }
 
 /// Visual C++ imports the functions of OLEAUT32 by ordinal. These are the two that return an

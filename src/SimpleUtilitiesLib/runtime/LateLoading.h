@@ -19,5 +19,5 @@ HMODULE LoadSystemDll(const char* dll) noexcept;
 
 /// The replacement of a `function` that cannot be loaded. It takes any arguments, does nothing and
 /// fails as that one does: with null or FALSE and the last-error value `error` (ERROR_MOD_NOT_FOUND
-/// or ERROR_PROC_NOT_FOUND), or with `error` as an HRESULT.
+/// or ERROR_PROC_NOT_FOUND), or with `error` as it is or as an HRESULT.
 FARPROC FailingFunction(const char* function, DWORD error) noexcept;

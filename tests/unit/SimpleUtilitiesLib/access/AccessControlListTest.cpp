@@ -33,6 +33,7 @@ protected:
     /// Grants to an account that cannot be looked up for this reason.
     bool GrantToAnAccount(DWORD thatFailsWith, const ListFromText& list)
     {
+        AccountNames::OfThisRun() = {}; // else its SID is known
         const Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)> lookup(
             [=](LPCWSTR, LPCWSTR, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
             {
@@ -143,6 +144,12 @@ TEST_F(AccessControlListTest, EntryWithTheSameInheritanceIsTheSameOnAFolder)
     kind = ObjectKind::Folder;
     EXPECT_EQ(Granted(L"D:(A;OICI;GR;;;LS)(A;OI;SD;;;LS)", GENERIC_WRITE),
               Normal(L"D:(A;OI;SD;;;LS)(A;OICI;GRGW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, EntryOfAnAccountThatHasToBeLookedUpIsFoundToo)
+{
+    AccountNames::OfThisRun() = {};
+    EXPECT_EQ(Granted(L"D:(A;OICI;GR;;;LS)", GENERIC_WRITE), Normal(L"D:(A;OICI;GRGW;;;LS)"));
 }
 
 TEST_F(AccessControlListTest, SeveralEntriesOfTheSameAccountBecomeOne)

@@ -1,7 +1,6 @@
 #include "WellKnownAccounts.h"
 
 #include "LogFile.h"
-#include "LogFile.h"
 #include "Replaced.h"
 #include "TemporaryFolder.h"
 
@@ -154,8 +153,26 @@ TEST_F(AccountNamesTest, AccountThatCouldNotBeLookedUpIsLookedUpAgain)
     EXPECT_EQ(lookUps.size(), 3U);
 }
 
+TEST_F(AccountNamesTest, TheSidOfANameThatWasFoundIsKnown)
+{
+    AccountNames& names = AccountNames::OfThisRun();
+    const std::wstring administrators = TrusteeName(Administrators);
+    // S-1-5-32-544
+    EXPECT_EQ(names.SidOf(administrators),
+              (std::vector<BYTE>{1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0}));
+    EXPECT_TRUE(names.SidOf(L"").empty());
+    fails = true;
+    EXPECT_TRUE(names.SidOf(TrusteeName(LocalService)).empty());
+}
+
 TEST_F(AccountNamesTest, StartLooksUpEveryAccountOnce)
 {
+    const Replaced<"ADVAPI32", "LookupAccountNameW", decltype(LookupAccountNameW)> lookUpName(
+        [](LPCWSTR, LPCWSTR name, PSID, LPDWORD, LPWSTR, LPDWORD, PSID_NAME_USE)
+        {
+            ADD_FAILURE() << "it was looked up again: " << std::wstring(name);
+            return FALSE;
+        });
     const TemporaryFolder folder;
     const LogFile log(folder.Path(), L"Log");
     EXPECT_TRUE(GrantLocalServiceAccess(log));

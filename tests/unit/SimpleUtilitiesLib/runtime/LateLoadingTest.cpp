@@ -2,11 +2,13 @@
 
 #include "LateFunctions.h"
 #include "Replaced.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <delayimp.h>
 
+#include <filesystem>
 #include <set>
 
 // Late imports that no machine can satisfy: of a DLL that is not there, and of a function that its
@@ -212,11 +214,52 @@ TEST(LateImportTest, AFunctionThatIsImportedByItsNameFailsInItsOwnWay)
     EXPECT_EQ(__pfnDliFailureHook2(dliFailGetProc, &call)(), NoFunction);
 }
 
+/// The DLL that is missing, in another folder for as long as this object lives.
+class PlantedDll
+{
+public:
+    explicit PlantedDll(const std::filesystem::path& folder) : path(folder / L"NoSuchDll.dll")
+    {
+        // A failed run may have left one there.
+        EXPECT_TRUE(std::filesystem::copy_file(ProgramFolder() / L"missing" / L"NoSuchDll.dll",
+                                               path,
+                                               std::filesystem::copy_options::overwrite_existing));
+    }
+    ~PlantedDll()
+    {
+        std::error_code failed; // while it is loaded
+        std::filesystem::remove(path, failed);
+    }
+    PlantedDll(const PlantedDll&) = delete;
+    PlantedDll& operator=(const PlantedDll&) = delete;
+
+    static std::filesystem::path ProgramFolder()
+    {
+        wchar_t path[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, path, MAX_PATH);
+        return std::filesystem::path(path).parent_path();
+    }
+
+private:
+    std::filesystem::path path;
+};
+
 TEST(LateImportTest, AFunctionOfADllThatIsNotThereFails)
 {
+    const TemporaryFolder folder;
+    const PlantedDll besideTheProgram(PlantedDll::ProgramFolder());
+    const PlantedDll inTheCurrentFolder(folder.Path());
+    // As wide as a process's search can be made again: what ran before has narrowed it.
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    const auto added = AddDllDirectory(folder.Path().c_str());
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
     SetLastError(0);
     EXPECT_FALSE(FunctionOfNoDll(7));
     EXPECT_EQ(GetLastError(), 126U);
+    EXPECT_EQ(GetModuleHandleW(L"NoSuchDll.dll"), nullptr);
+    std::filesystem::current_path(before);
+    RemoveDllDirectory(added);
 }
 
 TEST(LateImportTest, AFunctionThatItsDllLacksFails)

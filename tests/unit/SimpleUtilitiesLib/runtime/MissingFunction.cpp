@@ -1,4 +1,4 @@
-// A function of a DLL that is never loaded: with Visual C++, late imports come from import libraries.
+// A function of a DLL that is never loaded. It would succeed.
 
 extern "C" __declspec(dllexport) int MISSING_FUNCTION(int argument);
 
