@@ -101,7 +101,7 @@ public:
         DWORD written = 0;
         if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
         {
-            written = 0;
+            written = 0; // the file may have got some of them all the same
         }
         const std::size_t lineFeed = bytes.substr(0, written).rfind('\n');
         if (lineFeed != std::string_view::npos)
@@ -119,7 +119,7 @@ public:
     /// Truncates the file after its last whole line.
     void CutTornLineOff()
     {
-        if (size > endOfLines && GoTo(file, endOfLines))
+        if (GoTo(file, endOfLines))
         {
             SetEndOfFile(file);
         }
@@ -127,7 +127,7 @@ public:
 
 private:
     HANDLE file;
-    std::uint64_t size = 0;
+    std::uint64_t size = 0;       ///< as far as Windows has told
     std::uint64_t endOfLines = 0; ///< what lies behind belongs to a line that is not complete
 };
 

@@ -582,6 +582,30 @@ TEST_F(LogFileTrimWriteTest, WriteThatFailsLeavesTheLinesBeforeItWithoutAHole)
     EXPECT_FALSE(HasCopy());
 }
 
+TEST_F(LogFileTrimWriteTest, WriteThatFailsAfterSomeBytesLeavesNoneOfThem)
+{
+    const Write fails = [](HANDLE file, LPCVOID bytes, DWORD, LPDWORD written)
+    {
+        WriteFileDouble::Original(file, bytes, 1000, written, nullptr);
+        return FALSE;
+    };
+    ExpectSame(WithoutLastLine(AfterFailing(1, fails, lines)), "");
+    const std::string before = WithoutLastLine(AfterFailing(2, Short(0), lines));
+    ExpectSame(WithoutLastLine(AfterFailing(2, fails, lines)), before);
+}
+
+TEST_F(LogFileTrimWriteTest, LastLineOfOneByteIsCutOffWhenItsWriteFails)
+{
+    const Write fails = [](HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written)
+    {
+        WriteFileDouble::Original(file, bytes, size, written, nullptr);
+        return FALSE;
+    };
+    const std::string log = NumberedLines(FourMebibytes) + "x";
+    // 128 blocks of 256 lines, none of the last byte before the end is known, and that byte.
+    ExpectSame(WithoutLastLine(AfterFailing(130, fails, log)), log.substr(2097152, 2097152));
+}
+
 TEST_F(LogFileTrimWriteTest, WriteThatFallsShortLeavesWholeLines)
 {
     ExpectSame(WithoutLastLine(AfterFailing(1, Short(0), lines)), "");
