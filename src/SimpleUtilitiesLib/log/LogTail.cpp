@@ -57,18 +57,18 @@ bool Empty(HANDLE file)
     return GoTo(file, 0) && SetEndOfFile(file);
 }
 
-std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size)
+/// Nothing if the file cannot be read that far.
+std::optional<std::uint64_t> FirstKeptByte(HANDLE file, std::uint64_t size)
 {
     std::array<char, ScannedBytes> buffer;
     LogTrim::Scanner scanner(size);
     for (;;)
     {
         const std::string_view block = ReadBlock(file, buffer);
-        const std::optional<std::uint64_t> found =
-            block.empty() ? scanner.Finish() : scanner.Feed(block);
+        const std::optional<std::uint64_t> found = scanner.Feed(block);
         if (found || block.empty())
         {
-            return found.value_or(size);
+            return found;
         }
     }
 }
@@ -167,9 +167,9 @@ void TrimOpenLog(HANDLE log, std::uint64_t size, HANDLE copy) noexcept
     {
         return;
     }
-    const std::uint64_t firstKept = FirstKeptByte(copy, size);
-    if (GoTo(copy, firstKept) && Empty(log))
+    const std::optional<std::uint64_t> firstKept = FirstKeptByte(copy, size);
+    if (firstKept && GoTo(copy, *firstKept) && Empty(log))
     {
-        CopyFrom(firstKept, size, copy, FilledLog(log));
+        CopyFrom(*firstKept, size, copy, FilledLog(log));
     }
 }
