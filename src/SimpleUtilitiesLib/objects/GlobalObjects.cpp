@@ -6,9 +6,7 @@ std::wstring MakeGlobalObjectName(const std::wstring& name)
 }
 
 KernelHandle CreateGlobalMutex(const std::wstring& objectName,
-                               SECURITY_DESCRIPTOR* security) noexcept
+                               SECURITY_ATTRIBUTES* security) noexcept
 {
-    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), security, FALSE};
-    return KernelHandle(
-        CreateMutexW(security == nullptr ? nullptr : &attributes, FALSE, objectName.c_str()));
+    return KernelHandle(CreateMutexW(security, FALSE, objectName.c_str()));
 }

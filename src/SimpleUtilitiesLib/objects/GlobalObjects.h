@@ -10,7 +10,7 @@ std::wstring MakeGlobalObjectName(const std::wstring& name);
 /// Creates or opens the mutex of a name that MakeGlobalObjectName made, without owning it
 /// (CreateMutexW). Without `security` it has the default security of the account. Empty on failure.
 KernelHandle CreateGlobalMutex(const std::wstring& objectName,
-                               SECURITY_DESCRIPTOR* security = nullptr) noexcept;
+                               SECURITY_ATTRIBUTES* security = nullptr) noexcept;
 
 /// All named objects of the program except the log's mutex, which is named after the log's
 /// directory and has its own security. These have the default security of the account that creates
