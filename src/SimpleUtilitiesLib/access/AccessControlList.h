@@ -24,7 +24,7 @@ enum class ObjectKind
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
                             Acl& newAcl) noexcept;
 
-/// The same for an inheritable entry that grants `rights` to `trusteeName`.
+/// The same for an inheritable entry that grants `rights` to `trusteeName`. Fails if that is empty.
 bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, ObjectKind kind,
                    Acl& newAcl) noexcept;
 

@@ -35,13 +35,32 @@ AccountName AccountNames::Resolve(const WellKnownAccount& account)
     return found;
 }
 
-AccountName ResolveAccount(const WellKnownAccount& account)
+AccountName ResolveAccount(const WellKnownAccount& account) noexcept
 {
-    return AccountNames::OfThisRun().Resolve(account);
+    try
+    {
+        return AccountNames::OfThisRun().Resolve(account);
+    }
+    catch (...)
+    {
+        // Out of memory.
+        return {};
+    }
 }
 
-std::wstring TrusteeName(const WellKnownAccount& account)
+std::wstring TrusteeName(const WellKnownAccount& account) noexcept
 {
-    const AccountName resolved = ResolveAccount(account);
-    return resolved.domain + L"\\" + resolved.name;
+    try
+    {
+        const AccountName resolved = ResolveAccount(account);
+        if (!resolved.name.empty())
+        {
+            return resolved.domain + L"\\" + resolved.name;
+        }
+    }
+    catch (...)
+    {
+        // As above.
+    }
+    return {};
 }

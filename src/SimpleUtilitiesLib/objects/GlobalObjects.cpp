@@ -1,12 +1,23 @@
 #include "GlobalObjects.h"
 
-std::wstring MakeGlobalObjectName(const std::wstring& name)
+std::wstring MakeGlobalObjectName(std::wstring_view name) noexcept
 {
-    return L"Global\\" + name;
+    try
+    {
+        std::wstring objectName = L"Global\\";
+        objectName += name;
+        return objectName;
+    }
+    catch (...)
+    {
+        // Out of memory.
+        return {};
+    }
 }
 
 KernelHandle CreateGlobalMutex(const std::wstring& objectName,
                                SECURITY_ATTRIBUTES* security) noexcept
 {
-    return KernelHandle(CreateMutexW(security, FALSE, objectName.c_str()));
+    return KernelHandle(objectName.empty() ? nullptr
+                                           : CreateMutexW(security, FALSE, objectName.c_str()));
 }

@@ -3,9 +3,11 @@
 #include "Owners.h"
 
 #include <string>
+#include <string_view>
 
 /// The name of an object in the global namespace, which all sessions share: "Global\" and `name`.
-std::wstring MakeGlobalObjectName(const std::wstring& name);
+/// Empty if there is no memory; such an object cannot be created.
+std::wstring MakeGlobalObjectName(std::wstring_view name) noexcept;
 
 /// Creates or opens the mutex of a name that MakeGlobalObjectName made, without owning it
 /// (CreateMutexW). Without `security` it has the default security of the account. Empty on failure.

@@ -183,6 +183,19 @@ TEST_F(AccessControlListTest, GrantThatTheSystemRefusesGivesNoList)
     EXPECT_FALSE(acl.IsValid());
 }
 
+TEST_F(AccessControlListTest, GrantToNobodyIsAFailureAndTheSystemIsNotAsked)
+{
+    acl = Acl(static_cast<PACL>(LocalAlloc(LPTR, 8)));
+    const SetEntriesDouble setEntries(
+        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
+        {
+            ADD_FAILURE() << "the system was asked";
+            return ERROR_INVALID_ACL;
+        });
+    EXPECT_FALSE(AddGrantToAcl(L"", GENERIC_ALL, nullptr, kind, acl));
+    EXPECT_FALSE(acl.IsValid());
+}
+
 TEST_F(AccessControlListTest, GrantWithoutAListIsRefused)
 {
     const SetEntriesDouble setEntries([](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
