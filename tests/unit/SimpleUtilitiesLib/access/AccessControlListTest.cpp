@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace
 {
 using SetEntriesDouble = Replaced<"ADVAPI32", "SetEntriesInAclW", decltype(SetEntriesInAclW)>;
@@ -155,6 +157,22 @@ TEST_F(AccessControlListTest, DenyingEntryOfTheSameAccountStays)
 {
     const Entries entries = Granted(L"D:(D;OICI;GW;;;LS)", GENERIC_READ);
     EXPECT_EQ(entries, Normal(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, DenialOfTheGrantedRightsIsLeftToTheSystem)
+{
+    const ListFromText answer(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)");
+    Entries given;
+    const SetEntriesDouble setEntries(
+        [&](ULONG, PEXPLICIT_ACCESSW, PACL old, PACL* merged) -> DWORD
+        {
+            given = EntriesOf(SecurityText(old));
+            *merged = static_cast<PACL>(LocalAlloc(LPTR, answer.List()->AclSize));
+            std::memcpy(*merged, answer.List(), answer.List()->AclSize);
+            return ERROR_SUCCESS;
+        });
+    EXPECT_EQ(Granted(L"D:(D;OICI;GRGW;;;LS)", GENERIC_READ), answer.Entries());
+    EXPECT_EQ(given, Normal(L"D:(D;OICI;GRGW;;;LS)"));
 }
 
 TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
