@@ -111,6 +111,14 @@ TEST(LogTrimTest, LineFeedAloneDoesNotBorrowTheCarriageReturnOfALineBeforeIt)
     EXPECT_EQ(FirstKept(4117, lines + Line(8), lines.size()), 4116U);
 }
 
+TEST(LogTrimTest, LineFeedAloneAtTheEndOfABlockDoesNotBorrowTheCarriageReturnThatFollows)
+{
+    // The line "x" has two bytes and counts three, the next one five.
+    const std::string lines = "x\n\ryz\r\n";
+    EXPECT_EQ(FirstKept(2, lines, 3), 0U);
+    EXPECT_EQ(FirstKept(3, lines, 3), 2U);
+}
+
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
 {
     const std::string lines = Line(10000) + Line(8);
