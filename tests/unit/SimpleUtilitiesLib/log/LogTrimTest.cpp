@@ -1,5 +1,7 @@
 #include "LogTrim.h"
 
+#include "WindowsHeaders.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -117,6 +119,21 @@ TEST(LogTrimTest, LineFeedAloneAtTheEndOfABlockDoesNotBorrowTheCarriageReturnTha
     const std::string lines = "x\n\ryz\r\n";
     EXPECT_EQ(FirstKept(2, lines, 3), 0U);
     EXPECT_EQ(FirstKept(3, lines, 3), 2U);
+}
+
+TEST(LogTrimTest, NothingBeforeTheBytesIsRead)
+{
+    constexpr std::size_t Page = 0x1000;
+    char* pages = static_cast<char*>(
+        VirtualAlloc(nullptr, 2 * Page, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    ASSERT_NE(pages, nullptr);
+    DWORD before = 0;
+    ASSERT_TRUE(VirtualProtect(pages, Page, PAGE_NOACCESS, &before));
+    const std::string lines = Line(48) + Line(48);
+    lines.copy(pages + Page, lines.size());
+    LogTrim::Scanner scanner(TwoMebibytes + 100);
+    EXPECT_EQ(scanner.Feed({pages + Page, lines.size()}), std::nullopt);
+    EXPECT_TRUE(VirtualFree(pages, 0, MEM_RELEASE));
 }
 
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
