@@ -3,7 +3,9 @@
 #include <utility>
 
 NamedEvent::NamedEvent(std::wstring eventName, bool isSignalledAtFirst)
-    : handle(CreateEventW(nullptr, FALSE, isSignalledAtFirst, eventName.c_str())),
+    : handle(eventName.empty()
+                 ? nullptr
+                 : CreateEventW(nullptr, FALSE, isSignalledAtFirst, eventName.c_str())),
       name(std::move(eventName)),
       initialState(isSignalledAtFirst)
 {

@@ -10,7 +10,8 @@
 class NamedEvent
 {
 public:
-    /// Creates or opens the event; `isSignalledAtFirst` counts only when this call creates it.
+    /// Creates or opens the event of a name that MakeGlobalObjectName made; `isSignalledAtFirst`
+    /// counts only when this call creates it.
     NamedEvent(std::wstring eventName, bool isSignalledAtFirst);
 
     void Set() noexcept;

@@ -12,6 +12,10 @@ KernelHandle LogOnLocalService()
 {
     const AccountName account = ResolveAccount(WellKnownAccounts::LocalService);
     KernelHandle token;
+    if (account.name.empty())
+    {
+        return token;
+    }
     token.KeepIf(LogonUserW(account.name.c_str(), account.domain.c_str(), nullptr,
                             LOGON32_LOGON_SERVICE, LOGON32_PROVIDER_DEFAULT, token.Receive()));
     return token;

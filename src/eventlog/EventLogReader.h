@@ -60,7 +60,8 @@ private:
     std::wstring reservedText; ///< only reserves room: never filled
     std::wstring printerName;
 
-    // Shared by all events: creating them for each would take longer than rendering it.
+    // Behind the record, shared by all events: creating them for each would take longer than
+    // rendering it.
     EventHandle context;
     std::vector<BYTE> buffer; ///< as large as the largest event needed
 };

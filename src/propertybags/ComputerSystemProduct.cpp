@@ -62,7 +62,7 @@ std::wstring TextOf(Variant& property)
     }
     Variant text;
     if (value.vt == VT_NULL || value.vt == VT_EMPTY ||
-        FAILED(VariantChangeType(&text, &property, 0, VT_BSTR)))
+        !text.KeepIf(SUCCEEDED(VariantChangeType(&text, &property, 0, VT_BSTR))))
     {
         return {};
     }
@@ -74,7 +74,7 @@ void AppendProperties(IWbemClassObject& object, std::vector<std::wstring>& texts
     for (const wchar_t* property : {L"UUID", L"IdentifyingNumber"})
     {
         Variant value;
-        if (SUCCEEDED(object.Get(property, 0, &value, nullptr, nullptr)))
+        if (value.KeepIf(SUCCEEDED(object.Get(property, 0, &value, nullptr, nullptr))))
         {
             texts.push_back(TextOf(value));
         }

@@ -9,7 +9,8 @@
 
 namespace
 {
-// 1 and 0, not COM's all-ones, on purpose: every version has stored these numbers.
+// 1 and 0, not COM's all-ones, on purpose: a task that is registered again must not differ from the
+// one that it replaces.
 constexpr VARIANT_BOOL Yes = 1;
 constexpr VARIANT_BOOL No = 0;
 

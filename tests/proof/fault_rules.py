@@ -152,6 +152,8 @@ let_lose("WaitForSingleObject", NONE, A_LINE, NO_LOG, IS_REDUNDANT, NO_REQUEST, 
 
 let_lose("_vsnwprintf _vscwprintf MultiByteToWideChar", EMPTY_TEXTS)
 let_lose("malloc calloc realloc", NONE, ENDS, CAUGHT, CAUGHT_SILENTLY, A_LINE, NO_LOG, USERS_LINES, *HIVES)
+# The name of Local Service, of a request's event, of a mutex.
+let_lose("malloc calloc realloc", OWN_ACCOUNT, NO_REQUEST, WORKS_BESIDE)
 
 
 # Where both fail.

@@ -70,15 +70,16 @@ public:
 
     static std::string Text(const Case& tried)
     {
-        const std::string log = CodeText(tried.bytes);
         if (tried.wholeFile)
         {
             return "// repeated until the log has " +
                    std::to_string(KeptBytes + tried.droppedBytes) + " bytes:\n" +
-                   (tried.bytes.empty() ? "\"x\"" : log);
+                   (tried.bytes.empty() ? "\"x\"" : CodeText(tried.bytes));
         }
-        const auto expected = LogTrimModel::FirstKept(tried.bytes, KeptBytes + tried.droppedBytes);
-        return "EXPECT_EQ(FirstKept(" + std::to_string(tried.droppedBytes) + ", " + log + ", " +
+        const auto expected =
+            LogTrimModel::FirstKept(Ended(tried.bytes), KeptBytes + tried.droppedBytes);
+        return "EXPECT_EQ(FirstKept(" + std::to_string(tried.droppedBytes) + ", " +
+               CodeText(Ended(tried.bytes)) + ", " +
                std::to_string(tried.blockSize) + "), " + Named(expected) + ");";
     }
 
@@ -105,19 +106,19 @@ private:
                random.Of<std::string>({"\r\n", "\r\n", "\r\n", "\n", "\r", "\r\r\n", "\n\r", ""});
     }
 
+    /// The scanner decides at a line's end.
+    static std::string Ended(const std::string& bytes) { return bytes + "\n"; }
+
     static std::optional<std::string> ScannerDifference(const Case& tried)
     {
+        const std::string bytes = Ended(tried.bytes);
         LogTrim::Scanner scanner(KeptBytes + tried.droppedBytes);
         std::optional<std::uint64_t> found;
-        for (std::size_t start = 0; start < tried.bytes.size() && !found; start += tried.blockSize)
+        for (std::size_t start = 0; start < bytes.size() && !found; start += tried.blockSize)
         {
-            found = scanner.Feed(std::string_view(tried.bytes).substr(start, tried.blockSize));
+            found = scanner.Feed(std::string_view(bytes).substr(start, tried.blockSize));
         }
-        if (!found)
-        {
-            found = scanner.Finish();
-        }
-        const auto expected = LogTrimModel::FirstKept(tried.bytes, KeptBytes + tried.droppedBytes);
+        const auto expected = LogTrimModel::FirstKept(bytes, KeptBytes + tried.droppedBytes);
         return found == expected
                    ? std::nullopt
                    : std::optional("first kept: " + Named(found) + ", not " + Named(expected));

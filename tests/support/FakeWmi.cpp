@@ -26,6 +26,7 @@ public:
         const auto found = properties.find(name);
         if (found == properties.end() || flags != 0)
         {
+            wmi.LeaveNobodys(value);
             return E_FAIL;
         }
         const FakeProperty& property = found->second;
@@ -219,6 +220,10 @@ FakeWmi::FakeWmi(Journal& target)
               {
                   Fill(to);
               }
+              else
+              {
+                  LeaveNobodys(to);
+              }
               return result;
           }),
       clear(
@@ -250,6 +255,12 @@ void FakeWmi::Fill(const VARIANT* variant)
     {
         texts.insert(variant->bstrVal);
     }
+}
+
+void FakeWmi::LeaveNobodys(VARIANT* variant)
+{
+    variant->vt = VT_UNKNOWN;
+    nobodys.LeaveAt(&variant->punkVal);
 }
 
 void FakeWmi::DropText(BSTR text)

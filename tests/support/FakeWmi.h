@@ -46,6 +46,8 @@ public:
     HRESULT Step(const std::wstring& name);
     /// Notes a VARIANT that the double has put a value into.
     void Fill(const VARIANT* variant);
+    /// Leaves in a VARIANT what a call that fails leaves.
+    void LeaveNobodys(VARIANT* variant);
     Journal& journal;
     NobodysObject nobodys;              ///< what the calls that fail leave
     const IUnknown* services = nullptr; ///< the proxy that ConnectServer gave

@@ -101,19 +101,6 @@ Acl Merge(EXPLICIT_ACCESS_W explicitAccess, PACL oldAcl, ObjectKind kind)
     merged.KeepIf(SetEntriesInAclW(1, &explicitAccess, oldAcl, merged.Receive()) == ERROR_SUCCESS);
     return merged;
 }
-
-bool AddFullAccess(const WellKnownAccount& account, PACL dacl, Acl& merged) noexcept
-{
-    try
-    {
-        return AddGrantToAcl(TrusteeName(account), GENERIC_ALL, dacl, ObjectKind::Leaf, merged);
-    }
-    catch (...)
-    {
-        // No memory for the account's name.
-        return false;
-    }
-}
 } // namespace
 
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
@@ -134,6 +121,11 @@ bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl
 bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, ObjectKind kind,
                    Acl& newAcl) noexcept
 {
+    if (trusteeName.empty()) // no memory for it; Windows would take it for another account's
+    {
+        newAcl.Reset();
+        return false;
+    }
     EXPLICIT_ACCESS_W explicitAccess = {};
     // The entry keeps only a pointer to the name.
     BuildExplicitAccessWithNameW(&explicitAccess, const_cast<wchar_t*>(trusteeName.c_str()), rights,
@@ -155,7 +147,8 @@ SharedObjectSecurityDescriptor BuildSharedObjectSecurityDescriptor() noexcept
     for (const WellKnownAccount& account : WellKnownAccounts::All)
     {
         Acl merged;
-        if (!AddFullAccess(account, shared.dacl.Get(), merged))
+        if (!AddGrantToAcl(TrusteeName(account), GENERIC_ALL, shared.dacl.Get(), ObjectKind::Leaf,
+                           merged))
         {
             return shared;
         }

@@ -19,12 +19,12 @@ enum class ObjectKind
 /// entry grants rights (GRANT_ACCESS) to an account by name, and the list already allows that
 /// account something with the same inheritance (on a leaf: or with none), one entry with the rights
 /// of both replaces the old one, so that repeated grants do not make the list grow. Any other entry
-/// goes to SetEntriesInAclW unchanged, which may remove granted rights from a denial for the same
-/// account. False, with `newAcl` empty, on failure. Never throws.
+/// is not changed. All go to SetEntriesInAclW, which may remove the rights that a grant gives from
+/// a denial for the same account. False, with `newAcl` empty, on failure. Never throws.
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
                             Acl& newAcl) noexcept;
 
-/// The same for an inheritable entry that grants `rights` to `trusteeName`.
+/// The same for an inheritable entry that grants `rights` to `trusteeName`. Fails if that is empty.
 bool AddGrantToAcl(const std::wstring& trusteeName, DWORD rights, PACL oldAcl, ObjectKind kind,
                    Acl& newAcl) noexcept;
 

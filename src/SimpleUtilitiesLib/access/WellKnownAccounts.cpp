@@ -57,12 +57,32 @@ bool AccountNames::LookUp(const WellKnownAccount& account, Found& found)
     return true;
 }
 
-AccountName ResolveAccount(const WellKnownAccount& account)
+AccountName ResolveAccount(const WellKnownAccount& account) noexcept
 {
-    return AccountNames::OfThisRun().Resolve(account);
+    try
+    {
+        return AccountNames::OfThisRun().Resolve(account);
+    }
+    catch (...)
+    {
+        // Out of memory.
+        return {};
+    }
 }
 
-std::wstring TrusteeName(const WellKnownAccount& account)
+std::wstring TrusteeName(const WellKnownAccount& account) noexcept
 {
-    return AsTrustee(ResolveAccount(account));
+    try
+    {
+        const AccountName resolved = ResolveAccount(account);
+        if (!resolved.name.empty())
+        {
+            return AsTrustee(resolved);
+        }
+    }
+    catch (...)
+    {
+        // As above.
+    }
+    return {};
 }

@@ -63,8 +63,9 @@ private:
     std::map<std::wstring_view, Found> known; ///< by the SID's text
 };
 
-/// The account's domain and name on this machine; the fallback if the look-up fails.
-AccountName ResolveAccount(const WellKnownAccount& account);
+/// The account's domain and name on this machine; the fallback if the look-up fails. Both empty if
+/// there is no memory.
+AccountName ResolveAccount(const WellKnownAccount& account) noexcept;
 
-/// The same as domain, "\" and name, for access control.
-std::wstring TrusteeName(const WellKnownAccount& account);
+/// The same as domain, "\" and name, for access control. Empty if there is no memory.
+std::wstring TrusteeName(const WellKnownAccount& account) noexcept;

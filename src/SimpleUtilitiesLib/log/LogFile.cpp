@@ -84,17 +84,18 @@ LogFile::LogFile(const std::wstring& logDirectory, const std::wstring& name) noe
 void LogFile::Build(const std::wstring& logDirectory, const std::wstring& name)
 {
     moduleName = BaseNameOf(ProgramPath());
-    mutexSecurity = BuildSharedObjectSecurityDescriptor();
-    if (!mutexSecurity.isValid || logDirectory.empty() || name.empty())
+    mutexSecurity.shared = BuildSharedObjectSecurityDescriptor();
+    if (!mutexSecurity.shared.isValid || logDirectory.empty() || name.empty())
     {
         return;
     }
+    mutexSecurity.attributes.lpSecurityDescriptor = &mutexSecurity.shared.descriptor;
     directory = logDirectory;
     path = directory + L"\\" + name + L".log";
 
     mutex = std::make_unique<NamedMutex>();
     mutex->name = LogMutexName(directory);
-    mutex->handle = CreateGlobalMutex(mutex->name, &mutexSecurity.descriptor);
+    mutex->handle = CreateGlobalMutex(mutex->name, &mutexSecurity.attributes);
 
     const HeldMutex held = WaitForMutex();
     if (!held.IsHeld())

@@ -53,6 +53,12 @@ public:
     [[nodiscard]] HeldMutex WaitForMutex() const noexcept;
 
 private:
+    struct MutexSecurity
+    {
+        SECURITY_ATTRIBUTES attributes = {sizeof(attributes), nullptr, FALSE};
+        SharedObjectSecurityDescriptor shared; ///< to which they point
+    };
+
     struct NamedMutex
     {
         KernelHandle handle;
@@ -67,7 +73,7 @@ private:
     std::wstring directory;
     std::wstring path;
     bool includeThreadId = false;
-    SharedObjectSecurityDescriptor mutexSecurity;
+    MutexSecurity mutexSecurity;
     std::unique_ptr<NamedMutex> mutex;
 };
 

@@ -57,18 +57,18 @@ bool Empty(HANDLE file)
     return GoTo(file, 0) && SetEndOfFile(file);
 }
 
-std::uint64_t FirstKeptByte(HANDLE file, std::uint64_t size)
+/// Nothing if the file cannot be read that far.
+std::optional<std::uint64_t> FirstKeptByte(HANDLE file, std::uint64_t size)
 {
     std::array<char, ScannedBytes> buffer;
     LogTrim::Scanner scanner(size);
     for (;;)
     {
         const std::string_view block = ReadBlock(file, buffer);
-        const std::optional<std::uint64_t> found =
-            block.empty() ? scanner.Finish() : scanner.Feed(block);
+        const std::optional<std::uint64_t> found = scanner.Feed(block);
         if (found || block.empty())
         {
-            return found.value_or(size);
+            return found;
         }
     }
 }
@@ -101,7 +101,7 @@ public:
         DWORD written = 0;
         if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
         {
-            written = 0;
+            written = 0; // the file may have got some of them all the same
         }
         const std::size_t lineFeed = bytes.substr(0, written).rfind('\n');
         if (lineFeed != std::string_view::npos)
@@ -119,7 +119,7 @@ public:
     /// Truncates the file after its last whole line.
     void CutTornLineOff()
     {
-        if (size > endOfLines && GoTo(file, endOfLines))
+        if (GoTo(file, endOfLines))
         {
             SetEndOfFile(file);
         }
@@ -127,7 +127,7 @@ public:
 
 private:
     HANDLE file;
-    std::uint64_t size = 0;
+    std::uint64_t size = 0;       ///< as far as Windows has told
     std::uint64_t endOfLines = 0; ///< what lies behind belongs to a line that is not complete
 };
 
@@ -167,9 +167,9 @@ void TrimOpenLog(HANDLE log, std::uint64_t size, HANDLE copy) noexcept
     {
         return;
     }
-    const std::uint64_t firstKept = FirstKeptByte(copy, size);
-    if (GoTo(copy, firstKept) && Empty(log))
+    const std::optional<std::uint64_t> firstKept = FirstKeptByte(copy, size);
+    if (firstKept && GoTo(copy, *firstKept) && Empty(log))
     {
-        CopyFrom(firstKept, size, copy, FilledLog(log));
+        CopyFrom(*firstKept, size, copy, FilledLog(log));
     }
 }

@@ -96,19 +96,6 @@ std::size_t Scanner::TakeFromPiece(std::string_view bytes)
     return taken.size();
 }
 
-std::optional<std::uint64_t> Scanner::Finish()
-{
-    if (heldCarriageReturn)
-    {
-        AddCharacters(1);
-    }
-    if (pieceLength > 0)
-    {
-        EndPiece();
-    }
-    return firstKept;
-}
-
 void Scanner::AddCharacters(std::size_t characters)
 {
     pieceLength += characters;

@@ -25,11 +25,8 @@ public:
     explicit Scanner(std::uint64_t fileSize);
 
     /// Reads the next bytes of the file. Returns the position of the first byte to keep, once
-    /// known.
+    /// known: in a log that is trimmed about 2 MiB before its end.
     std::optional<std::uint64_t> Feed(std::string_view bytes);
-
-    /// The end of the file, which also ends a line.
-    std::optional<std::uint64_t> Finish();
 
 private:
     std::size_t TakeUsualLines(std::string_view bytes);

@@ -1,14 +1,23 @@
 #include "GlobalObjects.h"
 
-std::wstring MakeGlobalObjectName(const std::wstring& name)
+std::wstring MakeGlobalObjectName(std::wstring_view name) noexcept
 {
-    return L"Global\\" + name;
+    try
+    {
+        std::wstring objectName = L"Global\\";
+        objectName += name;
+        return objectName;
+    }
+    catch (...)
+    {
+        // Out of memory.
+        return {};
+    }
 }
 
 KernelHandle CreateGlobalMutex(const std::wstring& objectName,
-                               SECURITY_DESCRIPTOR* security) noexcept
+                               SECURITY_ATTRIBUTES* security) noexcept
 {
-    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), security, FALSE};
-    return KernelHandle(
-        CreateMutexW(security == nullptr ? nullptr : &attributes, FALSE, objectName.c_str()));
+    return KernelHandle(objectName.empty() ? nullptr
+                                           : CreateMutexW(security, FALSE, objectName.c_str()));
 }

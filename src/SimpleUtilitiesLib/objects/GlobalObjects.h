@@ -3,14 +3,16 @@
 #include "Owners.h"
 
 #include <string>
+#include <string_view>
 
 /// The name of an object in the global namespace, which all sessions share: "Global\" and `name`.
-std::wstring MakeGlobalObjectName(const std::wstring& name);
+/// Empty if there is no memory; such an object cannot be created.
+std::wstring MakeGlobalObjectName(std::wstring_view name) noexcept;
 
 /// Creates or opens the mutex of a name that MakeGlobalObjectName made, without owning it
 /// (CreateMutexW). Without `security` it has the default security of the account. Empty on failure.
 KernelHandle CreateGlobalMutex(const std::wstring& objectName,
-                               SECURITY_DESCRIPTOR* security = nullptr) noexcept;
+                               SECURITY_ATTRIBUTES* security = nullptr) noexcept;
 
 /// All named objects of the program except the log's mutex, which is named after the log's
 /// directory and has its own security. These have the default security of the account that creates

@@ -40,6 +40,17 @@ public:
     Variant& operator=(const Variant&) = delete;
 
     VARIANT* operator&() noexcept { return &value; }
+
+    /// Keeps the received value if the call succeeded; otherwise forgets it without clearing it.
+    bool KeepIf(bool succeeded) noexcept
+    {
+        if (!succeeded)
+        {
+            VariantInit(&value);
+        }
+        return succeeded;
+    }
+
     [[nodiscard]] const VARIANT& Get() const noexcept { return value; }
 
 private:

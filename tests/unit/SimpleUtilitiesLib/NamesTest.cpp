@@ -1,5 +1,6 @@
 #include "GlobalObjects.h"
 #include "RegistryPaths.h"
+#include "ScarceMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,16 @@ TEST(GlobalObjectNameTest, IsTheNameAfterGlobal)
 {
     EXPECT_EQ(MakeGlobalObjectName(L"c:/x"), L"Global\\c:/x");
     EXPECT_EQ(MakeGlobalObjectName(L""), L"Global\\");
+}
+
+TEST(GlobalObjectNameTest, IsEmptyWithoutMemoryAndNamesNoMutex)
+{
+    const ScarceMemory memory;
+    ScarceMemory::Allow(0);
+    const std::wstring name = MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex);
+    ScarceMemory::End();
+    EXPECT_EQ(name, L"");
+    EXPECT_FALSE(CreateGlobalMutex(name));
 }
 
 TEST(GlobalObjectsTest, NamesAreThoseThatEveryCopyUses)

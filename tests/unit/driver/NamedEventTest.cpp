@@ -40,6 +40,13 @@ TEST(NamedEventTest, KeepsWhatItWasMadeOf)
     EXPECT_FALSE(NamedEvent(UniqueName(), false).*MemberOf(EventInitialState{}));
 }
 
+TEST(NamedEventTest, WithoutANameThereIsNoEvent)
+{
+    NamedEvent event(L"", true);
+    event.Set();
+    EXPECT_FALSE(event.Consume());
+}
+
 TEST(NamedEventTest, CreatedSignalledWhenAskedFor)
 {
     NamedEvent event(UniqueName(), true);

@@ -1,6 +1,7 @@
 #include "WriterLaunch.h"
 
 #include "RunFixture.h"
+#include "ScarceMemory.h"
 #include "WellKnownAccounts.h"
 
 namespace
@@ -248,6 +249,28 @@ TEST_F(WriterLaunchTest, LocalServiceLogsOnUnderItsEnglishNameWhenItCannotBeLook
     AccountNames::OfThisRun() = {}; // whose start looked them up already
     Launch(refresh, L"");
     EXPECT_EQ(journal[0], L"LogonUserW NT AUTHORITY\\Local Service 5 0");
+}
+
+TEST_F(WriterLaunchTest, QueryRunsAsThisAccountWhenThereIsNoMemoryForTheNameOfLocalService)
+{
+    AccountNames::OfThisRun() = {}; // whose start looked them up already
+    const ScarceMemory memory;
+    // Without what is needed before the name there is no launch.
+    for (unsigned long allocations = 0; journal.empty(); ++allocations)
+    {
+        ScarceMemory::Refuse(allocations);
+        try
+        {
+            Launch(refresh, L"");
+        }
+        catch (const std::bad_alloc&)
+        {
+            EXPECT_TRUE(journal.empty());
+        }
+        ScarceMemory::End();
+    }
+    EXPECT_EQ(journal, Whole({L"start: C:\\P\\PalvoPrinterQuery.exe ", L"exit code 0",
+                              L"CloseHandle thread", L"CloseHandle process"}));
 }
 
 TEST_F(WriterLaunchTest, BackgroundLaunchDoesNotWait)

@@ -191,8 +191,10 @@ TEST_F(XProcessTest, UserWithoutAnEnvironmentGetsTheCallers)
 {
     children.failing = {L"CreateEnvironmentBlock"};
     RunAsUser(L"q");
-    EXPECT_EQ(journal[2], L"start as user/copy: q");
-    EXPECT_EQ(journal[3], L"CloseHandle user/copy");
+    EXPECT_EQ(journal, (Journal{L"DuplicateTokenEx user", L"CreateEnvironmentBlock user/copy",
+                                L"start as user/copy: q", L"CloseHandle user/copy", L"exit code 0",
+                                L"CloseHandle thread", L"CloseHandle process",
+                                L"CloseHandle user"}));
 }
 
 TEST_F(XProcessTest, ChildThatCannotBeStartedAsAnotherUserGivesZeroAndGivesAllBack)
@@ -299,5 +301,6 @@ TEST_F(XProcessTest, StartTellsThatAChildCannotBeStarted)
 {
     children.failing = {L"CreateProcessW"};
     EXPECT_FALSE(XProcess().Start(L"x"));
+    EXPECT_EQ(journal, Journal{L"cannot start x"});
 }
 } // namespace

@@ -23,6 +23,8 @@ PRIVATE_FIELD(RecordId, EventLogReader, std::uint64_t, recordId);
 PRIVATE_FIELD(EventId, EventLogReader, std::uint32_t, eventId);
 PRIVATE_FIELD(ReservedText, EventLogReader, std::wstring, reservedText);
 PRIVATE_FIELD(PrinterName, EventLogReader, std::wstring, printerName);
+PRIVATE_FIELD(Context, EventLogReader, EventHandle, context);
+PRIVATE_FIELD(Buffer, EventLogReader, std::vector<BYTE>, buffer);
 
 namespace
 {
@@ -83,6 +85,11 @@ TEST_F(EventLogReaderTest, FieldsHaveTheirOrder)
         OffsetsOf(reader, MemberOf(RecordId{}), MemberOf(EventId{}), MemberOf(ReservedText{}),
                   MemberOf(PrinterName{})),
         (std::vector<std::size_t>{Counts + 16, Counts + 24, Counts + 32, Counts + 32 + Text}));
+    // Behind the record, what all events share.
+    constexpr std::size_t Record = Counts + 32 + 2 * Text;
+    EXPECT_EQ(OffsetsOf(reader, MemberOf(Context{}), MemberOf(Buffer{})),
+              (std::vector<std::size_t>{Record, Record + 8}));
+    static_assert(sizeof(EventLogReader) == Record + 8 + sizeof(std::vector<BYTE>));
 }
 
 TEST_F(EventLogReaderTest, FieldsHaveTheirFirstValues)

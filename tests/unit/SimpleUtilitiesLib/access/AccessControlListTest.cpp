@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace
 {
 using SetEntriesDouble = Replaced<"ADVAPI32", "SetEntriesInAclW", decltype(SetEntriesInAclW)>;
@@ -164,6 +166,22 @@ TEST_F(AccessControlListTest, DenyingEntryOfTheSameAccountStays)
     EXPECT_EQ(entries, Normal(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)"));
 }
 
+TEST_F(AccessControlListTest, DenialOfTheGrantedRightsIsLeftToTheSystem)
+{
+    const ListFromText answer(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)");
+    Entries given;
+    const SetEntriesDouble setEntries(
+        [&](ULONG, PEXPLICIT_ACCESSW, PACL old, PACL* merged) -> DWORD
+        {
+            given = EntriesOf(SecurityText(old));
+            *merged = static_cast<PACL>(LocalAlloc(LPTR, answer.List()->AclSize));
+            std::memcpy(*merged, answer.List(), answer.List()->AclSize);
+            return ERROR_SUCCESS;
+        });
+    EXPECT_EQ(Granted(L"D:(D;OICI;GRGW;;;LS)", GENERIC_READ), answer.Entries());
+    EXPECT_EQ(given, Normal(L"D:(D;OICI;GRGW;;;LS)"));
+}
+
 TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
 {
     EXPECT_EQ(Granted(L"D:(A;OICIID;GR;;;LS)", GENERIC_WRITE),
@@ -187,6 +205,19 @@ TEST_F(AccessControlListTest, GrantThatTheSystemRefusesGivesNoList)
             return memory == &garbage ? nullptr : decltype(localFree)::Original(memory);
         });
     EXPECT_FALSE(AddGrantToAcl(localService, GENERIC_ALL, nullptr, kind, acl));
+    EXPECT_FALSE(acl.IsValid());
+}
+
+TEST_F(AccessControlListTest, GrantToNobodyIsAFailureAndTheSystemIsNotAsked)
+{
+    acl = Acl(static_cast<PACL>(LocalAlloc(LPTR, 8)));
+    const SetEntriesDouble setEntries(
+        [](ULONG, PEXPLICIT_ACCESSW, PACL, PACL*) -> DWORD
+        {
+            ADD_FAILURE() << "the system was asked";
+            return ERROR_INVALID_ACL;
+        });
+    EXPECT_FALSE(AddGrantToAcl(L"", GENERIC_ALL, nullptr, kind, acl));
     EXPECT_FALSE(acl.IsValid());
 }
 

@@ -2,6 +2,7 @@
 
 #include "LogFile.h"
 #include "Replaced.h"
+#include "ScarceMemory.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <sddl.h>
 
 #include <cwchar>
+#include <set>
 
 namespace
 {
@@ -85,6 +87,22 @@ TEST(TrusteeNameTest, IsTheFallbackWhenTheNameIsEmpty)
             return TRUE;
         });
     EXPECT_EQ(TrusteeName(LocalService), L"NT AUTHORITY\\Local Service");
+}
+
+TEST(TrusteeNameTest, IsEmptyWithoutMemory)
+{
+    const ScarceMemory memory;
+    const std::wstring whole = TrusteeName(Administrators);
+    std::wstring name;
+    std::set<std::wstring> names;
+    ScarceMemory::ForEveryFailure(
+        [&]
+        {
+            AccountNames::OfThisRun() = {};
+            name = TrusteeName(Administrators);
+        },
+        [&] { names.insert(name); });
+    EXPECT_EQ(names, (std::set<std::wstring>{L"", L"NT AUTHORITY\\Administrators", whole}));
 }
 
 TEST(TrusteeNameTest, SidIsGivenBack)

@@ -231,5 +231,6 @@ TEST(LegacyPlvComExceptionTest, KeepsItsResult)
 {
     EXPECT_EQ(static_cast<unsigned>(LegacyPlvComException(E_ACCESSDENIED).Result()), 0x80070005U);
     EXPECT_STREQ(LegacyPlvComException(E_FAIL).what(), "");
+    static_assert(sizeof(LegacyPlvComException) == 16, "the result alone");
 }
 } // namespace

@@ -341,6 +341,7 @@ TEST(SamePathTest, FinalPathOfAServerHasAnother)
         IsSamePath(L"\\\\?\\UNC\\server\\share\\b.log", L"\\\\?\\UNC\\server\\share\\b.log"));
     EXPECT_FALSE(IsSamePath(L"\\\\?\\server\\share\\b.log", L"\\\\server\\share\\b.log"));
     EXPECT_FALSE(IsSamePath(L"\\\\?\\UNC\\C:\\b.log", L"C:\\b.log"));
+    EXPECT_FALSE(IsSamePath(L"\\\\?\\UNC\\server\\share\\b.log", L"\\server\\share\\b.log"));
 }
 
 TEST(SamePathTest, CaseAndSeparatorsDoNotMatter)

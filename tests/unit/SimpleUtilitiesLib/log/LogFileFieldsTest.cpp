@@ -11,7 +11,7 @@ PRIVATE_FIELD(LogModuleName, LogFile, std::wstring, moduleName);
 PRIVATE_FIELD(LogFolder, LogFile, std::wstring, directory);
 PRIVATE_FIELD(LogPath, LogFile, std::wstring, path);
 PRIVATE_FIELD(LogThreadIdFlag, LogFile, bool, includeThreadId);
-PRIVATE_FIELD(LogMutexSecurity, LogFile, SharedObjectSecurityDescriptor, mutexSecurity);
+HIDDEN_FIELD(LogMutexSecurity, LogFile, mutexSecurity);
 HIDDEN_FIELD(LogMutex, LogFile, mutex);
 HIDDEN_FIELD(MutexHandle, LogFile::NamedMutex, handle);
 HIDDEN_FIELD(MutexName, LogFile::NamedMutex, name);
@@ -30,8 +30,8 @@ TEST_F(LogFileFieldsTest, StandInTheirOrderAndAreAll)
     EXPECT_EQ(OffsetsOf(log, MemberOf(LogModuleName{}), MemberOf(LogFolder{}), MemberOf(LogPath{}),
                         MemberOf(LogThreadIdFlag{}), MemberOf(LogMutexSecurity{}),
                         MemberOf(LogMutex{})),
-              (std::vector<std::size_t>{0, 32, 64, 96, 104, 160}));
-    static_assert(sizeof(LogFile) == 168);
+              (std::vector<std::size_t>{0, 32, 64, 96, 104, 184}));
+    static_assert(sizeof(LogFile) == 192);
 }
 
 TEST_F(LogFileFieldsTest, HolderOfTheMutexHasItsHandleAndItsName)
@@ -50,7 +50,11 @@ TEST_F(LogFileFieldsTest, HoldWhatTheLogWasBuiltWith)
     EXPECT_EQ(log.*MemberOf(LogFolder{}), folder.Path());
     EXPECT_EQ(log.*MemberOf(LogPath{}), folder.Path() + L"\\Log.log");
     EXPECT_FALSE(log.*MemberOf(LogThreadIdFlag{}));
-    EXPECT_TRUE((log.*MemberOf(LogMutexSecurity{})).isValid);
+    const auto& security = log.*MemberOf(LogMutexSecurity{});
+    EXPECT_TRUE(security.shared.isValid);
+    EXPECT_EQ(security.attributes.nLength, 24U);
+    EXPECT_EQ(security.attributes.lpSecurityDescriptor, &security.shared.descriptor);
+    EXPECT_FALSE(security.attributes.bInheritHandle);
 
     const auto& holder = *(log.*MemberOf(LogMutex{}));
     EXPECT_EQ(holder.*MemberOf(MutexName{}), LogMutexName(folder.Path()));

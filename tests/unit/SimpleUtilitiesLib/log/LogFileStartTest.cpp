@@ -269,7 +269,7 @@ TEST_F(LogFileStartTest, StartWithoutMemoryGivesALogThatIsOff)
     ScarceMemory::ForEveryRoom([&] { log.emplace(directory, name); },
                                [&]
                                {
-                                   EXPECT_EQ(log->Path().empty(), log->Directory().empty());
+                                   EXPECT_TRUE(log->Directory().empty() || !log->Path().empty());
                                    paths.insert(log->Path());
                                    log.reset();
                                });

@@ -502,22 +502,50 @@ TEST_F(LogFileTrimTest, ReadThatFailsWhenAllWasReadLosesNothing)
     ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152));
 }
 
-TEST_F(LogFileTrimTest, CopyThatCannotBeReadLeavesTheLastLineAlone)
+/// The trimmed log when the copy can be read up to byte `readable` while the first line to keep is
+/// looked for, and whole before and after that.
+class LogFileTrimSearchTest : public LogFileTrimTest
 {
-    bool isCopied = false;
-    const SeekDouble seek(
-        [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
-        {
-            isCopied = true;
-            return decltype(seek)::Original(file, position, result, from);
-        });
-    const ReadFileDouble read(
-        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped) {
-            return isCopied ? FALSE
-                            : decltype(read)::Original(file, buffer, size, length, overlapped);
-        });
-    ExpectSame(WithoutLastLine(After(NumberedLines(FourMebibytes + 64))), "");
+protected:
+    std::string AfterSearching(DWORD readable, const std::string& before)
+    {
+        int seeks = 0; // the first is to the beginning of the copy, the second to that line
+        const SeekDouble seek(
+            [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
+            {
+                ++seeks;
+                return decltype(seek)::Original(file, position, result, from);
+            });
+        const ReadFileDouble read(
+            [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
+            {
+                if (seeks != 1)
+                {
+                    return decltype(read)::Original(file, buffer, size, length, overlapped);
+                }
+                const BOOL isRead = decltype(read)::Original(file, buffer, std::min(size, readable),
+                                                             length, overlapped);
+                readable -= *length;
+                return static_cast<BOOL>(isRead && *length != 0);
+            });
+        return WithoutLastLine(After(before));
+    }
+
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+};
+
+TEST_F(LogFileTrimSearchTest, CopyThatCannotBeReadLosesNothing)
+{
+    ExpectSame(AfterSearching(0, lines), lines);
     EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimSearchTest, CopyThatCannotBeReadToTheEndOfTheFirstLineToKeepLosesNothing)
+{
+    // The line that begins here is the first to count more than the size less 2 MiB.
+    constexpr DWORD Start = 2097152 + 64;
+    ExpectSame(AfterSearching(Start + 63, lines), lines);
+    ExpectSame(AfterSearching(Start + 64, lines), lines.substr(Start));
 }
 
 /// What is left of a log whose write number `failing` of the tail does as `write` does.
@@ -582,6 +610,30 @@ TEST_F(LogFileTrimWriteTest, WriteThatFailsLeavesTheLinesBeforeItWithoutAHole)
     EXPECT_FALSE(HasCopy());
 }
 
+TEST_F(LogFileTrimWriteTest, WriteThatFailsAfterSomeBytesLeavesNoneOfThem)
+{
+    const Write fails = [](HANDLE file, LPCVOID bytes, DWORD, LPDWORD written)
+    {
+        WriteFileDouble::Original(file, bytes, 1000, written, nullptr);
+        return FALSE;
+    };
+    ExpectSame(WithoutLastLine(AfterFailing(1, fails, lines)), "");
+    const std::string before = WithoutLastLine(AfterFailing(2, Short(0), lines));
+    ExpectSame(WithoutLastLine(AfterFailing(2, fails, lines)), before);
+}
+
+TEST_F(LogFileTrimWriteTest, LastLineOfOneByteIsCutOffWhenItsWriteFails)
+{
+    const Write fails = [](HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written)
+    {
+        WriteFileDouble::Original(file, bytes, size, written, nullptr);
+        return FALSE;
+    };
+    const std::string log = NumberedLines(FourMebibytes) + "x";
+    // 128 blocks of 256 lines, none of the last byte before the end is known, and that byte.
+    ExpectSame(WithoutLastLine(AfterFailing(130, fails, log)), log.substr(2097152, 2097152));
+}
+
 TEST_F(LogFileTrimWriteTest, WriteThatFallsShortLeavesWholeLines)
 {
     ExpectSame(WithoutLastLine(AfterFailing(1, Short(0), lines)), "");
@@ -609,33 +661,5 @@ TEST_F(LogFileTrimWriteTest, TornLineStaysWhenItCannotBeCutOff)
         [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
         { return ++seeks > 3 ? FALSE : decltype(seek)::Original(file, position, result, from); });
     ExpectSame(WithoutLastLine(AfterFailing(1, Short(1000), lines)), kept.substr(0, 1000));
-}
-
-TEST_F(LogFileTrimTest, ReadThatFailsWithinAPieceEndsThePiece)
-{
-    // Once the log is copied, the lines to keep are looked for; then they are copied.
-    int seeks = 0;
-    const SeekDouble seek(
-        [&](HANDLE file, LARGE_INTEGER position, PLARGE_INTEGER result, DWORD from)
-        {
-            ++seeks;
-            return decltype(seek)::Original(file, position, result, from);
-        });
-    // The piece of which ten bytes are read is the first to count more than the size less 2 MiB.
-    DWORD left = 2097152 + 64 + 10;
-    const ReadFileDouble read(
-        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD length, LPOVERLAPPED overlapped)
-        {
-            if (seeks != 1)
-            {
-                return decltype(read)::Original(file, buffer, size, length, overlapped);
-            }
-            const BOOL isRead =
-                decltype(read)::Original(file, buffer, std::min(size, left), length, overlapped);
-            left -= *length;
-            return static_cast<BOOL>(isRead && *length != 0);
-        });
-    const std::string lines = NumberedLines(FourMebibytes + 64);
-    ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64));
 }
 } // namespace

@@ -1,5 +1,7 @@
 #include "LogTrim.h"
 
+#include "WindowsHeaders.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -21,7 +23,7 @@ std::optional<std::uint64_t> FirstKept(std::uint64_t dropped, const std::string&
             return found;
         }
     }
-    return scanner.Finish();
+    return std::nullopt;
 }
 
 std::string Line(std::size_t characters)
@@ -111,6 +113,29 @@ TEST(LogTrimTest, LineFeedAloneDoesNotBorrowTheCarriageReturnOfALineBeforeIt)
     EXPECT_EQ(FirstKept(4117, lines + Line(8), lines.size()), 4116U);
 }
 
+TEST(LogTrimTest, LineFeedAloneAtTheEndOfABlockDoesNotBorrowTheCarriageReturnThatFollows)
+{
+    // The line "x" has two bytes and counts three, the next one five.
+    const std::string lines = "x\n\ryz\r\n";
+    EXPECT_EQ(FirstKept(2, lines, 3), 0U);
+    EXPECT_EQ(FirstKept(3, lines, 3), 2U);
+}
+
+TEST(LogTrimTest, NothingBeforeTheBytesIsRead)
+{
+    constexpr std::size_t Page = 0x1000;
+    char* pages = static_cast<char*>(
+        VirtualAlloc(nullptr, 2 * Page, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    ASSERT_NE(pages, nullptr);
+    DWORD before = 0;
+    ASSERT_TRUE(VirtualProtect(pages, Page, PAGE_NOACCESS, &before));
+    const std::string lines = Line(48) + Line(48);
+    lines.copy(pages + Page, lines.size());
+    LogTrim::Scanner scanner(TwoMebibytes + 100);
+    EXPECT_EQ(scanner.Feed({pages + Page, lines.size()}), std::nullopt);
+    EXPECT_TRUE(VirtualFree(pages, 0, MEM_RELEASE));
+}
+
 TEST(LogTrimTest, LongLineIsReadInPiecesThatCountOneMoreEach)
 {
     const std::string lines = Line(10000) + Line(8);
@@ -151,16 +176,11 @@ TEST(LogTrimTest, CarriageReturnThatNoLineFeedFollowsIsACharacter)
     EXPECT_EQ(FirstKept(4, twice), 4U);
 }
 
-TEST(LogTrimTest, LastLineNeedsNoEnd)
+TEST(LogTrimTest, LineThatHasNotEndedIsNotKeptYet)
 {
-    EXPECT_EQ(FirstKept(10, Line(8) + "abc"), 10U);
-    EXPECT_EQ(FirstKept(13, Line(8) + "abc"), 10U);
-    EXPECT_EQ(FirstKept(10, Line(8) + "\r"), 10U);
-}
-
-TEST(LogTrimTest, ThereIsNothingToKeepWhenTheCountStaysBehind)
-{
-    EXPECT_EQ(FirstKept(14, Line(8) + "abc"), std::nullopt);
+    EXPECT_EQ(FirstKept(10, Line(8) + "abc"), std::nullopt);
+    EXPECT_EQ(FirstKept(10, Line(8) + "abc\n"), 10U);
+    EXPECT_EQ(FirstKept(10, Line(8) + "\r"), std::nullopt);
     EXPECT_EQ(FirstKept(0, ""), std::nullopt);
 }
 
@@ -187,7 +207,7 @@ TEST(LogTrimTest, AnyByteButTheLineFeedIsACharacter)
 TEST(LogTrimTest, BlocksMayEndAnywhere)
 {
     const std::string lines =
-        Line(20) + "a\rb\r\r\n" + Line(5000) + "\n\n" + Line(0) + Line(7) + "end\r";
+        Line(20) + "a\rb\r\r\n" + Line(5000) + "\n\n" + Line(0) + Line(7) + "end\r\r\n";
     for (std::uint64_t dropped = 0; dropped < lines.size() + 8; ++dropped)
     {
         const auto whole = FirstKept(dropped, lines);
@@ -201,14 +221,13 @@ TEST(LogTrimTest, AnswerStays)
     LogTrim::Scanner scanner(TwoMebibytes + 5);
     EXPECT_EQ(scanner.Feed("abcd\r\nefgh\r\n"), 0U);
     EXPECT_EQ(scanner.Feed("ijkl\r\n"), 0U);
-    EXPECT_EQ(scanner.Finish(), 0U);
 }
 
 TEST(LogTrimTest, AnswerStaysThoughThePieceEndsAtACarriageReturnThatWasHeld)
 {
     LogTrim::Scanner scanner(TwoMebibytes);
     EXPECT_EQ(scanner.Feed(std::string(4095, 'x') + "\ry"), 0U);
-    EXPECT_EQ(scanner.Finish(), 0U);
+    EXPECT_EQ(scanner.Feed("z"), 0U);
 }
 
 TEST(LogTrimTest, LongLineMayEndInACarriageReturnOfItsOwn)
