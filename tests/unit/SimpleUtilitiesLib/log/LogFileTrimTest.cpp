@@ -204,7 +204,7 @@ TEST_F(LogFileTrimTest, FilesAreUsedInOrderAndDenyOtherWriters)
             DWORD disposition, DWORD flags, HANDLE other)
         {
             const std::wstring name = path;
-            if (!name.ends_with(L"\\")) // which is a look at the folder
+            if (name != folder.Path())
             {
                 journal.push_back(name.substr(name.rfind(L'.')) +
                                   ((access & GENERIC_READ) != 0 ? L" read" : L"") +
