@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace
 {
 using SetEntriesDouble = Replaced<"ADVAPI32", "SetEntriesInAclW", decltype(SetEntriesInAclW)>;
@@ -28,6 +30,25 @@ protected:
         EXPECT_TRUE(AddGrantToAcl(localService, rights, list.List(), kind, acl));
         EXPECT_EQ(EntriesOf(SecurityText(list.Descriptor())), Normal(before)) << "it was changed";
         return EntriesOf(SecurityText(acl.Get()));
+    }
+
+    /// The rights that the system is asked to add, and to which list, when reading, writing and
+    /// deleting are granted to Local Service.
+    Entries GivenToTheSystem(const std::wstring& before)
+    {
+        Entries given;
+        const SetEntriesDouble setEntries(
+            [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+            {
+                std::wostringstream text;
+                text << L"0x" << std::hex << entries->grfAccessPermissions << L" to "
+                     << SecurityText(old);
+                given.insert(text.str());
+                return decltype(setEntries)::Original(count, entries, old, merged);
+            });
+        const ListFromText list(before);
+        EXPECT_TRUE(AddGrantToAcl(localService, 0xC0010000, list.List(), kind, acl));
+        return given;
     }
 
     /// Grants to an account that cannot be looked up for this reason.
@@ -155,6 +176,21 @@ TEST_F(AccessControlListTest, DenyingEntryOfTheSameAccountStays)
 {
     const Entries entries = Granted(L"D:(D;OICI;GW;;;LS)", GENERIC_READ);
     EXPECT_EQ(entries, Normal(L"D:(D;OICI;GW;;;LS)(A;OICI;GR;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, NothingIsGatheredForAnAccountThatIsDeniedSomething)
+{
+    // The system takes the rights that it is given off the denial.
+    const std::wstring before = L"D:(D;;WP;;;LS)(A;;FA;;;LS)";
+    EXPECT_EQ(GivenToTheSystem(before), (Entries{L"0xc0010000 to " + before}));
+    const std::wstring inAnyOrder = L"D:(A;;FA;;;LS)(D;OICI;WP;;;LS)";
+    EXPECT_EQ(GivenToTheSystem(inAnyOrder), (Entries{L"0xc0010000 to " + inAnyOrder}));
+}
+
+TEST_F(AccessControlListTest, InheritedDenialAndThatOfAnotherAccountDoNotKeepFromGathering)
+{
+    EXPECT_EQ(GivenToTheSystem(L"D:(A;;FA;;;LS)(D;ID;WP;;;LS)(D;;WP;;;BG)"),
+              (Entries{L"0xc01f01ff to D:(D;ID;WP;;;LS)(D;;WP;;;BG)"}));
 }
 
 TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)
