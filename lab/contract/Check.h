@@ -21,10 +21,19 @@ enum class Caller
 
 using StatementFunction = void (*)();
 
+// Where a statement is asked.
+enum class Place
+{
+    Anywhere,
+    Lab,     // Needs what the lab has.
+    Windows, // About what neither Wine nor a double does.
+};
+
 struct Registration
 {
     // About Windows itself, without anything that only the lab has.
-    Registration(const char* name, const char* call, Caller caller, StatementFunction function);
+    Registration(const char* name, const char* call, Caller caller, StatementFunction function,
+                 Place place = Place::Anywhere);
 
     // Needs what the lab has: its users, its printers, its channels, its settings.
     Registration(const char* name, StatementFunction function);
@@ -59,6 +68,12 @@ bool SetFileList(const wchar_t* path, const wchar_t* list, DWORD access = READ_C
 #define STATEMENT(name, call, caller)                                                              \
     static void name();                                                                            \
     static const PalvoLab::Registration registrationOf##name(#name, call, caller, &name);          \
+    static void name()
+
+#define WINDOWS_STATEMENT(name, call, caller)                                                      \
+    static void name();                                                                            \
+    static const PalvoLab::Registration registrationOf##name(#name, call, caller, &name,           \
+                                                             PalvoLab::Place::Windows);            \
     static void name()
 
 #define LAB_TEST(name)                                                                             \

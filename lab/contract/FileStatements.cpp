@@ -5,6 +5,7 @@
 #include "Owners.h"
 
 #include <aclapi.h>
+#include <winioctl.h>
 
 #include <array>
 
@@ -72,6 +73,53 @@ std::wstring FileList(const wchar_t* path)
     const std::wstring text = DescriptorText(descriptor, DACL_SECURITY_INFORMATION);
     LocalFree(descriptor);
     return text;
+}
+
+// Of files that are deleted by handle, as Windows 10 knows it: the name is free at once.
+bool DeleteAtOnce(HANDLE file)
+{
+    DWORD flags = 0x1 | 0x2; // FILE_DISPOSITION_FLAG_DELETE, _POSIX_SEMANTICS
+    return SetFileInformationByHandle(file, static_cast<FILE_INFO_BY_HANDLE_CLASS>(21), &flags,
+                                      sizeof flags);
+}
+
+bool MarkForDeletion(HANDLE file, BOOLEAN marked)
+{
+    FILE_DISPOSITION_INFO information = {marked};
+    return SetFileInformationByHandle(file, FileDispositionInfo, &information, sizeof information);
+}
+
+HANDLE OpenFolder(const wchar_t* path, DWORD access, DWORD flags)
+{
+    return CreateFileW(path, access, kShareAll, nullptr, OPEN_EXISTING,
+                       FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr);
+}
+
+// REPARSE_DATA_BUFFER of a mount point, which no header for programs declares.
+struct MountPoint
+{
+    DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
+    WORD size = 0;
+    WORD reserved = 0;
+    WORD targetOffset = 0;
+    WORD targetSize = 0;
+    WORD shownOffset = 0;
+    WORD shownSize = 0;
+    std::array<wchar_t, 300> target = {};
+};
+
+// Makes a mount point of an empty folder. The target begins with \??\.
+bool Mount(const wchar_t* folder, const std::wstring& target)
+{
+    MountPoint point;
+    target.copy(point.target.data(), target.size());
+    point.targetSize = static_cast<WORD>(target.size() * sizeof(wchar_t));
+    point.shownOffset = static_cast<WORD>(point.targetSize + sizeof(wchar_t));
+    point.size = static_cast<WORD>(8 + point.shownOffset + sizeof(wchar_t));
+    const OwnedHandle opened(OpenFolder(folder, GENERIC_WRITE, FILE_FLAG_OPEN_REPARSE_POINT));
+    DWORD returned = 0;
+    return DeviceIoControl(opened.Get(), FSCTL_SET_REPARSE_POINT, &point, 8 + point.size, nullptr,
+                           0, &returned, nullptr);
 }
 
 } // namespace
@@ -176,4 +224,95 @@ STATEMENT(ACopyNeedsItsSourceToBeReadAndItsTargetToBeWritten, "CopyFileW", Calle
     CHECK(SetFileList(kFile, L"D:P(A;;0x130116;;;WD)"));
     CHECK(SetFileList(kOther, L"D:P(A;;FA;;;WD)"));
     CHECK_FAILS(CopyFileW(kFile, kOther, FALSE), ERROR_ACCESS_DENIED);
+}
+
+STATEMENT(AHandleThatMayOnlyAppendWritesAtTheEnd, "CreateFileW, WriteFile", Caller::Anybody)
+{
+    const Folder folder;
+    DWORD written = 0;
+    for (const char* text : {"one", "two"})
+    {
+        const OwnedHandle file(Open(kFile, FILE_APPEND_DATA | SYNCHRONIZE));
+        CHECK(WriteFile(file.Get(), text, 3, &written, nullptr));
+    }
+    const OwnedHandle file(Open(kFile, GENERIC_READ));
+    std::array<char, 10> bytes = {};
+    CHECK(ReadFile(file.Get(), bytes.data(), 10, &written, nullptr));
+    CHECK(std::string(bytes.data(), written) == "onetwo");
+}
+
+STATEMENT(AFileMarkedForDeletionGoesWithItsLastHandle, "SetFileInformationByHandle",
+          Caller::Anybody)
+{
+    const Folder folder;
+    {
+        const OwnedHandle file(Open(kFile, DELETE));
+        CHECK(MarkForDeletion(file.Get(), TRUE));
+        CHECK(MarkForDeletion(file.Get(), FALSE));
+    }
+    CHECK(Opens(kFile, GENERIC_READ));
+    {
+        const OwnedHandle file(Open(kFile, DELETE));
+        CHECK(MarkForDeletion(file.Get(), TRUE));
+    }
+    CHECK_FAILS(Opens(kFile, GENERIC_READ), ERROR_FILE_NOT_FOUND);
+}
+
+WINDOWS_STATEMENT(ANameDeletedByHandleIsFreeAtOnceSinceWindows10, "SetFileInformationByHandle",
+                  Caller::Anybody)
+{
+    const Folder folder;
+    const OwnedHandle file(Open(kFile, DELETE));
+    CHECK(DeleteAtOnce(file.Get()));
+    CHECK(Opens(kFile, GENERIC_WRITE, CREATE_NEW));
+}
+
+WINDOWS_STATEMENT(ANameMarkedForDeletionDoesNotCount, "GetFileInformationByHandleEx",
+                  Caller::Anybody)
+{
+    const Folder folder;
+    CHECK(CreateHardLinkW(kOther, kFile, nullptr));
+    const OwnedHandle file(Open(kFile, DELETE));
+    const OwnedHandle link(Open(kOther, 0));
+    CHECK(MarkForDeletion(file.Get(), TRUE));
+    FILE_STANDARD_INFO information = {};
+    CHECK(GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &information,
+                                       sizeof information));
+    CHECK(information.NumberOfLinks == 1 && information.DeletePending);
+    CHECK(Names(link.Get()) == 1);
+}
+
+WINDOWS_STATEMENT(AMountPointThatLeadsToNothingIsOpenedItselfAlone, "CreateFileW, CreateDirectoryW",
+                  Caller::Anybody)
+{
+    const Folder folder;
+    const wchar_t* const point = L"C:\\ProgramData\\PalvoContract\\point";
+    CHECK(CreateDirectoryW(point, nullptr));
+    CHECK(Mount(point, L"\\??\\C:\\ProgramData\\PalvoContract\\not there"));
+    CHECK(!OwnedHandle(OpenFolder(point, 0, 0)));
+    CHECK(!CreateDirectoryW(L"C:\\ProgramData\\PalvoContract\\point\\below", nullptr));
+    {
+        const OwnedHandle itself(OpenFolder(point, 0, FILE_FLAG_OPEN_REPARSE_POINT));
+        BY_HANDLE_FILE_INFORMATION information = {};
+        CHECK(GetFileInformationByHandle(itself.Get(), &information));
+        CHECK((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0);
+        CHECK(FinalPath(itself.Get()) == std::wstring(L"\\\\?\\") + point);
+    }
+    CHECK(RemoveDirectoryW(point));
+}
+
+WINDOWS_STATEMENT(WhatIsReachedThroughAMountPointHasThePathBehindIt, "GetFinalPathNameByHandleW",
+                  Caller::Anybody)
+{
+    const Folder folder;
+    const wchar_t* const point = L"C:\\ProgramData\\PalvoContractPoint";
+    CHECK(CreateDirectoryW(point, nullptr));
+    CHECK(Mount(point, std::wstring(L"\\??\\") + kFolder));
+    {
+        const OwnedHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
+                                           kShareAll, nullptr, OPEN_EXISTING,
+                                           FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+        CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
+    }
+    CHECK(RemoveDirectoryW(point));
 }

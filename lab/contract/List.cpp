@@ -22,14 +22,14 @@ int failures = 0;
 } // namespace
 
 Registration::Registration(const char* name, const char* call, Caller caller,
-                           StatementFunction function)
+                           StatementFunction function, Place place)
 {
-    List().push_back({name, call, caller, false, function});
+    List().push_back({name, call, caller, place, function});
 }
 
 Registration::Registration(const char* name, StatementFunction function)
 {
-    List().push_back({name, "", Caller::System, true, function});
+    List().push_back({name, "", Caller::System, Place::Lab, function});
 }
 
 void Check(bool holds, const char* what, int line)

@@ -14,7 +14,7 @@ struct Statement
     const char* name;
     const char* call;
     Caller caller;
-    bool needsLab;
+    Place place;
     StatementFunction function;
 };
 

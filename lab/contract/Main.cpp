@@ -14,7 +14,7 @@ int RunOne(const std::string& name)
 {
     for (const Statement& statement : Statements())
     {
-        if (name == statement.name && !statement.needsLab)
+        if (name == statement.name && statement.place != PalvoLab::Place::Lab)
         {
             return Holds(statement) ? 0 : 1;
         }

@@ -123,7 +123,7 @@ Outcome Ask(const Statement& statement)
 
 Outcome AskIfPossible(const Statement& statement, Caller own)
 {
-    if (statement.needsLab)
+    if (statement.place == Place::Lab)
     {
         std::printf("not asked      %s: needs the lab\n", statement.name);
         return Outcome::NotAsked;

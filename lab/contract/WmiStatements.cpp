@@ -1,5 +1,7 @@
 #include "Check.h"
 
+#include "Owners.h"
+
 #include <oleauto.h>
 #include <wbemcli.h>
 
@@ -8,8 +10,9 @@ using namespace PalvoLab;
 namespace
 {
 
-// A query as the process's or the proxy's level of impersonation lets it be; 0 for none said.
-HRESULT Query(DWORD forProcess, DWORD forProxy)
+// A query as the process's or the proxy's level of impersonation lets it be; 0 for none said. With
+// a token it is made in that token's name.
+HRESULT Query(DWORD forProcess, DWORD forProxy, HANDLE token = nullptr)
 {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     if (forProcess != 0)
@@ -26,8 +29,10 @@ HRESULT Query(DWORD forProcess, DWORD forProxy)
         locator->ConnectServer(path, nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services)));
     if (forProxy != 0)
     {
+        CHECK(token == nullptr || SetThreadToken(nullptr, token));
         CHECK(SUCCEEDED(CoSetProxyBlanket(services, RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
-                                          RPC_C_AUTHN_LEVEL_CALL, forProxy, nullptr, EOAC_NONE)));
+                                          RPC_C_AUTHN_LEVEL_CALL, forProxy, nullptr,
+                                          token == nullptr ? EOAC_NONE : EOAC_DYNAMIC_CLOAKING)));
     }
     const BSTR language = SysAllocString(L"WQL");
     const BSTR query = SysAllocString(L"SELECT * FROM Win32_ComputerSystemProduct");
@@ -46,6 +51,7 @@ HRESULT Query(DWORD forProcess, DWORD forProxy)
         }
         objects->Release();
     }
+    CHECK(token == nullptr || RevertToSelf());
     for (const BSTR text : {path, language, query})
     {
         SysFreeString(text);
@@ -68,4 +74,18 @@ STATEMENT(WmiRefusesWhomItMayOnlyIdentify, "IWbemServices::ExecQuery", Caller::A
 {
     CHECK(Query(0, 0) == static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
     CHECK(Query(0, RPC_C_IMP_LEVEL_IDENTIFY) == static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
+}
+
+LAB_TEST(WmiRefusesACloakedCallersTokenThatOnlyIdentifies)
+{
+    const OwnedHandle own(OwnToken(MAXIMUM_ALLOWED));
+    for (const auto level : {SecurityIdentification, SecurityImpersonation})
+    {
+        HANDLE made = nullptr;
+        CHECK(DuplicateTokenEx(own.Get(), MAXIMUM_ALLOWED, nullptr, level, TokenImpersonation,
+                               &made));
+        const OwnedHandle token(made);
+        CHECK(Query(0, RPC_C_IMP_LEVEL_IMPERSONATE, token.Get()) ==
+              (level == SecurityImpersonation ? S_OK : static_cast<HRESULT>(WBEM_E_ACCESS_DENIED)));
+    }
 }

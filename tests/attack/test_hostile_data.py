@@ -85,7 +85,7 @@ class HostileData(AttackTest):
 
     def test_users_with_odd_names_get_their_values_and_so_do_others(self):
         users = [self.add_user(name) for name in (
-            "%s%n%x", "a\u202eb\ufeff", "-x", "Zo\u00eb \u65e5\u672c", "ben")]
+            "%s%n%x", "a\u202eb\ufeff", "-x", "be\x07ll\x1b", "Zo\u00eb \u65e5\u672c", "ben")]
         self.assertEqual(self.attacked_work(*LOGON)[0], 0)
         for sid in users:
             self.assertEqual(set(self.bag(sid)), {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})

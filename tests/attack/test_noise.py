@@ -7,7 +7,7 @@ import shutil
 import threading
 import time
 import unittest
-from contextlib import suppress
+from collections import Counter
 
 from lab import Server
 
@@ -33,13 +33,14 @@ class Noise(AttackTest):
         # A command of its own beside those of the test, which wait for the runs.
         self.other_lab = Server(self.lab.prefix)
         self.addCleanup(self.other_lab.end)
-        self.lock = threading.Lock()
+        self.lock, self.counting = threading.Lock(), threading.Lock()
+        self.tried, self.done = Counter(), Counter()    # attacks
 
     def ask(self, *arguments):
         with self.lock:
-            self.other_lab.ask(arguments)
+            return self.other_lab.ask(arguments)[1] == 0
 
-    # What a user does, and what comes after a moment.
+    # What a user does, and what comes after a moment. False where it was refused.
 
     def link(self, chance):
         self.remove(self.log)
@@ -56,9 +57,11 @@ class Noise(AttackTest):
 
     def mount_point(self, chance):
         folder = self.log.parents[chance.randrange(5)]
-        if not folder.is_symlink():
-            shutil.rmtree(folder, ignore_errors=True)
-            folder.symlink_to(self.elsewhere, target_is_directory=True)
+        if folder.is_symlink():
+            return False
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.symlink_to(self.elsewhere, target_is_directory=True)
+        return True
 
     def no_mount_point(self, _):
         for folder in self.log.parents[:5]:
@@ -77,24 +80,27 @@ class Noise(AttackTest):
         self.log.parent.mkdir(parents=True, exist_ok=True)
         with open(self.log, "r+b" if self.log.is_file() else "xb") as stream:
             # Through a link it would be the user's own doing.
-            if not os.path.samestat(os.fstat(stream.fileno()), self.victim.stat()):
-                stream.truncate(chance.choice([0, 10, 2 ** 23]))
+            if os.path.samestat(os.fstat(stream.fileno()), self.victim.stat()):
+                return False
+            stream.truncate(chance.choice([0, 10, 2 ** 23]))
+            return True
 
     def held_log(self, chance):
-        self.hold(chance, "file", WINDOWS_PATH)
+        return self.hold(chance, "file", WINDOWS_PATH)
 
     def held_mutex(self, chance):
-        self.hold(chance, "mutex", LOG_MUTEX, "")
+        return self.hold(chance, "mutex", LOG_MUTEX, "")
 
     def held_object(self, chance):
-        self.hold(chance, "object", chance.choice(["mutex", "event", "section"]),
-                  chance.choice(list(global_objects().values())), chance.choice(DESCRIPTORS))
+        return self.hold(chance, "object", chance.choice(["mutex", "event", "section"]),
+                         chance.choice(list(global_objects().values())), chance.choice(DESCRIPTORS))
 
     def hold(self, chance, *what):
         answer, number = self.attacker.tell(*what)
         if answer == "ok":
             time.sleep(chance.random() / 10)
             self.attacker.do("let-go", number)
+        return answer == "ok"
 
     def planted_dll(self, chance):
         name = chance.choice(["wevtapi", "secur32", "wbemcomn", "cryptbase", "userenv"])
@@ -102,18 +108,20 @@ class Noise(AttackTest):
 
     def printer(self, chance):
         name = chance.choice(ODD_NAMES)
-        self.ask("printer", chance.choice(["add", "remove"]), name, "Palvo Orvela PV6")
+        return self.ask("printer", chance.choice(["add", "remove"]), name, "Palvo Orvela PV6")
 
     def event(self, chance):
-        self.ask("event", "add", "306", chance.choice(ODD_NAMES) * chance.randrange(1, 200))
+        return self.ask("event", "add", "306", chance.choice(ODD_NAMES) * chance.randrange(1, 200))
 
     def bag(self, chance):
-        self.attacker.tell("value", f"{chance.choice(list(self.users.values()))}\\{BAG}",
-                           chance.choice(["DesktopAppGUIDs", "UserId", "IsAdmin"]),
-                           chance.randrange(12), chance.randrange(100_000), chance.randrange(256))
+        answer, _ = self.attacker.tell(
+            "value", f"{chance.choice(list(self.users.values()))}\\{BAG}",
+            chance.choice(["DesktopAppGUIDs", "UserId", "IsAdmin"]),
+            chance.randrange(12), chance.randrange(100_000), chance.randrange(256))
+        return answer == "ok"
 
     def leaving(self, chance):
-        self.ask("user", chance.choice(["logoff", "logon"]), chance.choice(list(self.users)))
+        return self.ask("user", chance.choice(["logoff", "logon"]), chance.choice(list(self.users)))
 
     ATTACKS = (link, link_to_nothing, copys_link, mount_point, no_mount_point, folder, nothing,
                foreign_log, held_log, held_mutex, held_object, planted_dll, printer, event, bag,
@@ -121,13 +129,25 @@ class Noise(AttackTest):
 
     def attack_until(self, done, seed):
         chance = random.Random(seed)
-        while not done.is_set():
-            with suppress(OSError, shutil.Error):   # Another one was quicker.
-                chance.choice(self.ATTACKS)(self, chance)
-            done.wait(chance.random() / 2)
+        try:
+            while not done.is_set():
+                self.attack(chance.choice(self.ATTACKS), chance)
+                done.wait(chance.random() / 2)
+        except Exception as error:  # Told in the main thread.
+            self.died.append(error)
+
+    def attack(self, attack, chance):
+        try:
+            did = attack(self, chance) is not False
+        except (OSError, shutil.Error):     # Another one was quicker.
+            did = False
+        with self.counting:
+            self.tried[attack.__name__] += 1
+            self.done[attack.__name__] += did
 
     def round(self, seed):
         done = threading.Event()
+        self.died = []      # what ended an attacker
         attackers = [threading.Thread(target=self.attack_until, args=(done, f"{seed} {number}"))
                      for number in range(AT_ONCE)]
         for attacker in attackers:
@@ -139,6 +159,7 @@ class Noise(AttackTest):
             done.set()
             for attacker in attackers:
                 attacker.join()
+        self.assertEqual(self.died, [])
         self.assertEqual(len(codes), len(COPIES), "every copy ends")
         self.assertEqual(set(codes) - {0, 1}, set(), f"codes {codes}")
 
@@ -180,6 +201,8 @@ class Noise(AttackTest):
                 self.assertEqual(set(self.lab.bags()[self.users["anna"]]),
                                  {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"})
             number += 1
+        self.assertEqual({attack for attack in self.tried if not self.done[attack]}, set(),
+                         f"never done of {dict(self.tried)}, seed {seed}")
 
 
 if __name__ == "__main__":

@@ -166,6 +166,14 @@ class PlantedLog(AttackTest):
                 self.assertEqual(file.read_bytes(), LINE)
                 self.assertEqual(self.lab.log()[-3], "Log trimmed.")
 
+    def test_folder_under_the_copys_path_keeps_the_log_from_being_trimmed_and_no_more(self):
+        self.log.write_bytes(LARGE)
+        self.copy().mkdir()
+        self.addCleanup(self.copy().rmdir)
+        self.expect_served()
+        self.assertIn("Log trimmed.", self.lab.log())
+        self.assertTrue(self.log.read_bytes().startswith(LARGE))
+
     def test_folder_under_its_path_costs_the_lines_and_nothing_else(self):
         self.log.unlink()
         self.log.mkdir()

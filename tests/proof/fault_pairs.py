@@ -30,7 +30,7 @@ PAIRS = [(before, function, situation) for situation, before, functions in (
     (LOGON, "GetTokenInformation 3 5", ["RegCreateKeyExW 1 5", "WriteFile 1 112 always"]),
     # A task cannot be registered, nor can this be told.
     (INSTALL, "ITaskFolder::RegisterTaskDefinition 3 0x80070005",
-     ["WriteFile 3 112", "CreateFileW 9 5 always"]),
+     ["WriteFile 3 112", "CreateFileW 11 5 always"]),
     (INSTALL, "EvtOpenChannelConfig 1 5", ["CoCreateInstance 3 0x80070005", "RegSetValueExW 2 5"]),
     (UNINSTALL, "EvtOpenChannelConfig 1 5", ["CoCreateInstance 1 0x80070005", "CoInitializeEx 4 0x8007000E",
                                              "ITaskFolder::DeleteTask 1 0x80070005", "RegOpenKeyExW 2 5"]),

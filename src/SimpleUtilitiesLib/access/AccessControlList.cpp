@@ -3,6 +3,7 @@
 #include "Sids.h"
 #include "WellKnownAccounts.h"
 
+#include <optional>
 #include <vector>
 
 namespace
@@ -33,12 +34,34 @@ const ACCESS_ALLOWED_ACE* AsSameGrant(const ACE_HEADER* entry, const Grant& gran
     return EqualSid(const_cast<DWORD*>(&allowed->SidStart), grant.sid) ? allowed : nullptr;
 }
 
+/// Whether the list has a denial for the account that is not inherited; nothing on failure.
+std::optional<bool> Denies(PACL list, PSID sid)
+{
+    bool denies = false;
+    for (DWORD index = 0; index < list->AceCount; ++index)
+    {
+        void* entry = nullptr;
+        if (!GetAce(list, index, &entry))
+        {
+            return std::nullopt;
+        }
+        const auto* denial = static_cast<const ACCESS_DENIED_ACE*>(entry);
+        denies = denies || (denial->Header.AceType == ACCESS_DENIED_ACE_TYPE &&
+                            (denial->Header.AceFlags & INHERITED_ACE) == 0 &&
+                            EqualSid(const_cast<DWORD*>(&denial->SidStart), sid));
+    }
+    return denies;
+}
+
 /// Copies `oldAcl` without the entries that match `grant`, and adds their rights to `rights`. Null
-/// on failure.
+/// on failure. Where the account is denied something, all entries stay: SetEntriesInAclW would take
+/// the rights off the denial.
 Acl CopyWithoutTheSame(const Grant& grant, PACL oldAcl, DWORD& rights)
 {
+    const std::optional<bool> denies = Denies(oldAcl, grant.sid);
     ACL_SIZE_INFORMATION information = {};
-    if (!GetAclInformation(oldAcl, &information, sizeof(information), AclSizeInformation))
+    if (!denies ||
+        !GetAclInformation(oldAcl, &information, sizeof(information), AclSizeInformation))
     {
         return {};
     }
@@ -57,7 +80,7 @@ Acl CopyWithoutTheSame(const Grant& grant, PACL oldAcl, DWORD& rights)
             return {};
         }
         const auto* header = static_cast<const ACE_HEADER*>(entry);
-        if (const ACCESS_ALLOWED_ACE* same = AsSameGrant(header, grant))
+        if (const ACCESS_ALLOWED_ACE* same = *denies ? nullptr : AsSameGrant(header, grant))
         {
             gathered |= same->Mask;
         }

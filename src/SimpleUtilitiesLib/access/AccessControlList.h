@@ -19,8 +19,9 @@ enum class ObjectKind
 /// entry grants rights (GRANT_ACCESS) to an account by name, and the list already allows that
 /// account something with the same inheritance (on a leaf: or with none), one entry with the rights
 /// of both replaces the old one, so that repeated grants do not make the list grow. Any other entry
-/// is not changed. All go to SetEntriesInAclW, which may remove the rights that a grant gives from
-/// a denial for the same account. False, with `newAcl` empty, on failure. Never throws.
+/// goes to SetEntriesInAclW unchanged, and so does one where the list denies that account something
+/// by an entry that is not inherited. It removes the rights to grant, and no others, from denials
+/// for the same account. False, with `newAcl` empty, on failure. Never throws.
 bool AddExplicitAccessToAcl(const EXPLICIT_ACCESS_W& explicitAccess, PACL oldAcl, ObjectKind kind,
                             Acl& newAcl) noexcept;
 

@@ -125,13 +125,15 @@ bool IsOnProperWay(std::wstring folder)
 {
     while (!folder.empty())
     {
-        // Links are followed: the final path tells. The '\\' makes a drive's root of a drive.
-        const FileHandle opened(CreateFileW((folder + L"\\").c_str(), 0, ShareAll, nullptr,
-                                            OPEN_EXISTING,
-                                            FILE_FLAG_BACKUP_SEMANTICS | NoImpersonation, nullptr));
+        // A link opens itself, also one that leads to nothing; the final path tells of those above.
+        // The '\\' makes a drive's root of a drive.
+        const std::wstring name = folder.ends_with(L':') ? folder + L"\\" : folder;
+        const FileHandle opened(CreateFileW(
+            name.c_str(), 0, ShareAll, nullptr, OPEN_EXISTING,
+            FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT | NoImpersonation, nullptr));
         if (opened)
         {
-            return HasFinalPath(opened.Get(), folder);
+            return !IsReparsePoint(opened.Get()) && HasFinalPath(opened.Get(), folder);
         }
         folder = DirectoryOf(folder);
     }

@@ -43,8 +43,12 @@ bool GrantLogAccess(const LogFile& log, const WellKnownAccount& account) noexcep
     }
     try
     {
+        // The grant's own opening follows links, and lets a pipe's server act for the program. So
+        // it is done only where the log was seen first. Without access: others need not share it.
+        const FileHandle seen = OpenProperFile(log.Path(), 0, FILE_SHARE_READ, WhenMissing::Fail);
         FileAccessControl file(log.Path());
-        return IsProperFile(file.Open(), log.Path()) && GrantAccess(file, TrusteeName(account));
+        return seen && IsProperFile(file.Open(), log.Path()) &&
+               GrantAccess(file, TrusteeName(account));
     }
     catch (...)
     {

@@ -125,6 +125,15 @@ TEST_F(UserPropertyBagsTest, NameOfAUserIsDataAndNoFormat)
         testLog.Messages()[0].starts_with(L"Updated UserPropertyBag for 'CORP\\%s%n%d': UserId='"));
 }
 
+TEST_F(UserPropertyBagsTest, ControlCharactersOfANameAreLoggedAsTheyAre)
+{
+    LogOn(L"a\x07\x1B[2J\x7F", AliceSid);
+    Update();
+    ASSERT_FALSE(testLog.Messages().empty());
+    EXPECT_TRUE(testLog.Messages()[0].starts_with(
+        L"Updated UserPropertyBag for 'CORP\\a\x07\x1B[2J\x7F': UserId='"));
+}
+
 TEST_F(UserPropertyBagsTest, OwnBagAndTheBagsOfAllHivesAreSpelledEachInItsWay)
 {
     LogOn(L"Alice", AliceSid);

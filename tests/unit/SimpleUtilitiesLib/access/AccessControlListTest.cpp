@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sstream>
 
 namespace
 {
@@ -30,6 +31,25 @@ protected:
         EXPECT_TRUE(AddGrantToAcl(localService, rights, list.List(), kind, acl));
         EXPECT_EQ(EntriesOf(SecurityText(list.Descriptor())), Normal(before)) << "it was changed";
         return EntriesOf(SecurityText(acl.Get()));
+    }
+
+    /// The rights that the system is asked to add, and to which list, when reading, writing and
+    /// deleting are granted to Local Service.
+    Entries GivenToTheSystem(const std::wstring& before)
+    {
+        Entries given;
+        const SetEntriesDouble setEntries(
+            [&](ULONG count, PEXPLICIT_ACCESSW entries, PACL old, PACL* merged)
+            {
+                std::wostringstream text;
+                text << L"0x" << std::hex << entries->grfAccessPermissions << L" to "
+                     << SecurityText(old);
+                given.insert(text.str());
+                return decltype(setEntries)::Original(count, entries, old, merged);
+            });
+        const ListFromText list(before);
+        EXPECT_TRUE(AddGrantToAcl(localService, 0xC0010000, list.List(), kind, acl));
+        return given;
     }
 
     /// Grants to an account that cannot be looked up for this reason.
@@ -180,6 +200,21 @@ TEST_F(AccessControlListTest, DenialOfTheGrantedRightsIsLeftToTheSystem)
         });
     EXPECT_EQ(Granted(L"D:(D;OICI;GRGW;;;LS)", GENERIC_READ), answer.Entries());
     EXPECT_EQ(given, Normal(L"D:(D;OICI;GRGW;;;LS)"));
+}
+
+TEST_F(AccessControlListTest, NothingIsGatheredForAnAccountThatIsDeniedSomething)
+{
+    // The system takes the rights that it is given off the denial.
+    const std::wstring before = L"D:(D;;WP;;;LS)(A;;FA;;;LS)";
+    EXPECT_EQ(GivenToTheSystem(before), (Entries{L"0xc0010000 to " + before}));
+    const std::wstring inAnyOrder = L"D:(A;;FA;;;LS)(D;OICI;WP;;;LS)";
+    EXPECT_EQ(GivenToTheSystem(inAnyOrder), (Entries{L"0xc0010000 to " + inAnyOrder}));
+}
+
+TEST_F(AccessControlListTest, InheritedDenialAndThatOfAnotherAccountDoNotKeepFromGathering)
+{
+    EXPECT_EQ(GivenToTheSystem(L"D:(A;;FA;;;LS)(D;ID;WP;;;LS)(D;;WP;;;BG)"),
+              (Entries{L"0xc01f01ff to D:(D;ID;WP;;;LS)(D;;WP;;;BG)"}));
 }
 
 TEST_F(AccessControlListTest, InheritedEntryOfTheSameAccountStays)

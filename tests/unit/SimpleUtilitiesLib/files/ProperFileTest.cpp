@@ -178,8 +178,8 @@ TEST_F(ProperFileTest, LinkIsOpenedItselfAndAPipeMayNotActForTheProgram)
     // FILE_FLAG_OPEN_REPARSE_POINT, SECURITY_SQOS_PRESENT, SECURITY_IDENTIFICATION and
     // FILE_ATTRIBUTE_NORMAL.
     EXPECT_EQ(opened, (std::vector<DWORD>{0x00310080, 0x00310080, 0x00310080}));
-    // FILE_FLAG_BACKUP_SEMANTICS in place of the first and the last.
-    EXPECT_EQ(foldersOpened, std::vector<DWORD>{0x02110000});
+    // FILE_FLAG_BACKUP_SEMANTICS in place of the last.
+    EXPECT_EQ(foldersOpened, std::vector<DWORD>{0x02310000});
 }
 
 TEST_F(ProperFileTest, MissingFileIsCreatedWhereThatIsAskedFor)
@@ -255,6 +255,19 @@ TEST_F(ProperFileTest, WayIsProperAsFarAsThereAreFolders)
     EXPECT_TRUE(IsOnProperWay(L"C:"));
     EXPECT_TRUE(IsOnProperWay(L""));
     const FinalPathDouble finalPath(FinalPathIs(L"\\\\?\\C:\\elsewhere"));
+    EXPECT_FALSE(IsOnProperWay(folder.Path()));
+    EXPECT_FALSE(IsOnProperWay(folder.Of(L"not\\there")));
+}
+
+TEST_F(ProperFileTest, WayIsNotProperThroughALinkWhateverItLeadsTo)
+{
+    const InformationDouble information(
+        [](HANDLE file, LPBY_HANDLE_FILE_INFORMATION result)
+        {
+            const BOOL known = decltype(information)::Original(file, result);
+            result->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+            return known;
+        });
     EXPECT_FALSE(IsOnProperWay(folder.Path()));
     EXPECT_FALSE(IsOnProperWay(folder.Of(L"not\\there")));
 }

@@ -43,6 +43,13 @@ protected:
         return entries;
     }
 
+    void PutASecondNameInTheLogsPlace()
+    {
+        ASSERT_TRUE(MoveFileExW(log.Path().c_str(), folder.Of(L"moved").c_str(), 0));
+        const std::wstring other = folder.WriteFile(L"other", "mine");
+        ASSERT_TRUE(CreateHardLinkW(log.Path().c_str(), other.c_str(), nullptr));
+    }
+
     TemporaryFolder folder;
     LogFile log{folder.Path(), L"Log"};
 };
@@ -98,7 +105,7 @@ TEST_F(LogFileAccessTest, FileIsOpenedUnderTheMutexAndClosedBeforeItIsGivenBack)
             return decltype(close)::Original(handle);
         });
     EXPECT_TRUE(GrantLocalServiceAccess(log));
-    EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"close", L"release"}));
+    EXPECT_EQ(journal, (Journal{L"wait 5000", L"open", L"open", L"close", L"close", L"release"}));
 }
 
 TEST_F(LogFileAccessTest, FileIsOpenedBeforeTheAccountsNameIsLookedUp)
@@ -132,7 +139,8 @@ TEST_F(LogFileAccessTest, FileIsOpenedBeforeTheAccountsNameIsLookedUp)
     AccountNames::OfThisRun() = {}; // whose names the log looked up at its start
     EXPECT_TRUE(GrantLocalServiceAccess(log));
     EXPECT_TRUE(GrantAuthenticatedUsersAccess(log));
-    EXPECT_EQ(journal, (Journal{L"open", L"S-1-5-19", L"read", L"open", L"S-1-5-11", L"read"}));
+    EXPECT_EQ(journal, (Journal{L"open", L"open", L"S-1-5-19", L"read", L"open", L"open",
+                                L"S-1-5-11", L"read"}));
 }
 
 TEST_F(LogFileAccessTest, AccountOfAFileThatCannotBeOpenedIsNotLookedUp)
@@ -254,11 +262,37 @@ TEST_F(LogFileAccessTest, GrantWithoutMemoryIsAFailureAndGivesTheMutexBack)
     EXPECT_GT(refusals, 0);
 }
 
-TEST_F(LogFileAccessTest, FileWithASecondNameKeepsItsDacl)
+TEST_F(LogFileAccessTest, FileWithASecondNameIsNotOpenedForAGrant)
 {
-    ASSERT_TRUE(DeleteFileW(log.Path().c_str()));
-    const std::wstring other = folder.WriteFile(L"other", "mine");
-    ASSERT_TRUE(CreateHardLinkW(log.Path().c_str(), other.c_str(), nullptr));
+    PutASecondNameInTheLogsPlace();
+    std::vector<DWORD> opened;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE model)
+        {
+            opened.push_back(access);
+            return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                  flags, model);
+        });
+    EXPECT_FALSE(GrantLocalServiceAccess(log));
+    EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+    EXPECT_EQ(opened, (std::vector<DWORD>{0, 0}));
+}
+
+TEST_F(LogFileAccessTest, FileWithASecondNameThatComesAfterTheLookKeepsItsDacl)
+{
+    int plantings = 0;
+    const CreateFileDouble createFile(
+        [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+            DWORD disposition, DWORD flags, HANDLE model)
+        {
+            if (access == 0xF0000 && plantings++ == 0)
+            {
+                PutASecondNameInTheLogsPlace();
+            }
+            return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                  flags, model);
+        });
     bool isSet = false;
     const SetSecurityDouble setSecurity(
         [&](HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL, PACL) -> DWORD
@@ -267,7 +301,7 @@ TEST_F(LogFileAccessTest, FileWithASecondNameKeepsItsDacl)
             return ERROR_SUCCESS;
         });
     EXPECT_FALSE(GrantLocalServiceAccess(log));
-    EXPECT_FALSE(GrantAuthenticatedUsersAccess(log));
+    EXPECT_EQ(plantings, 1);
     EXPECT_FALSE(isSet);
 }
 

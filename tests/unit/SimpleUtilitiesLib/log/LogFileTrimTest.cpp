@@ -47,6 +47,28 @@ protected:
         return FileBytes(log.Path());
     }
 
+    /// The same for a log to trim, where `name` becomes another name of `other` just before it is
+    /// opened with this access.
+    std::string AfterPlanting(const std::wstring& other, const wchar_t* name, DWORD accessThen)
+    {
+        bool isPlanted = false;
+        const CreateFileDouble createFile(
+            [&](LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+                DWORD disposition, DWORD flags, HANDLE model)
+            {
+                if (path == folder.Of(name) && access == accessThen)
+                {
+                    DeleteFileW(path);
+                    isPlanted = CreateHardLinkW(path, other.c_str(), nullptr) != FALSE;
+                }
+                return decltype(createFile)::Original(path, access, sharing, security, disposition,
+                                                      flags, model);
+            });
+        std::string after = After(NumberedLines(FourMebibytes + 64));
+        EXPECT_TRUE(isPlanted);
+        return after;
+    }
+
     /// A trimmed log without its last line, "Log trimmed.".
     static std::string WithoutLastLine(const std::string& after)
     {
@@ -204,7 +226,7 @@ TEST_F(LogFileTrimTest, FilesAreUsedInOrderAndDenyOtherWriters)
             DWORD disposition, DWORD flags, HANDLE other)
         {
             const std::wstring name = path;
-            if (!name.ends_with(L"\\")) // which is a look at the folder
+            if (name != folder.Path())
             {
                 journal.push_back(name.substr(name.rfind(L'.')) +
                                   ((access & GENERIC_READ) != 0 ? L" read" : L"") +
@@ -270,6 +292,26 @@ TEST_F(LogFileTrimTest, FileThatAnOlderCopyIsAnotherNameOfKeepsItsBytes)
     ASSERT_TRUE(CreateHardLinkW(folder.Of(L"Log.log.plvold").c_str(), other.c_str(), nullptr));
     const std::string lines = NumberedLines(FourMebibytes + 64);
     ExpectSame(WithoutLastLine(After(lines)), lines.substr(2097152 + 64));
+    EXPECT_EQ(FileBytes(other), "mine");
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, WhatIsPutInTheLogsPlaceAfterItsSizeWasReadIsLeftAlone)
+{
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    const std::wstring other = folder.WriteFile(L"other", lines);
+    ExpectSame(AfterPlanting(other, L"Log.log", GENERIC_READ | GENERIC_WRITE), lines);
+    ExpectSame(FileBytes(other), lines);
+    EXPECT_FALSE(HasCopy());
+}
+
+TEST_F(LogFileTrimTest, WhatIsPutInTheCopysPlaceAfterTheOlderOneWasDeletedIsLeftAlone)
+{
+    const std::string lines = NumberedLines(FourMebibytes + 64);
+    const std::wstring other = folder.WriteFile(L"other", "mine");
+    ExpectSame(WithoutLastLine(
+                   AfterPlanting(other, L"Log.log.plvold", GENERIC_READ | GENERIC_WRITE | DELETE)),
+               lines);
     EXPECT_EQ(FileBytes(other), "mine");
     EXPECT_FALSE(HasCopy());
 }
