@@ -1,6 +1,8 @@
 // The lab's time passes: daily triggers and time limits.
 #include "TaskDemand.h"
 
+#include "LabState.h"
+
 #include <algorithm>
 
 namespace PalvoLab
@@ -138,6 +140,18 @@ std::vector<TaskStart> TurnClock(LabTime to, const ClockTurn& turn)
         }
     }
     return starts;
+}
+
+void SetClockBack(std::uint32_t seconds)
+{
+    const LabLock lock(kSchedulerLock);
+    SetClock(ClockNow() - seconds);
+    CreateStateKey(L"Clock").SetNumber(L"SetBack", SecondsSetBack() + seconds);
+    for (TaskInstance& instance : LiveInstances())
+    {
+        instance.started -= seconds;
+        SaveInstance(instance);
+    }
 }
 
 std::optional<LabTime> NextRun(const StoredTask& task, LabTime after)
