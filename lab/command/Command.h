@@ -72,11 +72,17 @@ int RunRecord(const Arguments& arguments);
 int RunSet(const Arguments& arguments);
 int RunRights(const Arguments& arguments);
 int RunHold(const Arguments& arguments);
+int RunPower(const Arguments& arguments);
 int RunImports(const Arguments& arguments);
 int RunHelp(const Arguments& arguments);
 
 // Parts of `show` that have a file of their own.
 int ShowRegistryTree(const Arguments& arguments);
 int ShowBags(const Arguments& arguments);
+
+inline constexpr wchar_t kProgram[] = L"PalvoPrinterConfiguration.exe";
+
+// Where the program writes its log.
+std::wstring LogPath();
 
 } // namespace PalvoLab

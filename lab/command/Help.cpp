@@ -79,11 +79,17 @@ const std::vector<Command>& Commands()
         {L"sibling", &RunSibling,
          L"sibling query|writer [--take MS[-MS]] [--return CODE]\n"
          L"        [--hold|--hold-no-more|--release] [--missing|--present]\n"
-         L"        [--posts EVENT]\n"
+         L"        [--posts EVENT] [--changes PRINTER [--times N]]\n"
          L"                               tell a stand-in what to do; --hold: not to end before\n"
          L"                               --release; --hold-no-more: only those held now;\n"
          L"                               --posts: the next one sets this event, as a copy\n"
-         L"                               of the program does that leaves a request\n"},
+         L"                               of the program does that leaves a request;\n"
+         L"                               --changes: each of the next N, else of the next one,\n"
+         L"                               changes the printer; the next command starts its task\n"},
+        {L"power", &RunPower,
+         L"power flush                    what is in the program's registry and log is on the disk\n"
+         L"power off                      end all copies and siblings at once; no task starts\n"
+         L"power on                       what was not flushed is lost; tasks start again\n"},
         {L"fault", &RunFault,
          L"fault FUNCTION N ERROR [once|always]   make the N-th call fail in each program that\n"
          L"                               starts: ERROR is a code, return=V[,error=E][,errno=E],\n"

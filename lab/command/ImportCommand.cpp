@@ -11,8 +11,6 @@ namespace PalvoLab
 namespace
 {
 
-constexpr wchar_t kProgram[] = L"PalvoPrinterConfiguration.exe";
-
 // Whether a call can fail at all. What Wine does not have is a function that the lab has.
 std::wstring KindOf(const ImportedFunction& import)
 {

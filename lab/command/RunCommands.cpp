@@ -15,8 +15,6 @@ namespace PalvoLab
 namespace
 {
 
-constexpr wchar_t kProgram[] = L"PalvoPrinterConfiguration.exe";
-
 // What `run` and `burst` have in common, taken from the arguments.
 LaunchRequest TakeLaunchOptions(Arguments& arguments)
 {

@@ -66,9 +66,7 @@ int ShowSiblings(const Arguments&)
 
 int ShowLog(const Arguments&)
 {
-    const auto log =
-        ReadWholeFile(ProgramData() + L"Palvo\\PrinterDriver\\V6.0\\PalvoPrinterConfiguration\\"
-                                      L"PalvoOrvela\\PalvoPrinterConfiguration.log");
+    const auto log = ReadWholeFile(LogPath());
     if (!log)
     {
         return Complain(L"there is no log");
@@ -190,6 +188,12 @@ constexpr View kViews[] = {
 };
 
 } // namespace
+
+std::wstring LogPath()
+{
+    return ProgramData() + L"Palvo\\PrinterDriver\\V6.0\\PalvoPrinterConfiguration\\"
+                           L"PalvoOrvela\\PalvoPrinterConfiguration.log";
+}
 
 int RunShow(const Arguments& arguments)
 {

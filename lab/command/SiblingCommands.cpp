@@ -79,6 +79,15 @@ int RunSibling(const Arguments& given)
         }
         orders.returnCode = static_cast<std::uint32_t>(*number);
     }
+    if (const auto printer = TakeOption(arguments, L"--changes"))
+    {
+        const auto times = ParseNumber(TakeOption(arguments, L"--times").value_or(L"1"));
+        if (!times)
+        {
+            return Misused(L"sibling");
+        }
+        OrderChanges(*kind, ReplaceEscapes(*printer), static_cast<std::uint32_t>(*times));
+    }
     orders.eventToPost = TakeOption(arguments, L"--posts").value_or(orders.eventToPost);
     const bool hold = TakeFlag(arguments, L"--hold");
     const bool holdNoMore = TakeFlag(arguments, L"--hold-no-more");

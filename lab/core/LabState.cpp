@@ -231,4 +231,9 @@ void RemoveSetting(const std::wstring& name)
     CreateStateKey(L"Settings").Remove(name);
 }
 
+std::uint32_t SecondsSetBack()
+{
+    return OpenStateKey(L"Clock").Number(L"SetBack").value_or(0);
+}
+
 } // namespace PalvoLab

@@ -62,6 +62,9 @@ std::uint32_t NumberSetting(const std::wstring& name, std::uint32_t byDefault);
 void WriteSetting(const std::wstring& name, std::wstring_view value);
 void RemoveSetting(const std::wstring& name);
 
+// By how many seconds `palvo-lab clock back` set the machine's clock back.
+std::uint32_t SecondsSetBack();
+
 // The folder of the lab's files, with a backslash at its end. It exists after the call.
 const std::wstring& DataFolder();
 

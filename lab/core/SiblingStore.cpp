@@ -1,6 +1,7 @@
 #include "SiblingStore.h"
 
 #include "LabState.h"
+#include "Owners.h"
 #include "Text.h"
 
 #include <map>
@@ -11,6 +12,9 @@ namespace
 {
 
 constexpr wchar_t kEventToPost[] = L"EventToPost";
+constexpr wchar_t kPrinterToChange[] = L"PrinterToChange";
+constexpr wchar_t kChanges[] = L"Changes";
+constexpr wchar_t kOrderLock[] = L"Global\\PalvoLabSiblingOrders";
 constexpr wchar_t kSiblingFile[] = L"siblings.log";
 
 std::wstring OrderKey(SiblingKind kind)
@@ -112,6 +116,27 @@ std::wstring TakeEventToPost(SiblingKind kind)
     const std::wstring name = key.String(kEventToPost).value_or(L"");
     key.Remove(kEventToPost);
     return name;
+}
+
+void OrderChanges(SiblingKind kind, const std::wstring& printer, std::uint32_t times)
+{
+    const LabLock lock(kOrderLock);
+    const LabKey key = CreateStateKey(OrderKey(kind));
+    key.SetString(kPrinterToChange, printer);
+    key.SetNumber(kChanges, times);
+}
+
+std::wstring TakePrinterToChange(SiblingKind kind)
+{
+    const LabLock lock(kOrderLock);
+    const LabKey key = CreateStateKey(OrderKey(kind));
+    const std::uint32_t left = key.Number(kChanges).value_or(0);
+    if (left == 0)
+    {
+        return L"";
+    }
+    key.SetNumber(kChanges, left - 1);
+    return key.String(kPrinterToChange).value_or(L"");
 }
 
 std::wstring ReleaseEventName(SiblingKind kind)

@@ -49,6 +49,12 @@ void SaveOrders(SiblingKind kind, const SiblingOrders& orders);
 // The event that this run is to set; the next one is to set none.
 std::wstring TakeEventToPost(SiblingKind kind);
 
+// How often a run of it, each once, is to change a printer, as the real ones do.
+void OrderChanges(SiblingKind kind, const std::wstring& printer, std::uint32_t times);
+
+// The printer that this run is to change; empty: none.
+std::wstring TakePrinterToChange(SiblingKind kind);
+
 // While orders say hold, a sibling waits for this manual-reset event, which `--release` sets.
 std::wstring ReleaseEventName(SiblingKind kind);
 

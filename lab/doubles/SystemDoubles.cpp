@@ -3,6 +3,7 @@
 
 #include "CallRecord.h"
 #include "LabState.h"
+#include "Owners.h"
 #include "Text.h"
 
 namespace PalvoLab
@@ -59,12 +60,27 @@ HMODULE WINAPI DoubleGetModuleHandleW(LPCWSTR name)
     return GetModuleHandleW(name);
 }
 
+// The machine's time, as far behind as its clock was set back.
+VOID WINAPI DoubleGetLocalTime(LPSYSTEMTIME time)
+{
+    constexpr std::uint64_t ticks = 10'000'000; // 100 ns units in a second
+    const KeepLastError keep;
+    GetLocalTime(time);
+    FILETIME local = {};
+    SystemTimeToFileTime(time, &local);
+    std::uint64_t value = std::uint64_t{local.dwHighDateTime} << 32 | local.dwLowDateTime;
+    value -= SecondsSetBack() * ticks;
+    local = {static_cast<DWORD>(value), static_cast<DWORD>(value >> 32)};
+    FileTimeToSystemTime(&local, time);
+}
+
 } // namespace
 
 void AddSystemDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "KERNEL32", VerifyVersionInfoW);
     PALVOLAB_DOUBLE(list, "KERNEL32", GetModuleHandleW);
+    PALVOLAB_DOUBLE(list, "KERNEL32", GetLocalTime);
 }
 
 } // namespace PalvoLab

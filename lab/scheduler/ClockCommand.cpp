@@ -11,6 +11,7 @@ namespace
 
 constexpr std::uint64_t kNoLength = ~std::uint64_t{0};
 constexpr std::uint64_t kLongestTurn = 10 * 365 * 24; // hours
+constexpr std::uint64_t kFarthestBack = 365 * 24 * 3600;
 
 // "4", "1:30": a length in seconds.
 std::optional<std::uint64_t> ParseLength(const std::wstring& text)
@@ -76,7 +77,12 @@ int RunClock(const Arguments& given)
     const std::uint64_t length =
         arguments.size() == 2 ? ParseLength(arguments[1]).value_or(kNoLength) : kNoLength;
     LabTime to = ClockNow();
-    if (arguments[0] == L"forward" && length != kNoLength)
+    if (arguments[0] == L"back" && length <= kFarthestBack)
+    {
+        SetClockBack(static_cast<std::uint32_t>(length));
+        to = ClockNow();
+    }
+    else if (arguments[0] == L"forward" && length != kNoLength)
     {
         to += length;
     }

@@ -2,6 +2,8 @@
 #include "LabLock.h"
 #include "TaskDemand.h"
 
+#include "LabState.h"
+
 #include <algorithm>
 
 namespace PalvoLab
@@ -139,6 +141,18 @@ std::vector<TaskStart> TurnClock(LabTime to, const ClockTurn& turn)
         }
     }
     return starts;
+}
+
+void SetClockBack(std::uint32_t seconds)
+{
+    const LabLock lock(kSchedulerLock);
+    SetClock(ClockNow() - seconds);
+    CreateStateKey(L"Clock").SetNumber(L"SetBack", SecondsSetBack() + seconds);
+    for (TaskInstance& instance : LiveInstances())
+    {
+        instance.started -= seconds;
+        SaveInstance(instance);
+    }
 }
 
 std::optional<LabTime> NextRun(const StoredTask& task, LabTime after)

@@ -25,7 +25,8 @@ inline constexpr wchar_t kClockHelp[] =
     L"clock                          the lab's clock, which stands still until it is turned\n"
     L"clock forward HOURS|H:MM [--off] [--grace MS]   let time pass; what falls due starts\n"
     L"clock to HH:MM [--off] [--grace MS]             the same, to the next such time of day;\n"
-    L"                               --off: the machine is off meanwhile\n";
+    L"                               --off: the machine is off meanwhile\n"
+    L"clock back HOURS|H:MM          set the machine's clock back; the program sees that too\n";
 
 int RunTasks(const Arguments& arguments);
 int RunClock(const Arguments& arguments);

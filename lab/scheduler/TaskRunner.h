@@ -51,6 +51,10 @@ struct ClockTurn
 // the grace to finish before its time limit or another start can meet it.
 std::vector<TaskStart> TurnClock(LabTime to, const ClockTurn& turn);
 
+// Sets the machine's clock back, which the program sees too. What was due is due once more; what
+// runs may still run as long.
+void SetClockBack(std::uint32_t seconds);
+
 // The instant that the next daily trigger of the task fires; nothing when it has none.
 std::optional<LabTime> NextRun(const StoredTask& task, LabTime after);
 

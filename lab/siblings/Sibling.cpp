@@ -3,6 +3,7 @@
 #include "Accounts.h"
 #include "LabState.h"
 #include "Owners.h"
+#include "PrinterStore.h"
 #include "SiblingStore.h"
 #include "Text.h"
 
@@ -71,6 +72,7 @@ void Work(SiblingRun& run)
     run.startTime = Now();
     RecordSiblingStart(run);
     Post(TakeEventToPost(run.kind));
+    ChangePrinter(TakePrinterToChange(run.kind));
     const SiblingOrders orders = LoadOrders(run.kind);
     if (orders.hold)
     {

@@ -4,8 +4,9 @@ from collections import deque
 
 from proof.allowances import DELETED_LINE, EMPTIED, MUTEX_HELD, NOT_YET_GRANTED, REFUSED, SERVED
 from proof.program_promises import (
-    CHANGED_DONE, INSTALLED, JOB_START_GONE, NOT_NOW, NOTHING, QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT,
-    REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE, UNINSTALLED, UPDATE)
+    CHANGED_DONE, CHANNEL_SET, CREATION_FAILED, INSTALLED, JOB_START_GONE, JOB_START_STAYS, NOT_NOW, NOTHING,
+    QUEUED_REFRESH, QUEUED_SPECIAL, REDUNDANT, REFRESH_DONE, SCANS, SKIPPED, SPECIAL, TAKEN, TASKS_GONE,
+    TASKS_STAY, UNINSTALLED, UNREACHABLE, UPDATE)
 from proof.recorded_history import ADMINISTRATOR, KILLED, Pass, Scan
 
 
@@ -104,13 +105,21 @@ class Reading:
             gone = self.take("delete")
             self.line("# Invoked to delete log file. Done...exiting.")
             return (0 if gone.value == 1 or gone.error == 2 else 1), ""
+        stopped = any(outage.stopped.before <= self.copy.order < outage.started.after
+                      for outage in self.checker.history.outages)
         if mode.kind == "install":
             self.take("store")
-            for text in INSTALLED:
+            for text in [*CREATION_FAILED.values(), INSTALLED[1]] if stopped else INSTALLED:
                 self.line(text)
+            if stopped:
+                return 1, CHANNEL_SET + UNREACHABLE * 3
         if mode.kind == "uninstall":
-            for text in (TASKS_GONE, JOB_START_GONE, *UNINSTALLED):
+            for text in (TASKS_STAY, JOB_START_STAYS) if stopped else (TASKS_GONE, JOB_START_GONE):
                 self.line(text)
+            for text in UNINSTALLED:
+                self.line(text)
+            if stopped:
+                return 1, CHANNEL_SET + UNREACHABLE * 4
         return mode.code, mode.output
 
     def scan(self):

@@ -8,6 +8,7 @@ import threading
 import time
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
+from copy import copy
 from pathlib import Path
 from pprint import pformat
 from random import Random
@@ -18,7 +19,7 @@ from proof.history_checker import check, story
 from proof.nemeses import LONGEST, MOMENTS, Nemeses, go_on
 from proof.printers import LEGACY, Printers
 from proof.recorded_history import ADMINISTRATOR, SERVICE, USER
-from proof.recording import collect, lanes_of, prepare, recorded, wait_for_quiet
+from proof.recording import collect, lanes_of, prepare, record_text, recorded, wait_for_quiet
 from proof.rigged import prove_rules
 from proof.runner import ROOT, SUPPORTED, Kept, Proof
 from proof.wine_faults import is_wines_fault
@@ -51,12 +52,19 @@ def choose(random, weights, count):
     return random.choices(list(weights), list(weights.values()), k=count)
 
 
+# What befalls the machine of one history; all but the last with the tasks installed.
+FATES = [None, "the writer changes a printer", "the clock is set back", "the scheduler is stopped",
+         "the power is lost"]
+
+
 class Story:
     """One history: its bursts, and what happens to the printers meanwhile."""
 
     def __init__(self, lab, random):
         self.lab = lab
         self.random = random
+        self.fate = copy(random).choice(FATES)      # It does not change what else is chosen.
+        self.has_tasks = self.fate in FATES[1:4]
         self.nemeses = Nemeses(lab, random)
         self.ended = []
         self.failures = []
@@ -66,7 +74,7 @@ class Story:
         copies = self.random.randint(COPIES // 2, COPIES * 3 // 2)
         weights = dict(ARGUMENTS)
         weights.update(BESIDE)
-        if self.random.random() < 0.25:
+        if self.random.random() < 0.25 and not self.has_tasks:
             weights.update(INSTALLERS)
         if self.random.random() < 0.2:
             weights["-DL"] = 1
@@ -95,19 +103,46 @@ class Story:
 
     def change_printers(self, at_work):
         """Printers come, change and go; now and then somebody clears the channel."""
-        clears = self.random.random() < 0.15
+        clears = self.random.random() < 0.15 and not self.has_tasks
         left = self.random.choice([0, 0, 1, 3])     # strikes
         if self.random.random() < 0.2:
             self.printers.fill()
             self.nemeses.figures["the channel wraps"] += 1
+        if self.fate == "the writer changes a printer":
+            self.nemeses.feed_back(PRINTERS[0])
         while at_work():
             self.change_one(clears)
+            self.meet_fate()
             if left and self.random.random() < 0.1:
                 left -= 1
                 self.nemeses.strike()
             for sibling, most in (("query", 40), ("writer", 150)):
                 self.lab("sibling", sibling, "--take", f"0-{self.random.randint(1, most)}")
             time.sleep(self.random.uniform(0.02, 0.4))
+
+    def meet_fate(self):
+        if self.fate == "the clock is set back" and self.random.random() < 0.2:
+            self.nemeses.set_clock_back()
+        elif self.fate == "the scheduler is stopped" and self.random.random() < 0.1:
+            self.nemeses.stop_scheduler(self.live_without_scheduler)
+            self.change_first()     # It starts who reads all.
+        else:
+            return
+        self.nemeses.figures[self.fate] += 1
+
+    def live_without_scheduler(self):
+        for _ in range(self.random.randint(1, 3)):
+            self.change_one(False)
+        for line in self.random.choice([[], ["-IT"], ["-UT", "-IT"]]):
+            self.ended.append(self.spare_lane.run(line))
+            self.nemeses.figures[f"{line} without the scheduler"] += 1
+
+    def change_first(self):
+        """A printer of the suite's is added or changed."""
+        if PRINTERS[0] in self.printers.present():
+            self.printers.change(PRINTERS[0])
+        else:
+            self.printers.add(PRINTERS[0], SUPPORTED)
 
     def change_one(self, clears):
         random, printers = self.random, self.printers
@@ -123,23 +158,45 @@ class Story:
             printers.clear()
 
     def lead(self, lane):
-        """Starts a copy that is stopped somewhere and goes on while the bursts are under way."""
+        """A copy is stopped somewhere and goes on while the bursts are under way. If there are tasks, its
+        event starts it."""
         def run():
             try:
                 self.ended.append(lane.run(LEADER))
             except Exception as error:  # Told in the main thread.
                 self.failures.append(error)
 
+        before = len(self.nemeses.record())
         self.printers.add(PRINTERS[0], SUPPORTED)
-        thread = threading.Thread(target=run)
+        thread = threading.Thread(target=(lambda: None) if self.has_tasks else run)
         thread.start()
-        if pid := self.nemeses.stop_when(self.random.choice([*MOMENTS])):
+        if pid := self.nemeses.stop_when(self.random.choice([*MOMENTS]), before):
             timer = threading.Timer(self.random.choice([1, LONGEST]), go_on, [pid])
             timer.start()
         return thread
 
+    def lose_power(self, lane):
+        """In the middle of one more burst. What the log had before, and what it begins with from now on."""
+        lines = choose(self.random, ARGUMENTS, 8)
+        before = self.copies_recorded()
+        thread = threading.Thread(target=self.serve, args=(lane, [lines], [0]))
+        thread.start()
+        self.lab.wait_for(lambda: self.failures or self.copies_recorded() >= before + len(lines), "the burst")
+        time.sleep(self.random.uniform(0, 1))
+        lost, kept = self.nemeses.lose_power()
+        thread.join()
+        self.lab.parse_log(kept)    # It has whole lines.
+        self.change_first()
+        self.ended.append(lane.run(LEADER))
+        self.nemeses.figures[self.fate] += 1
+        return lost, kept
+
+    def copies_recorded(self):
+        return len(re.findall(r"^\S+ \d+ process started: ", record_text(self.lab), re.MULTILINE))
+
     def bring_up_to_date(self, lane):
         """One refresh when all is quiet; the line of the record from which on it ran."""
+        self.lab("sibling", "writer", "--changes", "", "--times", "0")
         wait_for_quiet(self.lab, self.ended)
         quiet = recorded(self.lab)
         self.ended.append(lane.run("-r"))
@@ -153,7 +210,9 @@ class Story:
             users = prepare(self.lab)
             self.bags = self.lab.bags()
             self.printers = Printers(self.lab)
-            leader = self.lead(lanes.pop())
+            self.spare_lane = lanes.pop()
+            installed = self.install() if self.has_tasks else None
+            leader = self.lead(self.spare_lane)
             threads = [threading.Thread(target=self.serve, args=(
                 lane, bursts, [self.random.uniform(0, 0.5) for _ in bursts]))
                 for lane, bursts in zip(lanes, self.plan())]
@@ -166,12 +225,25 @@ class Story:
                     thread.join()
             if self.failures:
                 raise self.failures[0]
+            lost = kept = b""
+            if self.fate == "the power is lost":
+                lost, kept = self.lose_power(lanes[0])
             quiet = self.bring_up_to_date(lanes[0])
-            history = self.printers.tell(collect(self.lab, users, self.ended))
-            history.quiet = quiet
+            kills = bool(self.nemeses.power_losses)
+            history = self.printers.tell(collect(self.lab, users, self.ended, kills))
+            if not history.log.startswith(kept):
+                raise Broken("the log does not go on from where it was when the power was lost")
+            history.log = lost + history.log[len(kept):]
+            history.quiet, history.installed = quiet, installed
             history.users_vary = "leave" in self.nemeses.figures
-            history.struck = self.nemeses.figures
+            history.struck, history.turns = self.nemeses.figures, self.nemeses.turns
+            history.outages, history.power_losses = self.nemeses.outages, self.nemeses.power_losses
             return history
+
+    def install(self):
+        """The line of the record from which on the tasks are there."""
+        self.ended.append(self.spare_lane.run("-IT"))
+        return recorded(self.lab)
 
 
 def judges():

@@ -31,6 +31,7 @@ from proof.recorded_history import (
     CALL, KILLED, UNKNOWN, Copy, Ended, Step, Verdict, step_of)
 from proof.scan_positions import ScanPositions
 from proof.sibling_runs import SiblingRuns
+from proof.time_stamps import TimeStamps
 from proof.wine_faults import NOT_BROUGHT_UP_RESULT
 
 
@@ -64,6 +65,7 @@ class Checker:
             RequestEvent(self, event).replay(self.steps)
         SiblingRuns(self).check()
         ScanPositions(self).check()
+        TimeStamps(self).check()
         Purpose(self).check()
         self.count()
         return self.verdict
@@ -93,6 +95,10 @@ class Checker:
                 living.pop(pid).has_ended = True
             elif pid in living and (call := CALL.fullmatch(line)):
                 self.read_call(call, living[pid], order, time)
+        for loss in self.history.power_losses:
+            # Between the last line of what died with it and the next.
+            self.steps.append(Step("power lost", loss.position, loss.after - 0.5, "", None))
+        self.steps.sort(key=lambda step: step.order)
         if not self.history.kills:
             for copy in self.copies:
                 if copy.killed:
@@ -158,19 +164,20 @@ class Checker:
             self.violate(f"{len(lines)} lines more than were written; the first is {lines[0]}")
 
     def lines_of_log(self):
-        """(process id, text, whether it is torn)"""
+        """(process id, text, whether it is torn, time)"""
         content = self.history.log.decode("cp1252", "replace")
         lines = deque()
         for text in content.split("\r\n"):
-            torn = re.search(HEAD, text[1:])
+            torn, stamp = re.search(HEAD, text[1:]), text[1:].partition("]")[0]
             whole = re.fullmatch(HEAD + "([^\r\n]*)", text)
             if whole and not torn:
-                lines.append((int(whole[1]), whole[2], False))
+                lines.append((int(whole[1]), whole[2], False, stamp))
             elif torn and self.history.kills and re.match(HEAD, text):
                 whole = re.fullmatch(HEAD + "(.*)", text[:torn.start() + 1])
-                lines.append((int(whole[1]), whole[2], True))
+                lines.append((int(whole[1]), whole[2], True, stamp))
                 whole = re.fullmatch(HEAD + "([^\r\n]*)", text[torn.start() + 1:])
-                lines.append((int(whole[1]), whole[2], False))
+                stamp = torn[0][1:].partition("]")[0]
+                lines.append((int(whole[1]), whole[2], False, stamp))
             elif text:
                 self.violate(f"this is no line of the log: {text!r}")
         if content and not content.endswith("\r\n"):
@@ -180,13 +187,13 @@ class Checker:
     def give_line(self, step, lines):
         """Whether the next line is the one of this step, or need not be there."""
         copy = step.copy
-        pid, text, torn = lines[0] if lines else (None, None, None)
+        pid, text, torn, stamp = lines[0] if lines else (None, None, None, None)
         last = copy.killed and step is copy.steps[-1]
         another = text and text.startswith("# Called with") and any(
             before.kind == "line" and before is not step for before in copy.steps)
         if pid == copy.pid and not (last and another):
             lines.popleft()
-            step.value = text
+            step.value, step.stamp = text, stamp
             if torn:
                 step.kind = "torn line"
                 if not last:

@@ -1,5 +1,6 @@
 """What befalls the copies of a history beside each other: one is paused, with the log's mutex for longer than
-others wait or anywhere; a sibling takes long; the clock is turned; a user leaves and comes back."""
+others wait or anywhere; a sibling takes long, or changes a printer; the clock is turned; a user leaves and
+comes back; the scheduler is stopped; the power is lost."""
 
 import os
 import re
@@ -10,7 +11,8 @@ from contextlib import suppress
 from pathlib import Path
 
 from proof.program_promises import LOG_MUTEX_NAME
-from proof.recording import record_path
+from proof.recorded_history import Moment, Outage, PowerLoss, Turn
+from proof.recording import record_path, recorded
 
 LONGEST = 6         # seconds: longer than a copy waits for the log's mutex
 SECONDS = 60        # that a copy may take to come to where it is stopped
@@ -44,16 +46,18 @@ class Nemeses:
         self.lab = lab
         self.random = random
         self.figures = Counter()
+        self.turns, self.outages, self.power_losses = [], [], []
 
     def strike(self):
         one = self.random.choice([self.pause, self.be_slow, self.turn_clock, self.leave])
         one()
         self.figures[one.__name__] += 1
 
-    def stop_when(self, moment):
-        """Stops the only copy at this moment or soon after; its process id, or nothing if it was faster."""
+    def stop_when(self, moment, before=0):
+        """Stops the only copy at this moment or soon after; its process id, or nothing if it was faster.
+        `before`: so much of the record is of others."""
         end = time.monotonic() + SECONDS
-        while not re.search(MOMENTS[moment], self.record()) and time.monotonic() < end:
+        while not re.search(MOMENTS[moment], self.record()[before:]) and time.monotonic() < end:
             time.sleep(0.002)
         for pid in pids_of(self.lab, PROGRAM):
             os.kill(pid, signal.SIGSTOP)
@@ -82,6 +86,42 @@ class Nemeses:
     def turn_clock(self):
         """What tasks there are then falls due."""
         self.lab("clock", "forward", "1")
+
+    def set_clock_back(self):
+        """What was due falls due once more when the clock comes there again."""
+        hours = self.random.choice([1, 24, 24 * 200])
+        after = recorded(self.lab)
+        self.lab("clock", "back", str(hours))
+        self.turns.append(Turn(len(self.turns), after, recorded(self.lab), hours * 3600))
+
+    def feed_back(self, printer):
+        """The next writers each change the printer, which starts its task again. Let it be all that does."""
+        times = self.random.randint(1, 6)
+        self.lab("sibling", "writer", "--changes", printer, "--times", str(times))
+        self.figures["changes that a writer is to make"] += times
+
+    def stop_scheduler(self, do_meanwhile):
+        """The events of that time start nothing, neither then nor later."""
+        stopped = self.set_scheduler("stopped")
+        do_meanwhile()
+        self.outages.append(Outage(stopped, self.set_scheduler("running")))
+
+    def set_scheduler(self, state):
+        after = recorded(self.lab)
+        self.lab("set", "scheduler", state)
+        return Moment(0, after, recorded(self.lab))
+
+    def lose_power(self):
+        """Ends all copies, and takes from them what they wrote for a while. What was in the log before and is
+        after that."""
+        self.lab("power", "flush")
+        time.sleep(self.random.uniform(0, 1.5))
+        self.lab("power", "off")
+        lost, after = self.lab.log_bytes(), recorded(self.lab)
+        self.lab("power", "on")
+        stored = re.search(r"LastEvtRecordProcessed\tREG_QWORD\t(\d+)", self.lab("show", "registry"))
+        self.power_losses.append(PowerLoss(0, after, recorded(self.lab), int(stored[1]) if stored else 0))
+        return lost, self.lab.log_bytes()
 
     def leave(self):
         """A user logs off, and on again, as Windows does it: the hive comes later."""

@@ -18,19 +18,23 @@ class Printers:
         self.done = 0       # things
         self.changes, self.lives, self.clearings, self.wraps = [], [], [], []
         self.oldest, self.newest = 1, 0     # events
-        self.take_down(Moment(0, 0, 0))
+        self.looked = 0     # the record's lines before the last look
+        self.look()
 
     def do(self, *command):
+        self.look()     # at what siblings changed meanwhile
         self.done += 1
         after = recorded(self.lab)
         self.lab(*command)
         moment = Moment(self.done, after, recorded(self.lab))
-        self.take_down(moment)
+        self.look()
         return moment
 
-    def take_down(self, moment):
-        """The events that are new, and which are gone. While the channel is off, there are none."""
+    def look(self):
+        """Takes down the new events, and which are gone. While the channel is off, there are none."""
+        after, self.looked = self.looked, recorded(self.lab)
         events = EVENT.findall(self.lab("event", "list"))
+        moment = Moment(self.done, after, recorded(self.lab))
         if events and int(events[0][0]) > self.oldest:
             self.oldest = int(events[0][0])
             self.wraps.append(Wrap(moment.number, moment.after, moment.before, self.oldest - 1))
@@ -68,6 +72,7 @@ class Printers:
         self.do("event", "fill", "200", "Anchor")
 
     def tell(self, history):
+        self.look()
         history.changes, history.lives = self.changes, self.lives
         history.clearings, history.wraps = self.clearings, self.wraps
         return history

@@ -65,6 +65,7 @@ JOB_START_GONE = ("Print Job Start scheduled task deleted upon request or becaus
 JOB_START_STAYS = "ERROR: Failed to delete Print Job Start scheduled task."
 UNINSTALLED = ["# Invoked to uninstall scheduled tasks. Done...",
                "Removed our driver GUIDs from the user property bag. Done...exiting."]
+UNREACHABLE = "ITaskService::Connect failed: 80041315"
 CREATION_FAILED = {
     NEW_OR_CHANGED: "ERROR: Failed to create or recreate auto-config scheduled task for new/changed "
                     "printer events.",

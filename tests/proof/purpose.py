@@ -6,14 +6,14 @@ Whoever changed the printers took down between which lines of the record each ch
 have been so when a scan read the log is in doubt, and is not judged."""
 
 from proof.allowances import (
-    ANCHOR, FIRST_PASS, GONE, KILLED_AFTER_SCAN, KILLED_AFTER_STORE, LOST_WITH_REQUEST)
+    ANCHOR, FIRST_PASS, GONE, KILLED_AFTER_SCAN, KILLED_AFTER_STORE, LOST_WITH_REQUEST, NO_COPY)
 
 
 class Purpose:
     def __init__(self, checker):
         self.checker = checker
         self.history = checker.history
-        self.stores = [step for step in checker.steps if step.kind == "store"]
+        self.stores = [step for step in checker.steps if step.kind in ("store", "power lost")]
         self.passes = [one for copy in checker.copies for one in copy.passes if one.kind != "skipped"]
 
     def check(self):
@@ -22,6 +22,8 @@ class Purpose:
         for copy in self.checker.copies:
             for scan in copy.scans:
                 self.judge(scan)
+        if self.history.installed is not None:
+            self.judge_tasks()
         if self.history.quiet is not None:
             self.judge_quiet()
 
@@ -88,7 +90,8 @@ class Purpose:
         if self.is_covered(change):
             self.checker.verdict.figures["changes covered"] += 1
             return
-        stored = [store for store in self.stores if store.order > change.after and store.copy.killed
+        stored = [store for store in self.stores if store.order > change.after and store.kind == "store"
+                  and store.copy.killed
                   and store.value >= change.event and store.copy.steps[-1].order < self.next_pass(store)]
         if stored:
             self.checker.allow(KILLED_AFTER_STORE, stored[0].copy, scan.copy)
@@ -112,6 +115,28 @@ class Purpose:
 
     def is_quiet(self, one):
         return self.history.quiet is not None and one.order >= self.history.quiet
+
+    def judge_tasks(self):
+        """With the tasks installed the last change is read too: it started a copy. And all comes to rest:
+        nobody but who was started works."""
+        copies = [copy for copy in self.checker.copies if copy.mode.scheme == "changed"]
+        by_event = [copy for copy in copies if copy.mode.kind == "normal" and copy.ended
+                    and copy.ended.output is None]
+        changes = [change for change in self.history.changes if change.before >= self.history.installed]
+        passes = sum(len(copy.passes) for copy in copies)
+        most = len(copies) - len(by_event) + len(changes)
+        if passes > most:
+            self.checker.violate(f"{passes} passes, though {most} were asked for")
+        if NO_COPY in self.checker.verdict.allowed:
+            return
+        for change in changes:
+            if (not self.losses(change) and not self.is_covered(change) and not self.was_read(change) and any(
+                    life.name == change.printer and life.supported for life in self.history.lives)):
+                self.checker.violate(f"event {change.event} of {change.printer!r} was read by nobody")
+
+    def was_read(self, change):
+        return any(scan.end > change.after and (scan.newest is None or scan.newest >= change.event)
+                   for copy in self.checker.copies for scan in copy.scans)
 
     def judge_quiet(self):
         """Whatever was lost before, a refresh that runs alone makes good for it."""

@@ -52,6 +52,25 @@ class Change(Moment):
 
 
 @dataclass
+class Outage:
+    """The scheduler's service was stopped, and started again."""
+    stopped: Moment
+    started: Moment
+
+
+@dataclass
+class Turn(Moment):
+    """The machine's clock was set back."""
+    seconds: int
+
+
+@dataclass
+class PowerLoss(Moment):
+    """All processes ended; the stored position is this one again."""
+    position: int
+
+
+@dataclass
 class Life:
     """A printer with a driver of the suite's or another, from when it was added until it was removed."""
     name: str
@@ -83,6 +102,10 @@ class History:
     lives: list = field(default_factory=list)       # of printers
     wraps: list = field(default_factory=list)       # of the channel
     struck: Counter = field(default_factory=Counter)    # nemeses
+    installed: int = None                           # the line from which on the tasks were there, to the end
+    outages: list = field(default_factory=list)     # of the scheduler
+    turns: list = None                              # of the clock, if somebody took them down
+    power_losses: list = field(default_factory=list)
     quiet: int = None                               # the line from which on nothing was done but one refresh
 
 
@@ -95,6 +118,7 @@ class Step:
     time: str
     copy: object
     error: int = 0
+    stamp: str = ""     # of a line: its time
 
 
 @dataclass(eq=False)

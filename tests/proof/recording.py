@@ -117,7 +117,7 @@ def record_text(lab):
 
 def wait_for_quiet(lab, ended):
     """Waits for the end of every copy and every sibling; `ended`: the copies that somebody waited for."""
-    def quiet():
+    def at_rest():
         lab("tasks", "wait")
         starts = re.findall(r"^\S+ (\d+) process started: ", record_text(lab), re.MULTILINE)
         living = Counter(map(int, starts))
@@ -125,7 +125,8 @@ def wait_for_quiet(lab, ended):
         living.subtract(pid for pid, _ in task_ends(lab))
         return not +living and all(run.end for run in sibling_runs(lab))
 
-    lab.wait_for(quiet, "the end of all copies")
+    # The first time may start tasks for what a program did last.
+    lab.wait_for(lambda: at_rest() and at_rest(), "the end of all copies")
 
 
 def collect(lab, users, ended, kills=False):
@@ -144,4 +145,5 @@ def collect(lab, users, ended, kills=False):
     lines = record_text(lab).splitlines()
     # Those of the first run, which was not recorded, are not the history's.
     runs = [run for run in sibling_runs(lab) if run.start > lines[0].split()[0]]
-    return History(lines, lab.log_bytes(), runs, ended, task_ends(lab), users, kills=kills)
+    return History(lines, lab.log_bytes(), runs, ended, task_ends(lab), users, kills=kills,
+                   turns=[])

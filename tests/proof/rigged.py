@@ -64,6 +64,10 @@ def store_position(lab):
     set_value(lab, KEY, "LastEvtRecordProcessed", "REG_QWORD", "1")
 
 
+def set_clock_back(lab):
+    lab("clock", "back", "1")
+
+
 # What the checker has to say, and what the lab does.
 RIGGED = {
     # The seventh wait of such a copy is the one for the instance mutex.
@@ -76,6 +80,7 @@ RIGGED = {
     "is no line of the log": torn_line,
     "went back from": lambda lab: after_changes(lab, between=clear),
     "its scan missed ['One']": lambda lab: after_changes(lab, "--fault", "OpenPrinterW 1 5 always"),
+    "a time that no clock showed": lambda lab: after_changes(lab, between=set_clock_back),
     "its scan began at 1": lambda lab: after_changes(lab, between=store_position),
     # Events come by tens.
     "its scan stops at event": lambda lab: after_changes(lab, "--fault", "EvtNext 2 259", changes=12)}

@@ -14,6 +14,14 @@ class ScanPositions:
         for step in self.checker.steps:
             if step.kind == "store":
                 self.store(step)
+            elif step.kind == "power lost":
+                self.lose(step)
+
+    def lose(self, step):
+        if step.value not in (0, *(other.value for other, _ in self.stored)):
+            self.checker.violate("after the power was lost, the position was "
+                                 f"{step.value}, which nobody stored")
+        self.position = step.value
 
     def store(self, step):
         copy = step.copy

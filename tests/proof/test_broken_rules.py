@@ -1,12 +1,13 @@
 """The checker sees each rule broken."""
 
+import re
 import unittest
 
 from proof.recorded_history import ADMINISTRATOR, Ended
 from proof.written_history import (
     CALLED, DONE, EVENT, LOGON, NONE, ONE, REFRESH, Script, deletion_meets_line, failing_start,
     leaving, logon_alone, positions, second, stranger, two_owners, unseen_owner, unseen_posting,
-    unseen_request, unseen_taking, worker)
+    unseen_request, unseen_taking, without_scheduler, worker)
 
 
 class BrokenRules(unittest.TestCase):
@@ -214,7 +215,7 @@ class BrokenRules(unittest.TestCase):
     def test_another_time_stamp(self):
         script = Script()
         logon_alone(script)
-        script.history.log = script.history.log.replace(b"12:00:00 AM", b"0:00:00 AM", 1)
+        script.history.log = re.sub(rb"^\[(\S+) \d+:", rb"[\1 0:", script.history.log)
         self.broken(script, "this is no line of the log")
 
     def test_the_writer_gets_other_arguments(self):
@@ -364,6 +365,19 @@ class BrokenRules(unittest.TestCase):
         copy.line(*CALLED["-IT"])
         copy.store(5)
         self.broken(script, "-IT stored 5")
+
+    def test_an_installation_or_removal_that_works_while_the_scheduler_is_stopped(self):
+        for installs in (True, False):
+            script = without_scheduler(installs)
+            script.history.outages.clear()
+            self.broken(script, "instead of")
+        script = positions(1, 2)
+        copy = script.copy(300, "-IT")
+        script.stop_scheduler(copy.began)
+        copy.line(*CALLED["-IT"])
+        copy.store(0)
+        copy.line("Auto-config scheduled task successfully created with event and calendar triggers.")
+        self.broken(script, "instead of 'ERROR: Failed to create or recreate")
 
     def test_a_position_is_stored_without_a_scan(self):
         script = Script()

@@ -7,7 +7,7 @@ from proof.program_promises import LOG_MUTEX_NAME, UPDATE
 from proof.recorded_history import ADMINISTRATOR
 from proof.written_history import (
     CALLED, DONE, EVENT, LOG, LOGON, NONE, ONE, REFRESH, USERS, Script, deletion_meets_line, failing_start,
-    leaving, logon_alone, positions, refreshing, second, stranger, worker)
+    leaving, logon_alone, positions, refreshing, second, stranger, without_scheduler, worker)
 
 
 class GoodHistories(unittest.TestCase):
@@ -135,6 +135,10 @@ class GoodHistories(unittest.TestCase):
                   "# Invoked to install scheduled tasks. Done...exiting.")
         copy.end(0, "Channel properties updated.\n" + "\n Success! Task successfully registered." * 3)
         self.check(script)
+
+    def test_while_the_scheduler_is_stopped_tasks_are_neither_made_nor_deleted(self):
+        for installs in (True, False):
+            self.check(without_scheduler(installs))
 
     def test_a_scan_that_the_clearing_or_the_next_event_met_may_find_nothing(self):
         for clear, log in ((0, 3), (1, 3), (0, 1), (1, 2)):

@@ -1,4 +1,4 @@
-"""A copy is paused at the moment that is asked for, and goes on."""
+"""A copy is paused at the moment that is asked for, and goes on; what befalls the machine is taken down."""
 
 import os
 import subprocess
@@ -9,6 +9,7 @@ import unittest
 from pathlib import Path
 from random import Random
 from types import SimpleNamespace
+from unittest import mock
 
 from proof.nemeses import MOMENTS, PROGRAM, Nemeses, go_on, pids_of
 from proof.recording import record_path
@@ -57,6 +58,52 @@ class Pauses(unittest.TestCase):
 
     def test_a_process_of_another_lab_is_not_seen(self):
         self.assertEqual(list(pids_of(SimpleNamespace(prefix=Path("/another")), PROGRAM)), [])
+
+
+class Lab:
+    """A lab in which each command is a line of the record."""
+
+    def __init__(self, folder):
+        self.prefix = Path(folder)
+        self.commands, self.log = [], b"before"
+        record_path(self).parent.mkdir(parents=True)
+
+    def __call__(self, *command):
+        self.commands.append(" ".join(command))
+        self.log = b"after" if command == ("power", "on") else self.log
+        with record_path(self).open("a") as record:
+            record.write("x\n")
+        return "HKLM\tLastEvtRecordProcessed\tREG_QWORD\t5" if command[0] == "show" else ""
+
+    def log_bytes(self):
+        return self.log
+
+
+class WhatIsTakenDown(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.lab = Lab(folder.name)
+        self.nemeses = Nemeses(self.lab, Random(1))
+
+    def test_the_clock_goes_back_between_two_lines_of_the_record(self):
+        self.nemeses.set_clock_back()
+        turn = self.nemeses.turns[0]
+        self.assertEqual((turn.after, turn.before), (0, 1))
+        self.assertEqual(self.lab.commands, [f"clock back {turn.seconds // 3600}"])
+
+    def test_the_scheduler_is_stopped_while_something_is_done(self):
+        self.nemeses.stop_scheduler(lambda: self.lab("anything"))
+        outage = self.nemeses.outages[0]
+        self.assertEqual((outage.stopped.before, outage.started.after), (1, 2))
+        self.assertEqual(self.lab.commands, ["set scheduler stopped", "anything", "set scheduler running"])
+
+    def test_what_the_log_had_when_the_power_was_lost_is_kept_and_the_position_read(self):
+        with mock.patch("time.sleep"):
+            self.assertEqual(self.nemeses.lose_power(), (b"before", b"after"))
+        loss = self.nemeses.power_losses[0]
+        self.assertEqual((loss.after, loss.position), (2, 5))
+        self.assertEqual(self.lab.commands, ["power flush", "power off", "power on", "show registry"])
 
 
 if __name__ == "__main__":

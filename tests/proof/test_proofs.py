@@ -101,7 +101,7 @@ class Proofs(unittest.TestCase):
         for teller, where, last in ((tell, "history", "wait_for_quiet"), (tell_kills, "kills", "collect")):
             for said, explained in (([["earlier"], []], False),
                                     ([[], ["wine client error:5c0: write: Bad file descriptor"]], True)):
-                lab = mock.Mock(return_value="")
+                lab = mock.Mock(return_value="", prefix=Path("nowhere"))
                 lab.given_up.side_effect = said
                 with mock.patch("proof.recording.Lane"), mock.patch(f"proof.{where}.prepare"), \
                         mock.patch("proof.recording.Lane.return_value.server.given_up", []), \

@@ -4,7 +4,7 @@ import unittest
 
 from proof.allowances import ANCHOR, FIRST_PASS, GONE, KILLED_AFTER_SCAN, KILLED_AFTER_STORE
 from proof.program_promises import SKIPPED
-from proof.recorded_history import Change, Life, Moment, Wrap
+from proof.recorded_history import Change, Life, Moment, PowerLoss, Turn, Wrap
 from proof.written_history import CALLED, EVENT, NONE, REFRESH, Script, worker
 
 MANY = "Found {} '300/306' events with IDs from {} to {}."
@@ -299,6 +299,59 @@ class Purpose(unittest.TestCase):
         first.work("-c")
         first.finish()
         self.good(machine)
+
+    def by_event(self, machine, position, event):
+        """A copy that a task started works for the Office alone."""
+        machine.event_alone(position, NAMED.format(event, event, "Office"), event, "Office")
+        machine.history.ended[-1].output = None
+
+    def test_with_the_tasks_installed_the_last_change_is_read_by_a_copy(self):
+        machine = Machine("Office")
+        machine.history.installed = 0
+        self.by_event(machine, 0, 2)
+        machine.change("Office")
+        self.broken(machine, "event 3 of 'Office' was read by nobody")
+        self.by_event(machine, 2, 3)
+        self.good(machine)
+
+    def test_a_feedback_that_does_not_come_to_rest_with_the_changes_is_found(self):
+        machine = Machine("Office")
+        machine.history.installed = 0
+        for _ in range(2):
+            self.by_event(machine, 0, 2)
+            machine.history.power_losses.append(PowerLoss(0, *[len(machine.history.record)] * 2, 0))
+        self.good(machine)      # Events 1 and 2 may each have started one.
+        self.by_event(machine, 0, 2)
+        self.broken(machine, "3 passes, though 2 were asked for")
+
+    def test_after_a_loss_of_power_a_scan_begins_where_an_earlier_one_did(self):
+        machine = Machine("Office")
+        machine.event_alone(0, NAMED.format(2, 2, "Office"), 2, "Office")
+        lost = len(machine.history.record)
+        machine.event_alone(0, NAMED.format(2, 2, "Office"), 2, "Office")
+        self.broken(machine, "its scan began at 0, though 2 was stored")
+        machine.history.power_losses = [PowerLoss(0, lost, lost, 0)]
+        self.good(machine)
+
+    def test_a_loss_of_power_that_brings_a_position_forth_is_found(self):
+        machine = Machine("Office")
+        machine.history.power_losses = [PowerLoss(0, 0, 0, 7)]
+        machine.event_alone(0, NAMED.format(2, 2, "Office"), 2, "Office")
+        self.broken(machine, "the position was 7, which nobody stored")
+
+    def test_each_line_has_the_time_that_the_clock_showed_however_it_was_set(self):
+        machine = Machine("Office")
+        machine.history.turns = []
+        machine.event_alone(0, NAMED.format(2, 2, "Office"), 2, "Office")
+        self.good(machine)
+        machine.set_back = 3600
+        now = len(machine.history.record)
+        machine.pre_scan(2, NONE.format(2), pid=200, stored=2)
+        self.broken(machine, "a time that no clock showed: '# Called with")
+        machine.history.turns = [Turn(0, now, now, 3600)]
+        self.good(machine)
+        machine.history.turns[0].seconds = 7200
+        self.broken(machine, "a time that no clock showed: '# Called with")
 
 
 if __name__ == "__main__":

@@ -1,10 +1,13 @@
 """Histories as they would be recorded, written by hand for the tests of the checker."""
 
 import re
+from datetime import timedelta
 
 from proof.history_checker import check
-from proof.program_promises import CHANGED_DONE, NAMES, REDUNDANT, SKIPPED, SUITE, UPDATE
-from proof.recorded_history import ADMINISTRATOR, KILLED, Clearing, Ended, History, SiblingRun
+from proof.program_promises import (
+    CHANGED_DONE, CREATION_FAILED, NAMES, REDUNDANT, SKIPPED, SUITE, UNINSTALLED, UPDATE)
+from proof.recorded_history import ADMINISTRATOR, KILLED, Clearing, Ended, History, Moment, Outage, SiblingRun
+from proof.time_stamps import local
 
 LOG = (r"C:\ProgramData\Palvo\PrinterDriver\V6.0\PalvoPrinterConfiguration\PalvoOrvela"
        r"\PalvoPrinterConfiguration.log")
@@ -20,7 +23,9 @@ CALLED = {
               "#\tResolved Args: NoNgen, NoWarmup, PeriodicRefreshEvent, NotNewOrChangedEvent, "
               "-i PeriodicRefreshTask"],
     "-IT": ["# Called with 1 argument(s): -IT",
-            "#\tResolved Args: NoNgen, NoWarmup, InstallScheduledTask, NotNewOrChangedEvent, -i "]}
+            "#\tResolved Args: NoNgen, NoWarmup, InstallScheduledTask, NotNewOrChangedEvent, -i "],
+    "-UT": ["# Called with 1 argument(s): -UT",
+            "#\tResolved Args: NoNgen, NoWarmup, UninstallScheduledTask, NotNewOrChangedEvent, -i "]}
 ONE = ("Found one pertinent, non-duplicate '300/306' event in the range of IDs from 2 to {}. One printer "
        "added or changed: 'Office'")
 NONE = "Found no new '300/306' events with IDs > {}."
@@ -32,11 +37,17 @@ class Script:
 
     def __init__(self):
         self.history = History([], b"", users=list(USERS))
-        self.tick = self.done = 0
+        self.tick = self.done = self.set_back = 0
 
     def time(self):
         self.tick += 1
         return f"2026-01-01T00:{self.tick // 60:02}:{self.tick % 60:02}.0000000Z"
+
+    def stamp(self):
+        """What the machine's clock shows."""
+        now = local(self.history.record[-1]) - timedelta(seconds=self.set_back)
+        return (f"{now.month}/{now.day}/{now.year} {now.hour % 12 or 12}:{now:%M:%S} "
+                f"{'AM' if now.hour < 12 else 'PM'}")
 
     def note(self, pid, text):
         self.history.record.append(f"{self.time()} {pid} {text}")
@@ -50,6 +61,11 @@ class Script:
         """The number of what is done to the machine."""
         self.done += 1
         return self.done
+
+    def stop_scheduler(self, since):
+        """From this line of the record on until now."""
+        now = len(self.history.record)
+        self.history.outages.append(Outage(Moment(0, since, since), Moment(0, now, now)))
 
     def log_event(self):
         self.history.clearings[-1].filled = len(self.history.record)
@@ -74,8 +90,8 @@ class Actor:
     def line(self, *texts):
         for text in texts:
             self.opening()
-            self.script.history.log += (f"[1/1/2026 12:00:00 AM] PalvoPrinterConfiguration"
-                                        f"(PID{self.pid}): {text}\r\n").encode()
+            self.script.history.log += (f"[{self.script.stamp()}] PalvoPrinterConfiguration(PID{self.pid}): "
+                                        f"{text}\r\n").encode()
 
     def opening(self):
         self.script.note(self.pid, f'CreateFileW("{LOG}", 0x100004, 1, 3, 3211392) = 0x78 [0]')
@@ -376,6 +392,23 @@ def positions(first, then, older_first=False, between=None, script=None):
             between(script)
         scan(other, then)
         store(other, then)
+    return script
+
+
+def without_scheduler(installs):
+    """An installation or a removal while the scheduler's service is stopped."""
+    script = Script()
+    copy = script.copy(100, "-IT" if installs else "-UT")
+    copy.line(*CALLED[copy.arguments])
+    if installs:
+        copy.store(0)
+        copy.line(*CREATION_FAILED.values(), "# Invoked to install scheduled tasks. Done...exiting.")
+    else:
+        copy.line("ERROR: Failed to delete Auto-config scheduled task.",
+                  "ERROR: Failed to delete Print Job Start scheduled task.", *UNINSTALLED)
+    copy.end(1, "Channel properties updated.\n"
+             + "ITaskService::Connect failed: 80041315" * (3 if installs else 4))
+    script.stop_scheduler(copy.began)
     return script
 
 

@@ -8,6 +8,9 @@ from proof.program_promises import CHANNEL_SET, JOB_START_GONE, TASKS_GONE, UNIN
 from scheduled_tasks import ALL_TASKS, LabTest
 
 
+EVENT = ("-c", "-i", "NewOrChangedTask")
+
+
 class Living(LabTest):
     def runs(self):
         """The arguments of every run that the log tells of."""
@@ -55,6 +58,38 @@ class Living(LabTest):
         run = self.lab.run("-UT")
         self.assertEqual((run.code, run.log[2:]), (0, [TASKS_GONE, JOB_START_GONE] + UNINSTALLED))
         self.assertEqual(self.lab.leaks(), [])
+
+    def test_a_writer_that_changes_its_printer_comes_to_rest_with_its_last_change(self):
+        self.install()
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab("printer", "add", "Front Desk", SUPPORTED)
+        self.lab("tasks", "wait")
+        before = len(self.lab.siblings())
+        self.lab("sibling", "writer", "--changes", "Front Desk", "--times", "2")
+        self.lab("printer", "change", "Front Desk")
+        for _ in range(5):      # The first command after an event starts its task.
+            self.lab("tasks", "wait")
+        self.assertEqual([(run.name, run.arguments.split(" -i ")[0]) for run in self.lab.siblings()[before:]],
+                         [("query", ' -e "Front Desk"'), ("writer", " -e")] * 3)
+
+    def test_after_a_loss_of_power_events_are_looked_at_again(self):
+        self.lab("printer", "add", "Anchor", "Legacy V3 Driver")
+        self.lab.run(*EVENT)
+        self.lab("power", "flush")
+        flushed = self.lab.log()
+        self.lab("printer", "add", "Front Desk", SUPPORTED)
+        self.assertEqual(len(self.lab.run(*EVENT).siblings), 2)
+        self.lab("sibling", "query", "--hold")
+        pid = self.lab.start("-r")
+        self.lab.wait_for(lambda: not self.lab.siblings()[-1].ended, "the query program")
+        self.lab("power", "off")
+        self.assertFalse(self.lab.at_work())
+        self.assertIn(f"(PID{pid})", self.lab.log_bytes().decode())
+        self.lab("sibling", "query", "--release")
+        self.lab("power", "on")
+        self.assertEqual(self.lab.log(), flushed)
+        self.assertEqual([run.arguments.split(" -i ")[0] for run in self.lab.run(*EVENT).siblings],
+                         [' -e "Front Desk"', " -e"])
 
     def test_the_job_start_task_of_the_sibling_component_goes_too(self):
         self.install()

@@ -182,6 +182,44 @@ LAB_TEST(TheClockStartsADailyTaskEveryFourHours)
     CHECK(LoadHistory(L"Lab task").lastRun == L"2024-05-07T02:30:00");
 }
 
+LAB_TEST(AClockThatIsSetBackStartsTheDailyTaskOnceMoreAndIsTheProgramsToo)
+{
+    const Scheduler scheduler;
+    const auto year = []
+    {
+        SYSTEMTIME now = {};
+        GetLocalTime(&now);
+        return now.wYear;
+    };
+    SetClock(At(L"2024-05-06T12:00:00"));
+    CHECK(Make(Program(), [](TaskPlan& plan) { plan.startBoundary = L"2000-01-01T02:30:00"; }) ==
+          S_OK);
+    CHECK(TurnClock(At(L"2024-05-06T14:30:00"), {}).size() == 1);
+    AwaitAll();
+    const WORD before = year();
+    SetClockBack(366 * 24 * 3600);
+    CHECK(ClockNow() == At(L"2023-05-06T14:30:00"));
+    CHECK(year() == before - 1);
+    CHECK(TurnClock(At(L"2023-05-06T18:30:00"), {}).size() == 1);
+    AwaitAll();
+}
+
+LAB_TEST(WhatRunsMayRunAsLongAfterTheClockWasSetBack)
+{
+    const Scheduler scheduler;
+    const Holding holding;
+    SetClock(At(L"2024-05-06T12:00:00"));
+    CHECK(Make(Program(), [](TaskPlan& plan) { plan.limit = L"PT2H"; }) == S_OK);
+    CHECK(RunLabTask().outcome == StartOutcome::Started);
+    SetClockBack(3600);
+    TurnClock(At(L"2024-05-06T12:59:59"), {});
+    CHECK(Running().size() == 1);
+    ClockTurn atOnce;
+    atOnce.graceMilliseconds = 0; // this program never ends by itself
+    TurnClock(At(L"2024-05-06T13:00:00"), atOnce);
+    CHECK(Running().empty());
+}
+
 LAB_TEST(MissedStartsAreMadeUpForOnceAndOnlyOnDemand)
 {
     const Scheduler scheduler;
