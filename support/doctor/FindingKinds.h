@@ -88,9 +88,8 @@ inline constexpr FindingKind ChannelRetention = {
 inline constexpr FindingKind ChannelLostPosition = {
     L"channel-lost-position",
     L"The next run does not look at the oldest printer event that it finds.",
-    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a "
-    L"channel "
-    L"that is full."};
+    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a small "
+    L"channel."};
 inline constexpr FindingKind PositionBeyond = {
     L"position-beyond", L"A scan finds nothing, and every run configures all printers.",
     L"Delete the value LastEvtRecordProcessed."};

@@ -98,10 +98,6 @@ TEST(DoctorRules, CompareThePositionWithWhatTheChannelHolds)
     facts.channel.position = 3;
     facts.channel.newestPrinterEvent.record = 3;
     EXPECT_EQ(FindingsOf(facts), L"") << "the oldest event";
-    facts.channel.position = 2;
-    facts.channel.newestPrinterEvent.record = 0;
-    EXPECT_EQ(FindingsOf(facts), L"channel-lost-position: The channel begins with event 3; event "
-                                 L"2 was dealt with last.\n");
     facts.channel.position = 9;
     EXPECT_EQ(FindingsOf(facts), L"") << "the newest event";
     facts.channel.position = 10;
@@ -109,6 +105,34 @@ TEST(DoctorRules, CompareThePositionWithWhatTheChannelHolds)
               L"position-beyond: The stored position 10 is beyond the newest event 9.\n");
     facts.channel.position = 0;
     EXPECT_EQ(FindingsOf(facts), L"") << "just installed";
+}
+
+TEST(DoctorRules, LetJobsPushThePositionOutOfAChannelThatIsAsInstalled)
+{
+    constexpr wchar_t Lost[] = L"The channel begins with event 3; event 2 was dealt with last.";
+    const std::wstring finding = std::wstring(L"channel-lost-position: ") + Lost + L"\n";
+    Facts facts = WellFacts();
+    facts.channel.position = 2;
+    facts.channel.newestPrinterEvent.record = 0;
+    const Report report = Judge(facts);
+    ASSERT_EQ(report.notes.size(), 1U);
+    EXPECT_EQ(report.notes[0].text, Lost);
+    EXPECT_EQ(report.ExitCode(), 0);
+    facts.channel.maximumSize = 1052671;
+    EXPECT_EQ(FindingsOf(facts), L"channel-small: The channel holds only 1052671 bytes.\n" + finding);
+    facts = WellFacts();
+    facts.channel.position = 2;
+    facts.channel.enabled = false;
+    facts.channel.newestPrinterEvent.record = 0;
+    EXPECT_EQ(FindingsOf(facts), L"channel-off: The channel "
+                                 L"Microsoft-Windows-PrintService/Operational is off.\n" +
+                                     finding);
+    facts = WellFacts();
+    facts.channel.oldest = {};
+    facts.channel.newest = {};
+    facts.channel.newestPrinterEvent = {};
+    EXPECT_EQ(FindingsOf(facts),
+              L"channel-lost-position: The channel is empty; event 7 was dealt with last.\n");
 }
 
 TEST(DoctorRules, LetAnEventWaitForAnHour)
