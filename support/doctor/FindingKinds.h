@@ -144,6 +144,10 @@ inline constexpr FindingKind DeviceIdBlank = {
 
 // Printers.
 
+inline constexpr FindingKind SpoolerUnreachable = {
+    L"spooler-unreachable",
+    L"Without the print spooler nobody prints, and no printer is configured.",
+    L"Start the service Spooler."};
 inline constexpr FindingKind PrinterNotOpened = {
     L"printer-not-opened", L"It counts as not supported, and its event is used up.",
     L"Repair the printer, then run PalvoPrinterConfiguration.exe without arguments."};
@@ -251,6 +255,7 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &LogSilent,
                                    &ClockBack,
                                    &DeviceIdBlank,
+                                   &SpoolerUnreachable,
                                    &PrinterNotOpened,
                                    &PrinterDriverUnknown,
                                    &PrinterManifest,

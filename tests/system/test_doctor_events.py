@@ -103,9 +103,14 @@ class Printers(DoctorTest):
 
     def test_a_spooler_that_does_not_run(self):
         self.lab("fault", "EnumPrintersW", "1", "1722", "always")
-        report = self.report()
-        self.assertEqual((report["code"], report["findings"], report["unseen"]), (2, [], [
-            {"area": "printers", "reason": "They cannot be listed: error 1722."}]))
+        self.assert_found(("spooler-unreachable", "The print spooler cannot be reached: error 1722."))
+
+    def test_printers_that_system_may_not_list(self):
+        self.lab("fault", "EnumPrintersW", "1", "5", "always")
+        code, output = self.doctor()
+        self.assertEqual((code, output.splitlines()[-2:]), (2, [
+            "not seen: printers: They cannot be listed: error 5.",
+            "Not everything could be looked at."]))
 
     def test_a_name_that_looks_like_json_or_lines_stays_a_name(self):
         name = 'A "quoted" {"id":1} %s é日'

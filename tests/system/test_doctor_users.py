@@ -69,6 +69,9 @@ class Users(DoctorTest):
         self.assertEqual((report["code"], report["findings"], report["unseen"]), (2, [], [
             {"area": "sessions", "reason": "Only SYSTEM sees the user of session 1."},
             {"area": "local service", "reason": "Only SYSTEM can try its logon."}]))
+        _, output = self.doctor(options=("--account", "Administrator"))
+        self.assertEqual(output.splitlines()[-1],
+                         "Not everything could be looked at. Run the doctor as SYSTEM.")
 
 
 class Windows(DoctorTest):

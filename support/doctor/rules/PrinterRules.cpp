@@ -63,7 +63,13 @@ void JudgePrinter(const PrinterFact& printer, const ChannelFacts& channel, Repor
 
 void JudgePrinters(const Facts& facts, Report& report)
 {
-    if (facts.printers.listError != 0)
+    if (facts.printers.listError == RPC_S_SERVER_UNAVAILABLE)
+    {
+        report.Find(FindingKinds::SpoolerUnreachable,
+                    Format(L"The print spooler cannot be reached: error %lu.",
+                           facts.printers.listError));
+    }
+    else if (facts.printers.listError != 0)
     {
         report.NotSeen(L"printers",
                        Format(L"They cannot be listed: error %lu.", facts.printers.listError));
