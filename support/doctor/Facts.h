@@ -46,14 +46,19 @@ struct WritableFolder
     std::wstring account;
 };
 
+struct RightsFacts
+{
+    std::vector<WritableFolder> writable;
+    std::vector<std::wstring> unreadable; ///< folders whose rights could not be read
+};
+
 struct SuiteFacts
 {
     bool isWindows8 = true;
     std::wstring folder;
-    std::vector<std::wstring> missing;          ///< of the three programs
-    std::vector<std::wstring> onTheWay;         ///< files that Windows starts instead of them
-    std::vector<WritableFolder> writable;       ///< the folder and those above it
-    std::vector<std::wstring> unreadableRights; ///< folders whose rights could not be read
+    std::vector<std::wstring> missing;  ///< of the three programs
+    std::vector<std::wstring> onTheWay; ///< files that Windows starts instead of them
+    RightsFacts rights;                 ///< of the folder and those above it
 };
 
 struct TaskFact
@@ -119,6 +124,7 @@ struct LogFacts
     bool isProper = true;
     std::uint64_t size = 0;
     bool hasLeftover = false;
+    RightsFacts rights; ///< of its folder and those above it that are the suite's
     std::optional<std::uint64_t> freeBytes;
     std::uint64_t upTime = 0; ///< of Windows
     std::vector<DWORD> liveProcesses;

@@ -102,6 +102,9 @@ inline constexpr FindingKind EventsWaiting = {
 inline constexpr FindingKind LogUnknownFolder = {
     L"log-unknown-folder", L"Without %ProgramData% every run works without a log.",
     L"Repair the known folder ProgramData."};
+inline constexpr FindingKind LogFolderWritable = {
+    L"log-folder-writable", L"Users can put something in the log's place, and the log ends.",
+    L"Run PalvoPrinterSetup folder as an administrator."};
 inline constexpr FindingKind LogMissing = {
     L"log-missing", L"No run has logged since the log was deleted, or none could.",
     L"Look whether the other findings tell why; run PalvoPrinterConfiguration.exe -c."};
@@ -241,6 +244,7 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &PositionBeyond,
                                    &EventsWaiting,
                                    &LogUnknownFolder,
+                                   &LogFolderWritable,
                                    &LogMissing,
                                    &LogNotAFile,
                                    &LogReadOnly,

@@ -4,6 +4,7 @@ import shutil
 
 from doctor import DoctorTest
 from lab import SUITE, USER_LOGON
+from test_doctor_log import PATH
 
 ZEROS = "00000000-0000-0000-0000-000000000000"
 
@@ -95,6 +96,16 @@ class Windows(DoctorTest):
         self.lab.suite().chmod(0o777)
         self.addCleanup(self.lab.suite().chmod, 0o755)
         self.assert_found(("folder-writable", f"Everyone may write into {SUITE}."))
+
+    def test_rights_of_the_logs_folders(self):
+        for i, folder in enumerate(self.lab.log_path().parents[:5]):
+            with self.subTest(folder=folder.name):
+                before = self.lab("rights", str(folder)).strip()
+                self.lab("rights", str(folder), "D:P(A;OICI;FA;;;SY)(A;;0x1200a9;;;AU)(A;;0x2;;;BU)")
+                path = PATH.rsplit("\\", i + 1)[0]
+                self.assert_found(("log-folder-writable", f"Users may write into {path}."))
+                self.lab("rights", str(folder), before.removeprefix("O:BA"))
+        self.assert_found()
 
     def test_another_program_has_the_log_open(self):
         self.lab("set", "file-holder", "Notepad")

@@ -260,20 +260,21 @@ std::wstring HiddenNames::InLog(const std::string& bytes)
     return log;
 }
 
-SuiteFacts HiddenNames::InSuite(const SuiteFacts& suite)
+RightsFacts HiddenNames::InRights(const RightsFacts& rights)
 {
-    SuiteFacts hidden = {suite.isWindows8,
-                         InPath(suite.folder),
-                         InPaths(suite.missing),
-                         InPaths(suite.onTheWay),
-                         {},
-                         InPaths(suite.unreadableRights)};
-    for (const WritableFolder& writable : suite.writable)
+    RightsFacts hidden = {{}, InPaths(rights.unreadable)};
+    for (const WritableFolder& writable : rights.writable)
     {
         // The accounts are four groups that the doctor names itself.
         hidden.writable.push_back({InPath(writable.folder), writable.account});
     }
     return hidden;
+}
+
+SuiteFacts HiddenNames::InSuite(const SuiteFacts& suite)
+{
+    return {suite.isWindows8, InPath(suite.folder), InPaths(suite.missing),
+            InPaths(suite.onTheWay), InRights(suite.rights)};
 }
 
 TaskFacts HiddenNames::InTasks(const TaskFacts& tasks)
@@ -299,6 +300,7 @@ LogFacts HiddenNames::InLogFacts(const LogFacts& log)
     hidden.isProper = log.isProper;
     hidden.size = log.size;
     hidden.hasLeftover = log.hasLeftover;
+    hidden.rights = InRights(log.rights);
     hidden.freeBytes = log.freeBytes;
     hidden.upTime = log.upTime;
     hidden.liveProcesses = log.liveProcesses;

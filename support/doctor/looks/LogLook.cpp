@@ -1,3 +1,4 @@
+#include "FolderRights.h"
 #include "Looks.h"
 #include "ProcessList.h"
 #include "ProperFile.h"
@@ -16,6 +17,9 @@ constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELET
 // A link itself; and whoever answers in the file's place may not act as this account.
 constexpr DWORD OpenFlags =
     FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+
+/// From the log's own folder up to the first one in ProgramData.
+constexpr int OwnFolders = 5;
 
 using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 
@@ -89,6 +93,15 @@ void LookAtFile(LogFacts& facts)
         ParseLog(facts.bytes, facts);
     }
 }
+void LookAtFolders(LogFacts& facts)
+{
+    std::wstring folder = facts.path;
+    for (int i = 0; i < OwnFolders; ++i)
+    {
+        folder = FolderAbove(folder);
+        LookAtRights(folder, facts.rights);
+    }
+}
 } // namespace
 
 LogFacts LookAtLog()
@@ -107,6 +120,7 @@ LogFacts LookAtLog()
     AddLiveProcesses(facts);
     facts.hasLeftover =
         GetFileAttributesW((facts.path + Leftover).c_str()) != INVALID_FILE_ATTRIBUTES;
+    LookAtFolders(facts);
     ULARGE_INTEGER free = {};
     if (GetDiskFreeSpaceExW(facts.path.substr(0, 3).c_str(), &free, nullptr, nullptr))
     {

@@ -218,6 +218,7 @@ void JudgeLog(const Facts& facts, Report& report)
         report.Find(FindingKinds::LogUnknownFolder, L"The log's folder cannot be had.");
         return;
     }
+    JudgeRights(log.rights, FindingKinds::LogFolderWritable, report);
     JudgeFile(log, report);
     if (log.isFolder || !log.isProper)
     {
