@@ -192,13 +192,14 @@ struct MutexFact
 {
     std::wstring scheme; ///< what it is for
     bool isHeld = false;
+    DWORD openError = 0; ///< that it is not there is none
 };
 
 struct WorkFacts
 {
     std::vector<WorkingProcess> processes;
     std::vector<MutexFact> instances;
-    bool isLogMutexHeld = false;          ///< for 5 seconds, and nobody wrote
+    MutexFact logMutex;                   ///< held for 5 seconds, and nobody wrote
     std::vector<std::wstring> logHolders; ///< other programs that have the log open
 };
 

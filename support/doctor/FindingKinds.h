@@ -209,11 +209,14 @@ inline constexpr FindingKind SiblingHangs = {
     L"sibling-hangs", L"A run waits for it; it also outlives a task that is ended.",
     L"Find out what it waits for; end it when it is of no use."};
 inline constexpr FindingKind MutexForeign = {
-    L"mutex-foreign", L"Every run takes itself for redundant and does nothing.",
+    L"mutex-foreign", L"While it is held every run takes itself for redundant and does nothing.",
     L"Find out which program holds it; restart the machine."};
 inline constexpr FindingKind LogMutexHeld = {
     L"log-mutex-held", L"Every line of every run waits 5 seconds and is lost.",
     L"End the process that holds it."};
+inline constexpr FindingKind LogMutexClosed = {
+    L"log-mutex-closed", L"Every run that may not open it works without a log.",
+    L"Find out which program made it; restart the machine."};
 inline constexpr FindingKind LogOpenElsewhere = {
     L"log-open-elsewhere", L"Lines are lost while it does not share the log for writing.",
     L"Close it there; read the log with a viewer that shares it."};
@@ -278,5 +281,6 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &SiblingHangs,
                                    &MutexForeign,
                                    &LogMutexHeld,
+                                   &LogMutexClosed,
                                    &LogOpenElsewhere};
 } // namespace FindingKinds

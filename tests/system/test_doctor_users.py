@@ -4,6 +4,7 @@ import shutil
 
 from doctor import DoctorTest
 from lab import SUITE, USER_LOGON
+from test_accounts import OBJECTS
 from test_doctor_log import PATH
 
 ZEROS = "00000000-0000-0000-0000-000000000000"
@@ -155,6 +156,21 @@ class Work(DoctorTest):
         self.assert_found(("log-mutex-held", "The log's mutex is held without a break."))
         self.release()
         self.assertNotIn("log-mutex-held", [one for one, _ in self.findings()])
+
+    def test_mutexes_that_nobody_may_open(self):
+        self.addCleanup(self.lab, "hold", "off")
+        self.lab("user", "add", "bob", "standard")
+        for name, expected in (
+                (OBJECTS["log mutex"][1], ("log-mutex-closed", "The mutex for the log may not be opened: error 5.")),
+                (OBJECTS["refresh mutex"][1],
+                 ("mutex-foreign", "The mutex for refreshes may not be opened: error 5."))):
+            with self.subTest(name=name):
+                self.lab("hold", "mutex", name, "--account", "bob", "--security", "D:")
+                self.assert_found(expected)
+                unseen = [(one["area"], one["reason"]) for one in
+                          self.report(options=("--account", "Administrator"))["unseen"]]
+                self.assertIn(("work", expected[1]), unseen)
+                self.lab("hold", "off")
 
     def test_it_only_asks_whether_a_mutex_is_held_opens_no_event_and_reads_the_log(self):
         self.lab("sibling", "writer", "--hold")

@@ -348,7 +348,7 @@ SessionFacts HiddenNames::InSessions(const SessionFacts& sessions)
 
 WorkFacts HiddenNames::InWork(const WorkFacts& work)
 {
-    WorkFacts hidden = {{}, work.instances, work.isLogMutexHeld, {}};
+    WorkFacts hidden = {{}, work.instances, work.logMutex, {}};
     for (const WorkingProcess& process : work.processes)
     {
         hidden.processes.push_back({process.id, InPath(process.file), process.started});
