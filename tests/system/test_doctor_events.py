@@ -1,10 +1,14 @@
 """The doctor names what is wrong with the channel and the printers."""
 
+import re
+
 from doctor import DoctorTest
 from lab import NEW_OR_CHANGED, SUPPORTED
 from test_doctor_installation import OWN_KEY
 
 CHANNEL = "Microsoft-Windows-PrintService/Operational"
+
+HANDLED = "was dealt with; the last run for it or for all began at now."
 
 
 class Channel(DoctorTest):
@@ -61,7 +65,9 @@ class Channel(DoctorTest):
 
 class Printers(DoctorTest):
     def notes(self):
-        return [one["text"] for one in self.report()["notes"] if one["topic"] == "printer"]
+        """With "now" for the time."""
+        return [re.sub(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.$", "now.", one["text"])
+                for one in self.report()["notes"] if one["topic"] == "printer"]
 
     def test_every_printer_is_told_with_the_reason(self):
         self.lab("driver", "add", "Other", "--platform", "PV5P1.0")
@@ -70,11 +76,19 @@ class Printers(DoctorTest):
         self.lab("printer", "add", "Plain", "Bare")
         self.lab("tasks", "wait")
         self.assertEqual(self.notes(), [
-            '"Anchor" is not supported: its driver is of version 3; its last event is 1.',
+            '"Anchor" is not supported: its driver is of version 3; its last event is 1 and '
+            + HANDLED,
             '"Elsewhere" is not supported: its manifest names the platform "PV5P1.0"; its last '
-            'event is 3.',
-            '"Front Desk" is supported; its last event is 2.',
-            '"Plain" is not supported: its driver names no manifest; its last event is 4.'])
+            'event is 3 and ' + HANDLED,
+            '"Front Desk" is supported; its last event is 2 and ' + HANDLED,
+            '"Plain" is not supported: its driver names no manifest; its last event is 4 and '
+            + HANDLED])
+
+    def test_a_printer_whose_event_waits(self):
+        self.lab("tasks", "put", NEW_OR_CHANGED, "Settings.Enabled", "0")
+        self.lab("printer", "change", "Front Desk")
+        self.assertEqual(self.notes()[1], '"Front Desk" is supported; its last event is 3 and waits; '
+                         'the last run for it or for all began at now.')
 
     def test_a_missing_manifest(self):
         folder = self.lab.prefix / "drive_c"
@@ -116,4 +130,5 @@ class Printers(DoctorTest):
         name = 'A "quoted" {"id":1} %s é日'
         self.lab("printer", "add", name, SUPPORTED)
         self.lab("tasks", "wait")
-        self.assertIn(f'"{name}" is supported; its last event is 3.', self.notes())
+        self.assertIn(f'"{name}" is supported; its last event is 3 and {HANDLED}',
+                      self.notes())

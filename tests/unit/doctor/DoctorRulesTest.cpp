@@ -171,6 +171,34 @@ TEST(DoctorRules, TakeAnEventForDealtWithByALaterPassForAllPrinters)
     }
 }
 
+TEST(DoctorRules, TellOfEachPrinterWhetherItsEventWaitsAndWhenARunCame)
+{
+    Facts facts = WellFacts();
+    PrinterFact printer;
+    printer.name = L"A";
+    printer.driverVersion = 4;
+    printer.manifest = L"m";
+    printer.platform = L"PV6P2.0";
+    facts.printers.printers = {printer};
+    facts.channel.lastEvents = {{L"A", 7}, {L"B", 9}};
+    const auto note = [&facts] { return Judge(facts).notes.at(0).text; };
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 7 and was dealt with; the log has no "
+                      L"run for it.");
+    facts.channel.lastEvents[L"A"] = 8;
+    const std::uint64_t noon = 1000ULL * 24 * 60 * Minute;
+    facts.log.entries = {{noon - 9 * Minute, 1, L"# Processing a x event for multiple printers."},
+                         {noon - 8 * Minute, 1, L"# Processing a x event for 'B'."},
+                         {noon - 8 * Minute, 1, L"NewOrChanged event done...exiting."}};
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-27T23:51:00.");
+    facts.log.entries.push_back({noon - 7 * Minute, 1, L"# Processing a x event for 'A'."});
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-27T23:53:00.");
+    facts.log.entries.push_back({noon, 1, L"Processing queued configuration request from a x."});
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-28T00:00:00.");
+}
+
 TEST(DoctorRules, BlameAHeldMutexOnNobodyWhileACopyRuns)
 {
     Facts facts = WellFacts();
