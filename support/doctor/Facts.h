@@ -127,6 +127,7 @@ struct LogFacts
     RightsFacts rights; ///< of its folder and those above it that are the suite's
     std::optional<std::uint64_t> freeBytes;
     std::uint64_t upTime = 0; ///< of Windows
+    std::uint64_t asleep = 0; ///< how much of that it slept or hibernated
     std::vector<DWORD> liveProcesses;
     std::string bytes; ///< its end, where it is very large
     std::vector<LogEntry> entries;

@@ -303,6 +303,7 @@ LogFacts HiddenNames::InLogFacts(const LogFacts& log)
     hidden.rights = InRights(log.rights);
     hidden.freeBytes = log.freeBytes;
     hidden.upTime = log.upTime;
+    hidden.asleep = log.asleep;
     hidden.liveProcesses = log.liveProcesses;
     hidden.foreignLines = log.foreignLines;
     for (const LogEntry& entry : log.entries)

@@ -9,6 +9,8 @@
 #include <knownfolders.h>
 #include <shlobj.h>
 
+#include <algorithm>
+
 namespace
 {
 constexpr wchar_t Leftover[] = L".plvold";
@@ -93,6 +95,20 @@ void LookAtFile(LogFacts& facts)
         ParseLog(facts.bytes, facts);
     }
 }
+/// QueryUnbiasedInterruptTime stands still while Windows sleeps; Vista does not have it.
+void LookAtUpTime(LogFacts& facts)
+{
+    using Query = BOOL(WINAPI*)(ULONGLONG*);
+    static const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "QueryUnbiasedInterruptTime")));
+    LookAtUpTime(facts);
+    ULONGLONG awake = 0;
+    if (query != nullptr && query(&awake))
+    {
+        facts.asleep = facts.upTime - std::min<std::uint64_t>(facts.upTime, awake);
+    }
+}
+
 void LookAtFolders(LogFacts& facts)
 {
     std::wstring folder = facts.path;
