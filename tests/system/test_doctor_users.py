@@ -94,8 +94,7 @@ class Windows(DoctorTest):
                                    "IdentifyingNumber of the machine."))
 
     def test_rights_of_the_folder(self):
-        self.lab.suite().chmod(0o777)
-        self.addCleanup(self.lab.suite().chmod, 0o755)
+        self.lab("rights", SUITE, "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)")
         self.assert_found(("folder-writable", f"Everyone may write into {SUITE}."))
 
     def test_rights_of_the_logs_folders(self):

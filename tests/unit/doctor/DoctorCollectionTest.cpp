@@ -95,7 +95,7 @@ TEST(DoctorCollection, HasTheSameFindingsWithAndWithoutNames)
     HiddenNames names;
     const auto kinds = KindsOf(facts);
     EXPECT_EQ(KindsOf(names.In(facts)), kinds);
-    EXPECT_EQ(kinds.size(), 20U);
+    EXPECT_EQ(kinds.size(), 21U);
     EXPECT_EQ(FindingsOf(names.In(WellFacts())), L"");
 }
 
