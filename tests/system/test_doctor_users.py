@@ -1,5 +1,6 @@
 """The doctor names what is wrong with users, with what Windows gives, and with who works."""
 
+import re
 import shutil
 
 from doctor import DoctorTest
@@ -109,7 +110,10 @@ class Windows(DoctorTest):
 
     def test_another_program_has_the_log_open(self):
         self.lab("set", "file-holder", "Notepad")
+        self.lab("record", "on", "RmRegisterResources")
         self.assert_found(("log-open-elsewhere", "Notepad (process 4711) has the log open."))
+        self.assertEqual(re.findall(r'RmRegisterResources\(\w+, 1, "(.*?)"', self.lab("show", "calls")),
+                         [PATH])
 
 
 class Work(DoctorTest):
