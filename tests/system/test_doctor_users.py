@@ -187,7 +187,8 @@ class Work(DoctorTest):
         self.lab.wait_for(lambda: not self.lab.at_work(), "the copy's end")
         self.assertRegex(calls, r"OpenMutexW.*\b(1|0x1)\b")
         # For reading, shared with everybody, a link itself, and at identification level.
-        self.assertIn('PalvoPrinterConfiguration.log", 0x80000000, 7, 3, 0x310000)', calls)
+        self.assertEqual(set(re.findall(r'CreateFileW\((".*\.log"), (.*?)\)', calls)),
+                         {(f'"{PATH}"', "0x80000000, 7, 3, 0x310000")})
         for function in ("WaitForSingleObject", "CreateMutexW", "CreateEventW", "OpenEventW",
                          "SetEvent", "ReleaseMutex", "RegSetValueExW", "RegCreateKeyExW",
                          "RegDeleteValueW", "CreateProcessW", "EvtSaveChannelConfig",
