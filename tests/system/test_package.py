@@ -58,7 +58,7 @@ class PackedTest(unittest.TestCase):
     def test_the_zip_holds_the_program_and_what_belongs_to_it(self):
         self.assertEqual(package(self.folder)[0], 0)
         documents = [f"docs/{name}" for name in
-                     ("accounts.md", "doctor-json.md", "exit-codes.md", "installing.md", "log-viewer.md",
+                     ("README.md", "accounts.md", "doctor-json.md", "exit-codes.md", "installing.md", "log-viewer.md",
                       "monitoring.md", "nothing-happens.md", "pictures/log-viewer-names-hidden.png",
                       "pictures/log-viewer.png", "policies.md", "privacy.md", "reading-the-log.md",
                       "rollout.md", "switches.md", "troubleshooting.md", "trust.md")]
@@ -66,7 +66,7 @@ class PackedTest(unittest.TestCase):
             self.assertIsNone(packed.testzip())
             self.assertEqual(packed.namelist(), sorted(
                 [f"{NAME}.exe", "PalvoPrinterDoctor.exe", "PalvoPrinterSetup.exe", "log-viewer.html",
-                 "doctor-report.schema.json", *documents,
+                 "doctor-report.schema.json", "SECURITY.md", *documents,
                  "licences/README.txt", "licences/gcc-libstdc++.txt", "licences/gcc-runtime.txt",
                  "licences/mingw-w64.txt", "management/detect.cmd", "management/remediate.cmd",
                  "monitoring/palvo-printer-doctor.rules.yml", "monitoring/task-events.xml",
