@@ -4,6 +4,7 @@ removes while the programs that it starts run in the lab."""
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -75,7 +76,14 @@ class PackedTest(unittest.TestCase):
             self.assertIn(b"Runtime Library Exception", packed.read("licences/gcc-runtime.txt"))
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0-symbols.zip") as packed:
             self.assertEqual(packed.namelist(), sorted(
-                [f"{NAME}.exe.debug", "PalvoPrinterDoctor.exe.debug"]))
+                [f"{NAME}.exe.debug", "PalvoPrinterDoctor.exe.debug", "PalvoPrinterSetup.exe.debug"]))
+
+    def test_every_program_names_the_version_in_its_resource(self):
+        for name in (NAME, "PalvoPrinterDoctor", "PalvoPrinterSetup"):
+            with self.subTest(program=name):
+                data = (BUILD / f"{name}.exe").read_bytes()
+                place = data.find(struct.pack("<II", 0xFEEF04BD, 0x10000))  # of VS_FIXEDFILEINFO
+                self.assertEqual(struct.unpack_from("<HHHH", data, place + 8), (0, 7, 0, 0))
 
     def test_pages_in_the_zip_refer_to_nothing_that_is_not_in_it(self):
         self.assertEqual(package(self.folder)[0], 0)

@@ -64,7 +64,7 @@ def package_files(build):
 
 
 def symbol_files(build):
-    return {f"{name}.debug": required(build / f"{name}.debug") for name in program_files(build)}
+    return {f"{name}.debug": required(build / f"{name}.debug") for name in (*program_files(build), SETUP)}
 
 
 def sibling_files(folder):
