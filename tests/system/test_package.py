@@ -214,8 +214,10 @@ class MsiTest(LabTest):
         return {file.name: file.read_bytes() for file in self.installed.glob("*")}
 
     def kept(self):
-        """What the package still keeps for a roll-back."""
-        return self.values(KEYS[0] + r"\PrinterDriver\V6.0\PalvoPrinterSetup")
+        """What the package still keeps for a roll-back or, of what was never installed, for a removal."""
+        keys = ["PalvoPrinterSetup"] + ["PalvoPrinterSetupFirst"] * (self.products() == [])
+        return [line for key in keys
+                for line in self.values(KEYS[0] + rf"\PrinterDriver\V6.0\{key}")]
 
     def products(self):
         """(name, version) of what is listed as installed."""
@@ -258,11 +260,16 @@ class MsiTest(LabTest):
         self.assertEqual(self.msiexec("/x"), (DONE, CHANNEL_SET))
         after = self.machine()
         self.assertEqual((after[0], after[3]), ({}, {}))
-        # -UT switches it off, and does not know what it was before.
-        self.assertEqual(after[1], ("off", "1052672", "overwrites"))
+        self.assertEqual(after[1], before[1])
         self.assertEqual(self.products(), [])
         self.assertEqual([after[4][key] for key in KEYS[1:]], [before[4][key] for key in KEYS[1:]])
         self.assertEqual(self.kept(), [])
+
+    def test_an_upgrade_remembers_the_channel_of_before_the_first_installation(self):
+        before = self.lab.channel()
+        for arguments in (("/i",), ("/i", NEWER), ("/x", NEWER)):
+            self.assertEqual(self.msiexec(*arguments)[0], DONE)
+        self.assertEqual((self.lab.channel(), self.kept()), (before, []))
 
     def test_users_create_nothing_in_the_logs_folder_even_before_the_first_run(self):
         self.assertEqual(self.setup("folder"), (0, ""))
@@ -439,14 +446,15 @@ class MsiTest(LabTest):
         self.assertEqual({name for name, kind in types.items() if kind & rollback},
                          {"RestoreState", "RestoreTasks", "StopTakenBack", "TakeBackTasks"})
         self.assertEqual({name for name, kind in types.items() if kind & commit},
-                         {"ForgetState", "Refresh"})
+                         {"KeepChannel", "ForgetChannel", "ForgetState", "Refresh"})
         # Nobody waits for the siblings.
         self.assertEqual({name for name, kind in types.items() if kind & not_waited_for}, {"Refresh"})
         places = {name: int(row[1]) for name, row in rows["InstallExecuteSequence"].items()}
         order = ["InstallInitialize", "RestoreState", "KeepState", "SecureFolder", "StopCopies",
-                 "RestoreTasks", "RemoveTasks", "StopRemoved", "RemoveFiles", "InstallFiles",
-                 "StopTakenBack", "TakeBackTasks", "InstallTasks", "CheckTasks", "ForgetState", "Refresh",
-                 "InstallExecute", "RemoveExistingProducts", "InstallFinalize"]
+                 "RestoreTasks", "RemoveTasks", "RestoreChannel", "StopRemoved", "RemoveFiles",
+                 "InstallFiles", "StopTakenBack", "TakeBackTasks", "InstallTasks", "CheckTasks",
+                 "KeepChannel", "ForgetChannel", "ForgetState", "Refresh", "InstallExecute",
+                 "RemoveExistingProducts", "InstallFinalize"]
         self.assertEqual(sorted(order, key=places.get), order)
 
 
