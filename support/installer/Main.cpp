@@ -96,9 +96,12 @@ struct Verb
     int (*run)(const wchar_t* argument);
 };
 
-constexpr std::array Verbs = {Verb{L"keep", 0, Keep},       Verb{L"folder", 0, Folder},
-                              Verb{L"stop", 1, Stop},       Verb{L"check", 0, Check},
-                              Verb{L"restore", 0, Restore}, Verb{L"forget", 0, Forget},
+constexpr std::array Verbs = {Verb{L"keep", 0, Keep},
+                              Verb{L"folder", 0, Folder},
+                              Verb{L"stop", 1, Stop},
+                              Verb{L"check", 0, Check},
+                              Verb{L"restore", 0, Restore},
+                              Verb{L"forget", 0, Forget},
                               Verb{L"keep-channel", 0, KeepChannel},
                               Verb{L"restore-channel", 0, RestoreChannel},
                               Verb{L"forget-channel", 0, ForgetChannel}};

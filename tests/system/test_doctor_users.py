@@ -164,7 +164,8 @@ class Work(DoctorTest):
         self.addCleanup(self.lab, "hold", "off")
         self.lab("user", "add", "bob", "standard")
         for name, expected in (
-                (OBJECTS["log mutex"][1], ("log-mutex-closed", "The mutex for the log may not be opened: error 5.")),
+                (OBJECTS["log mutex"][1], ("log-mutex-closed",
+                 "The mutex for the log may not be opened: error 5.")),
                 (OBJECTS["refresh mutex"][1],
                  ("mutex-foreign", "The mutex for refreshes may not be opened: error 5."))):
             with self.subTest(name=name):

@@ -273,8 +273,8 @@ RightsFacts HiddenNames::InRights(const RightsFacts& rights)
 
 SuiteFacts HiddenNames::InSuite(const SuiteFacts& suite)
 {
-    return {suite.isWindows8, InPath(suite.folder), InPaths(suite.missing),
-            InPaths(suite.onTheWay), InRights(suite.rights)};
+    return {suite.isWindows8, InPath(suite.folder), InPaths(suite.missing), InPaths(suite.onTheWay),
+            InRights(suite.rights)};
 }
 
 TaskFacts HiddenNames::InTasks(const TaskFacts& tasks)

@@ -48,8 +48,8 @@ std::uint64_t SizeOf(const std::wstring& path)
     return std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
 }
 
-/// Held when nobody gets to write. A line's writer holds the mutex for a moment only, but in a burst
-/// some writer always does, and the log grows.
+/// Held when nobody gets to write. A line's writer holds the mutex for a moment only, but in a
+/// burst some writer always does, and the log grows.
 MutexFact LookAtLogMutex(const std::wstring& logPath)
 {
     const std::wstring name = LogMutexName(DirectoryOf(logPath));
@@ -72,8 +72,7 @@ std::vector<MutexFact> LookAtInstances()
 {
     return {LookAtMutex(L"printer events and logons",
                         MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex)),
-            LookAtMutex(L"refreshes",
-                        MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex))};
+            LookAtMutex(L"refreshes", MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex))};
 }
 
 std::optional<std::uint64_t> StartOf(DWORD id)

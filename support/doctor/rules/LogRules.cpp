@@ -168,9 +168,8 @@ void JudgeSilence(const Facts& facts, Report& report)
         const std::uint64_t begin = std::max(previous.value_or(entry.time), start);
         if (IsSilence(begin, entry.time, log) && entry.time + Recent >= facts.localTime)
         {
-            report.Find(FindingKinds::LogSilent,
-                        Format(L"The log has no line from %s to %s.", TimeText(begin),
-                               TimeText(entry.time)));
+            report.Find(FindingKinds::LogSilent, Format(L"The log has no line from %s to %s.",
+                                                        TimeText(begin), TimeText(entry.time)));
         }
         previous = entry.time;
     }

@@ -47,9 +47,9 @@ std::wstring LastEvent(const std::wstring& printer, const ChannelFacts& channel)
 
 std::wstring LastRun(const std::wstring& printer, const LogFacts& log)
 {
-    const auto newest =
-        std::ranges::find_if(log.entries.rbegin(), log.entries.rend(), [&](const LogEntry& entry)
-                             { return IsRunFor(printer, entry.message); });
+    const auto newest = std::ranges::find_if(log.entries.rbegin(), log.entries.rend(),
+                                             [&](const LogEntry& entry)
+                                             { return IsRunFor(printer, entry.message); });
     return newest == log.entries.rend()
                ? L"the log has no run for it"
                : L"the last run for it or for all began at " + TimeText(newest->time);
@@ -58,10 +58,10 @@ std::wstring LastRun(const std::wstring& printer, const LogFacts& log)
 void TellPrinter(const PrinterFact& printer, const Facts& facts, Report& report)
 {
     const std::wstring reason = WhyNot(printer);
-    report.Tell(L"printer", Format(L"\"%s\" is %s; %s; %s.", printer.name,
-                                   reason.empty() ? L"supported" : L"not supported: " + reason,
-                                   LastEvent(printer.name, facts.channel),
-                                   LastRun(printer.name, facts.log)));
+    report.Tell(L"printer",
+                Format(L"\"%s\" is %s; %s; %s.", printer.name,
+                       reason.empty() ? L"supported" : L"not supported: " + reason,
+                       LastEvent(printer.name, facts.channel), LastRun(printer.name, facts.log)));
 }
 
 void JudgePrinter(const PrinterFact& printer, const Facts& facts, Report& report)
@@ -95,9 +95,9 @@ void JudgePrinters(const Facts& facts, Report& report)
 {
     if (facts.printers.listError == RPC_S_SERVER_UNAVAILABLE)
     {
-        report.Find(FindingKinds::SpoolerUnreachable,
-                    Format(L"The print spooler cannot be reached: error %lu.",
-                           facts.printers.listError));
+        report.Find(
+            FindingKinds::SpoolerUnreachable,
+            Format(L"The print spooler cannot be reached: error %lu.", facts.printers.listError));
     }
     else if (facts.printers.listError != 0)
     {
