@@ -35,6 +35,21 @@ std::wstring StoredIn(HANDLE file)
     return text;
 }
 
+std::wstring StoredUnder(const wchar_t* path)
+{
+    PSECURITY_DESCRIPTOR stored = nullptr;
+    PACL list = nullptr;
+    if (GetNamedSecurityInfoW(path, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                              &list, nullptr, &stored) != ERROR_SUCCESS ||
+        list == nullptr)
+    {
+        return L"";
+    }
+    const std::wstring text = DescriptorText(stored, DACL_SECURITY_INFORMATION);
+    LocalFree(stored);
+    return text;
+}
+
 bool LogsOnLocalService(DWORD type)
 {
     HANDLE token = nullptr;
@@ -151,7 +166,8 @@ STATEMENT(AFileStoresAnEntryWithoutInheritanceAndWithFileRights, "SetSecurityInf
 }
 
 STATEMENT(AFolderHasTheOwnerAndListThatItIsMadeWith,
-          "CreateDirectoryW, SetKernelObjectSecurity, GetSecurityInfo", Caller::Administrator)
+          "CreateDirectoryW, SetKernelObjectSecurity, GetSecurityInfo, GetNamedSecurityInfoW",
+          Caller::Administrator)
 {
     Descriptor made = ParseDescriptor(L"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)");
     SECURITY_ATTRIBUTES attributes = {sizeof attributes, made.data(), FALSE};
@@ -162,6 +178,7 @@ STATEMENT(AFolderHasTheOwnerAndListThatItIsMadeWith,
     Descriptor changed = ParseDescriptor(L"D:P(A;OICI;FA;;;BA)(A;OICI;FRFX;;;AU)");
     CHECK(SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, changed.data()));
     CHECK(StoredIn(folder) == L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;AU)");
+    CHECK(StoredUnder(kFolder) == L"D:P(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;AU)");
     CHECK(CloseHandle(folder));
     CHECK(RemoveDirectoryW(kFolder));
 }

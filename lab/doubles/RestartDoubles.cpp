@@ -58,7 +58,8 @@ DWORD WINAPI DoubleRmEndSession(DWORD session)
 DWORD WINAPI DoubleRmRegisterResources(DWORD session, UINT files, LPCWSTR* names, UINT applications,
                                        RM_UNIQUE_PROCESS*, UINT services, LPCWSTR*)
 {
-    Call call(L"RmRegisterResources", session, files, applications, services);
+    Call call(L"RmRegisterResources", session, files,
+              files != 0 && names != nullptr ? names[0] : nullptr, applications, services);
     const auto entry = RestartSessions().find(session);
     if (entry == RestartSessions().end())
     {

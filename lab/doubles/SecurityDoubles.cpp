@@ -5,6 +5,7 @@
 #include "AccessList.h"
 #include "CallRecord.h"
 #include "FileRights.h"
+#include "Impersonation.h"
 #include "LeakRecord.h"
 
 #include <aclapi.h>
@@ -112,13 +113,9 @@ BOOL WINAPI DoubleSetKernelObjectSecurity(HANDLE handle, SECURITY_INFORMATION wh
     return error == ERROR_SUCCESS ? call.Return(TRUE) : call.Fail(error);
 }
 
-DWORD GetFileSecurityOf(HANDLE handle, const LabFile& file, PSID* owner, PACL* dacl,
+DWORD GetFileSecurityOf(const LabFile& file, PSID* owner, PACL* dacl,
                         PSECURITY_DESCRIPTOR* descriptor)
 {
-    if (!IsOpenFor(handle, READ_CONTROL))
-    {
-        return ERROR_ACCESS_DENIED;
-    }
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(SecurityOf(file).c_str(),
                                                               SDDL_REVISION_1, descriptor, nullptr))
     {
@@ -144,11 +141,34 @@ DWORD WINAPI DoubleGetSecurityInfo(HANDLE object, SE_OBJECT_TYPE type, SECURITY_
     const auto file = KnownFile(object, type);
     const DWORD result =
         file && (what & kKept) != 0 && descriptor != nullptr
-            ? GetFileSecurityOf(object, *file, owner, dacl, descriptor)
+            ? IsOpenFor(object, READ_CONTROL) ? GetFileSecurityOf(*file, owner, dacl, descriptor)
+                                              : DWORD{ERROR_ACCESS_DENIED}
             : GetSecurityInfo(object, type, what, owner, group, dacl, sacl, descriptor);
     if (result == ERROR_SUCCESS && descriptor != nullptr && *descriptor != nullptr)
     {
         CountOpened(kLocal, *descriptor, L"GetSecurityInfo");
+    }
+    return call.Return(result);
+}
+
+DWORD WINAPI DoubleGetNamedSecurityInfoW(LPCWSTR name, SE_OBJECT_TYPE type,
+                                         SECURITY_INFORMATION what, PSID* owner, PSID* group,
+                                         PACL* dacl, PACL* sacl, PSECURITY_DESCRIPTOR* descriptor)
+{
+    Call call(L"GetNamedSecurityInfoW", name, static_cast<DWORD>(type), what);
+    const auto file = type == SE_FILE_OBJECT ? FindFile(name) : std::nullopt;
+    DWORD result = ERROR_ACCESS_DENIED;
+    if (!file || SecurityOf(*file).empty() || (what & kKept) == 0 || descriptor == nullptr)
+    {
+        result = GetNamedSecurityInfoW(name, type, what, owner, group, dacl, sacl, descriptor);
+    }
+    else if (MayUse(*file, EffectiveIdentity(), READ_CONTROL))
+    {
+        result = GetFileSecurityOf(*file, owner, dacl, descriptor);
+    }
+    if (result == ERROR_SUCCESS && descriptor != nullptr && *descriptor != nullptr)
+    {
+        CountOpened(kLocal, *descriptor, L"GetNamedSecurityInfoW");
     }
     return call.Return(result);
 }
@@ -159,6 +179,7 @@ void AddSecurityDoubles(DoubleList& list)
 {
     PALVOLAB_DOUBLE(list, "ADVAPI32", SetSecurityInfo);
     PALVOLAB_DOUBLE(list, "ADVAPI32", GetSecurityInfo);
+    PALVOLAB_DOUBLE(list, "ADVAPI32", GetNamedSecurityInfoW);
     PALVOLAB_DOUBLE(list, "ADVAPI32", SetKernelObjectSecurity);
 }
 

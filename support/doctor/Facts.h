@@ -46,14 +46,19 @@ struct WritableFolder
     std::wstring account;
 };
 
+struct RightsFacts
+{
+    std::vector<WritableFolder> writable;
+    std::vector<std::wstring> unreadable; ///< folders whose rights could not be read
+};
+
 struct SuiteFacts
 {
     bool isWindows8 = true;
     std::wstring folder;
-    std::vector<std::wstring> missing;          ///< of the three programs
-    std::vector<std::wstring> onTheWay;         ///< files that Windows starts instead of them
-    std::vector<WritableFolder> writable;       ///< the folder and those above it
-    std::vector<std::wstring> unreadableRights; ///< folders whose rights could not be read
+    std::vector<std::wstring> missing;  ///< of the three programs
+    std::vector<std::wstring> onTheWay; ///< files that Windows starts instead of them
+    RightsFacts rights;                 ///< of the folder and those above it
 };
 
 struct TaskFact
@@ -119,8 +124,10 @@ struct LogFacts
     bool isProper = true;
     std::uint64_t size = 0;
     bool hasLeftover = false;
+    RightsFacts rights; ///< of its folder and those above it that are the suite's
     std::optional<std::uint64_t> freeBytes;
     std::uint64_t upTime = 0; ///< of Windows
+    std::uint64_t asleep = 0; ///< how much of that it slept or hibernated
     std::vector<DWORD> liveProcesses;
     std::string bytes; ///< its end, where it is very large
     std::vector<LogEntry> entries;
@@ -186,13 +193,14 @@ struct MutexFact
 {
     std::wstring scheme; ///< what it is for
     bool isHeld = false;
+    DWORD openError = 0; ///< that it is not there is none
 };
 
 struct WorkFacts
 {
     std::vector<WorkingProcess> processes;
     std::vector<MutexFact> instances;
-    bool isLogMutexHeld = false;          ///< for 5 seconds, and nobody wrote
+    MutexFact logMutex;                   ///< held for 5 seconds, and nobody wrote
     std::vector<std::wstring> logHolders; ///< other programs that have the log open
 };
 

@@ -39,6 +39,7 @@ struct Report
     std::vector<Finding> findings;
     std::vector<Unseen> unseen;
     std::vector<Note> notes;
+    bool asSystem = true; ///< nobody sees more
 
     void Find(const FindingKind& kind, std::wstring what)
     {

@@ -88,9 +88,8 @@ inline constexpr FindingKind ChannelRetention = {
 inline constexpr FindingKind ChannelLostPosition = {
     L"channel-lost-position",
     L"The next run does not look at the oldest printer event that it finds.",
-    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a "
-    L"channel "
-    L"that is full."};
+    L"Run PalvoPrinterConfiguration.exe without arguments after adding a printer; enlarge a small "
+    L"channel."};
 inline constexpr FindingKind PositionBeyond = {
     L"position-beyond", L"A scan finds nothing, and every run configures all printers.",
     L"Delete the value LastEvtRecordProcessed."};
@@ -103,6 +102,9 @@ inline constexpr FindingKind EventsWaiting = {
 inline constexpr FindingKind LogUnknownFolder = {
     L"log-unknown-folder", L"Without %ProgramData% every run works without a log.",
     L"Repair the known folder ProgramData."};
+inline constexpr FindingKind LogFolderWritable = {
+    L"log-folder-writable", L"Users can put something in the log's place, and the log ends.",
+    L"Run PalvoPrinterSetup folder as an administrator."};
 inline constexpr FindingKind LogMissing = {
     L"log-missing", L"No run has logged since the log was deleted, or none could.",
     L"Look whether the other findings tell why; run PalvoPrinterConfiguration.exe -c."};
@@ -145,6 +147,10 @@ inline constexpr FindingKind DeviceIdBlank = {
 
 // Printers.
 
+inline constexpr FindingKind SpoolerUnreachable = {
+    L"spooler-unreachable",
+    L"Without the print spooler nobody prints, and no printer is configured.",
+    L"Start the service Spooler."};
 inline constexpr FindingKind PrinterNotOpened = {
     L"printer-not-opened", L"It counts as not supported, and its event is used up.",
     L"Repair the printer, then run PalvoPrinterConfiguration.exe without arguments."};
@@ -203,11 +209,14 @@ inline constexpr FindingKind SiblingHangs = {
     L"sibling-hangs", L"A run waits for it; it also outlives a task that is ended.",
     L"Find out what it waits for; end it when it is of no use."};
 inline constexpr FindingKind MutexForeign = {
-    L"mutex-foreign", L"Every run takes itself for redundant and does nothing.",
+    L"mutex-foreign", L"While it is held every run takes itself for redundant and does nothing.",
     L"Find out which program holds it; restart the machine."};
 inline constexpr FindingKind LogMutexHeld = {
     L"log-mutex-held", L"Every line of every run waits 5 seconds and is lost.",
     L"End the process that holds it."};
+inline constexpr FindingKind LogMutexClosed = {
+    L"log-mutex-closed", L"Every run that may not open it works without a log.",
+    L"Find out which program made it; restart the machine."};
 inline constexpr FindingKind LogOpenElsewhere = {
     L"log-open-elsewhere", L"Lines are lost while it does not share the log for writing.",
     L"Close it there; read the log with a viewer that shares it."};
@@ -238,6 +247,7 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &PositionBeyond,
                                    &EventsWaiting,
                                    &LogUnknownFolder,
+                                   &LogFolderWritable,
                                    &LogMissing,
                                    &LogNotAFile,
                                    &LogReadOnly,
@@ -252,6 +262,7 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &LogSilent,
                                    &ClockBack,
                                    &DeviceIdBlank,
+                                   &SpoolerUnreachable,
                                    &PrinterNotOpened,
                                    &PrinterDriverUnknown,
                                    &PrinterManifest,
@@ -270,5 +281,6 @@ inline constexpr std::array All = {&RunSwitchOff,
                                    &SiblingHangs,
                                    &MutexForeign,
                                    &LogMutexHeld,
+                                   &LogMutexClosed,
                                    &LogOpenElsewhere};
 } // namespace FindingKinds

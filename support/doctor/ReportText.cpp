@@ -22,8 +22,12 @@ std::wstring Verdict(const Report& report)
         return Format(L"%u %s attention.", count,
                       std::wstring(count == 1 ? L"thing needs" : L"things need"));
     }
-    return report.unseen.empty() ? L"All is well."
-                                 : L"Not everything could be looked at. Run the doctor as SYSTEM.";
+    if (report.unseen.empty())
+    {
+        return L"All is well.";
+    }
+    return std::wstring(L"Not everything could be looked at.") +
+           (report.asSystem ? L"" : L" Run the doctor as SYSTEM.");
 }
 } // namespace
 

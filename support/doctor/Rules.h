@@ -9,6 +9,8 @@
 
 void JudgeSettings(const SettingsFacts& settings, Report& report);
 void JudgeSuite(const SuiteFacts& suite, Report& report);
+/// Who may write into a folder is a finding of that kind.
+void JudgeRights(const RightsFacts& rights, const FindingKind& kind, Report& report);
 void JudgeTasks(const Facts& facts, Report& report);
 void JudgeChannel(const Facts& facts, Report& report);
 void JudgeLog(const Facts& facts, Report& report);

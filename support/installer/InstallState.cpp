@@ -14,6 +14,9 @@ namespace
 {
 constexpr wchar_t StateKey[] = L"Software\\Palvo\\PrinterDriver\\V6.0\\PalvoPrinterSetup";
 
+// The channel as it was before the first installation, until the removal.
+constexpr wchar_t FirstKey[] = L"Software\\Palvo\\PrinterDriver\\V6.0\\PalvoPrinterSetupFirst";
+
 constexpr std::array StartingTasks = {TaskKind::NewOrChanged, TaskKind::PeriodicRefresh,
                                       TaskKind::UserLogon};
 constexpr std::array AllTasks = {TaskKind::NewOrChanged, TaskKind::PeriodicRefresh,
@@ -80,7 +83,7 @@ bool RestorePosition(const RegistryKey& state)
     return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;
 }
 
-bool RestoreChannel(const RegistryKey& state)
+ChannelNumbers KeptChannel(const RegistryKey& state)
 {
     ChannelNumbers numbers;
     for (const EVT_CHANNEL_CONFIG_PROPERTY_ID id : ChannelProperties)
@@ -91,7 +94,20 @@ bool RestoreChannel(const RegistryKey& state)
             numbers[id] = number;
         }
     }
+    return numbers;
+}
+
+bool RestoreChannel(const RegistryKey& state)
+{
+    const ChannelNumbers numbers = KeptChannel(state);
     return numbers.empty() || WriteChannel(numbers);
+}
+
+void Forget(const wchar_t* key)
+{
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+    // RegDeleteTreeW leaves the key itself on some versions of Windows.
+    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key, KEY_WOW64_64KEY, 0);
 }
 
 bool RestoreTask(const RegistryKey& state, const std::wstring& name)
@@ -153,9 +169,32 @@ bool SecureFolder()
 
 void ForgetState()
 {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, StateKey);
-    // RegDeleteTreeW leaves the key itself on some versions of Windows.
-    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, StateKey, KEY_WOW64_64KEY, 0);
+    Forget(StateKey);
+}
+
+void KeepFirstChannel()
+{
+    const auto state = RegistryKey::OpenRegistryKey(HKEY_LOCAL_MACHINE, StateKey, KEY_READ);
+    const auto first =
+        RegistryKey::CreateRegistryKey(HKEY_LOCAL_MACHINE, FirstKey, KEY_READ | KEY_WRITE);
+    if (state)
+    {
+        for (const auto& [id, number] : KeptChannel(*state))
+        {
+            first->SetValue(ChannelValue(id), number);
+        }
+    }
+}
+
+bool RestoreFirstChannel()
+{
+    const auto first = RegistryKey::OpenRegistryKey(HKEY_LOCAL_MACHINE, FirstKey, KEY_READ);
+    return !first || RestoreChannel(*first);
+}
+
+void ForgetFirstChannel()
+{
+    Forget(FirstKey);
 }
 
 bool DeleteStartingTasks()

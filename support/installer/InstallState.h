@@ -21,6 +21,16 @@ bool SecureFolder();
 /// Forgets what was kept.
 void ForgetState();
 
+/// Keeps the channel that KeepState kept for longer, until the removal. Throws
+/// ExceptionRegistryRequest when it cannot be kept.
+void KeepFirstChannel();
+
+/// Makes the channel as it was before the first installation, where that was kept. False when it
+/// cannot.
+bool RestoreFirstChannel();
+
+void ForgetFirstChannel();
+
 /// Deletes the tasks that start the program, so that no copy starts while its files are replaced.
 bool DeleteStartingTasks();
 

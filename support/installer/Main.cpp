@@ -72,6 +72,23 @@ int Forget(const wchar_t*)
     return 0;
 }
 
+int KeepChannel(const wchar_t*)
+{
+    KeepFirstChannel();
+    return 0;
+}
+
+int RestoreChannel(const wchar_t*)
+{
+    return RestoreFirstChannel() ? 0 : 1;
+}
+
+int ForgetChannel(const wchar_t*)
+{
+    ForgetFirstChannel();
+    return 0;
+}
+
 struct Verb
 {
     const wchar_t* name;
@@ -79,9 +96,15 @@ struct Verb
     int (*run)(const wchar_t* argument);
 };
 
-constexpr std::array Verbs = {Verb{L"keep", 0, Keep},       Verb{L"folder", 0, Folder},
-                              Verb{L"stop", 1, Stop},       Verb{L"check", 0, Check},
-                              Verb{L"restore", 0, Restore}, Verb{L"forget", 0, Forget}};
+constexpr std::array Verbs = {Verb{L"keep", 0, Keep},
+                              Verb{L"folder", 0, Folder},
+                              Verb{L"stop", 1, Stop},
+                              Verb{L"check", 0, Check},
+                              Verb{L"restore", 0, Restore},
+                              Verb{L"forget", 0, Forget},
+                              Verb{L"keep-channel", 0, KeepChannel},
+                              Verb{L"restore-channel", 0, RestoreChannel},
+                              Verb{L"forget-channel", 0, ForgetChannel}};
 
 int Run(const Verb& verb, const wchar_t* argument)
 {
@@ -115,6 +138,7 @@ int wmain(int count, wchar_t** arguments)
         }
     }
     StandardOutput::Write(
-        L"PalvoPrinterSetup keep | folder | stop FOLDER | check | restore | forget\n");
+        L"PalvoPrinterSetup keep | folder | stop FOLDER | check | restore | forget | keep-channel"
+        L" | restore-channel | forget-channel\n");
     return 2;
 }

@@ -12,7 +12,7 @@ from pathlib import Path
 from lab import ROOT
 
 PROGRAMS = ["PalvoPrinterConfiguration", "PalvoPrinterDoctor", "PalvoPrinterSetup"]
-FILES = [f"{name}.exe" for name in PROGRAMS] + [f"{name}.exe.debug" for name in PROGRAMS[:2]]
+FILES = [f"{name}.exe{end}" for name in PROGRAMS for end in ("", ".debug")]
 TESTED = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build" / "release"))
 SECONDS = 3600
 

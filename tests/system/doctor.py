@@ -1,11 +1,15 @@
 """What the tests of the doctor share: a machine on which all is well, and how to ask the doctor."""
 
 import json
+import os
 import re
+from pathlib import Path
 
 from lab import ROOT, SUITE, SUPPORTED
 from scheduled_tasks import LabTest
 
+BUILD = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build" / "release"))
+SETUP = "Z:" + str(BUILD / "PalvoPrinterSetup.exe").replace("/", "\\")
 DOCTOR = SUITE + r"\PalvoPrinterDoctor.exe"
 
 
@@ -45,6 +49,7 @@ class DoctorTest(LabTest):
             self.lab("restore")
             return
         self.lab("fault", "Sleep", "1", "return=0", "always")   # An event waits half a second.
+        self.lab("run", "--program", SETUP, "--", "folder")
         self.install()
         self.sid = self.lab("user", "add", "anna", "admin").strip()
         self.lab("printer", "add", "Anchor", "Legacy V3 Driver")

@@ -70,4 +70,4 @@ class Causes(DoctorTest):
         self.assertEqual(sorted(named), sorted(set(identifiers()) - {
             # Of no cause of its own: what is to be known besides.
             "run-switch-type", "events-waiting", "log-untrimmed", "log-leftover", "log-foreign-lines",
-            "log-silent", "folder-writable"}))
+            "log-silent", "folder-writable", "log-folder-writable"}))

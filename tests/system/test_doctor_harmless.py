@@ -6,7 +6,11 @@ import subprocess
 import threading
 
 from doctor import DOCTOR, DoctorTest
-from lab import ROOT
+from lab import ROOT, SUPPORTED
+from proof.history_checker import check
+from proof.printers import Printers
+from proof.recorded_history import Ended
+from proof.recording import collect, lanes_of, prepare, record_text
 
 EVENT = "-c -i NewOrChangedTask"
 COPIES = 12
@@ -36,6 +40,21 @@ class Loop(threading.Thread):
         self.stopping.set()
         self.join()
         return self.runs, self.troubles
+
+
+def split_record(record):
+    """Its lines with those of doctors made dumb, so that each keeps its place; and how the doctors ended, of whom
+    nobody asks more than that they did."""
+    doctors, living, lines = [], set(), []
+    for line in record:
+        time, pid, text = line.split(" ", 2)
+        if text.startswith("process started: "):
+            living.discard(pid)
+            if "PalvoPrinterDoctor" in text:
+                living.add(pid)
+                doctors.append(Ended(int(pid), 0, None, 0, 0))
+        lines.append(f"{time} {pid} doctor" if pid in living else line)
+    return lines, doctors
 
 
 class Harmless(DoctorTest):
@@ -92,6 +111,30 @@ class Harmless(DoctorTest):
         # What is on its way needs no attention.
         self.assertEqual(troubles, [])
         self.assertEqual(self.findings(), [])
+
+    def test_a_history_with_the_doctor_running_keeps_every_promise(self):
+        ended = []
+        with lanes_of(self.lab, 1) as (lane,):
+            users = prepare(self.lab)
+            printers = Printers(self.lab)
+            printers.add("Office 1", SUPPORTED)
+            loop = Loop(self.lab)
+            loop.start()
+            try:
+                for _ in range(3):
+                    printers.change("Office 1")
+                    ended += lane.burst([EVENT] * COPIES + ["-r"] * COPIES)
+            finally:
+                runs, _ = loop.stop()
+            _, doctors = split_record(record_text(self.lab).splitlines())
+            history = printers.tell(collect(self.lab, users, ended + doctors))
+        self.assertEqual(len(doctors), runs)
+        self.assertGreaterEqual(runs, 3)
+        history.ended = ended
+        history.record, _ = split_record(history.record)
+        verdict = check(history)
+        self.assertEqual(verdict.violations, [])
+        self.assertEqual(verdict.figures["runs"], 3 * 2 * COPIES)
 
     def test_a_copy_alone_is_never_redundant_for_the_doctors_sake(self):
         loop = Loop(self.lab)

@@ -171,7 +171,7 @@ class Alerts(MetricsTest):
         planted.write_bytes(b"MZ")
         self.machines["planted"] = self.metrics()
         planted.unlink()
-        self.lab("fault", "EnumPrintersW", "1", "1722", "always")
+        self.lab("fault", "EnumPrintersW", "1", "5", "always")
         self.machines["blind"] = self.metrics()
         self.lab("fault", "clear")
         self.alerts = {cause: alert for cause, (_, _, alert) in self.CAUSES.items()}

@@ -1,9 +1,12 @@
 """The doctor names what is wrong with users, with what Windows gives, and with who works."""
 
+import re
 import shutil
 
 from doctor import DoctorTest
 from lab import SUITE, USER_LOGON
+from test_accounts import OBJECTS
+from test_doctor_log import PATH
 
 ZEROS = "00000000-0000-0000-0000-000000000000"
 
@@ -69,6 +72,9 @@ class Users(DoctorTest):
         self.assertEqual((report["code"], report["findings"], report["unseen"]), (2, [], [
             {"area": "sessions", "reason": "Only SYSTEM sees the user of session 1."},
             {"area": "local service", "reason": "Only SYSTEM can try its logon."}]))
+        _, output = self.doctor(options=("--account", "Administrator"))
+        self.assertEqual(output.splitlines()[-1],
+                         "Not everything could be looked at. Run the doctor as SYSTEM.")
 
 
 class Windows(DoctorTest):
@@ -89,13 +95,25 @@ class Windows(DoctorTest):
                                    "IdentifyingNumber of the machine."))
 
     def test_rights_of_the_folder(self):
-        self.lab.suite().chmod(0o777)
-        self.addCleanup(self.lab.suite().chmod, 0o755)
+        self.lab("rights", SUITE, "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;WD)")
         self.assert_found(("folder-writable", f"Everyone may write into {SUITE}."))
+
+    def test_rights_of_the_logs_folders(self):
+        for i, folder in enumerate(self.lab.log_path().parents[:5]):
+            with self.subTest(folder=folder.name):
+                before = self.lab("rights", str(folder)).strip()
+                self.lab("rights", str(folder), "D:P(A;OICI;FA;;;SY)(A;;0x1200a9;;;AU)(A;;0x2;;;BU)")
+                path = PATH.rsplit("\\", i + 1)[0]
+                self.assert_found(("log-folder-writable", f"Users may write into {path}."))
+                self.lab("rights", str(folder), before.removeprefix("O:BA"))
+        self.assert_found()
 
     def test_another_program_has_the_log_open(self):
         self.lab("set", "file-holder", "Notepad")
+        self.lab("record", "on", "RmRegisterResources")
         self.assert_found(("log-open-elsewhere", "Notepad (process 4711) has the log open."))
+        self.assertEqual(re.findall(r'RmRegisterResources\(\w+, 1, "(.*?)"', self.lab("show", "calls")),
+                         [PATH])
 
 
 class Work(DoctorTest):
@@ -142,6 +160,22 @@ class Work(DoctorTest):
         self.release()
         self.assertNotIn("log-mutex-held", [one for one, _ in self.findings()])
 
+    def test_mutexes_that_nobody_may_open(self):
+        self.addCleanup(self.lab, "hold", "off")
+        self.lab("user", "add", "bob", "standard")
+        for name, expected in (
+                (OBJECTS["log mutex"][1], ("log-mutex-closed",
+                 "The mutex for the log may not be opened: error 5.")),
+                (OBJECTS["refresh mutex"][1],
+                 ("mutex-foreign", "The mutex for refreshes may not be opened: error 5."))):
+            with self.subTest(name=name):
+                self.lab("hold", "mutex", name, "--account", "bob", "--security", "D:")
+                self.assert_found(expected)
+                unseen = [(one["area"], one["reason"]) for one in
+                          self.report(options=("--account", "Administrator"))["unseen"]]
+                self.assertIn(("work", expected[1]), unseen)
+                self.lab("hold", "off")
+
     def test_it_only_asks_whether_a_mutex_is_held_opens_no_event_and_reads_the_log(self):
         self.lab("sibling", "writer", "--hold")
         self.lab.start("-r", "-i", "PeriodicRefreshTask")
@@ -154,7 +188,8 @@ class Work(DoctorTest):
         self.lab.wait_for(lambda: not self.lab.at_work(), "the copy's end")
         self.assertRegex(calls, r"OpenMutexW.*\b(1|0x1)\b")
         # For reading, shared with everybody, a link itself, and at identification level.
-        self.assertIn('PalvoPrinterConfiguration.log", 0x80000000, 7, 3, 0x310000)', calls)
+        self.assertEqual(set(re.findall(r'CreateFileW\((".*\.log"), (.*?)\)', calls)),
+                         {(f'"{PATH}"', "0x80000000, 7, 3, 0x310000")})
         for function in ("WaitForSingleObject", "CreateMutexW", "CreateEventW", "OpenEventW",
                          "SetEvent", "ReleaseMutex", "RegSetValueExW", "RegCreateKeyExW",
                          "RegDeleteValueW", "CreateProcessW", "EvtSaveChannelConfig",

@@ -67,8 +67,8 @@ class InstallingPageTest(LabTest):
         return ({name: self.lab.raw_task(name) for name in self.lab.tasks()}, self.lab.channel(),
                 self.lab.scan_position())
 
-    def kept(self):
-        return has_key(self.lab, r"Software\Palvo\PrinterDriver\V6.0\PalvoPrinterSetup")
+    def kept(self, name="PalvoPrinterSetup"):
+        return has_key(self.lab, rf"Software\Palvo\PrinterDriver\V6.0\{name}")
 
     def rights(self):
         return [self.lab("rights", str(folder)).strip() for folder in self.lab.log_path().parents[4::-1]]
@@ -130,9 +130,9 @@ class InstallingPageTest(LabTest):
         self.installed()
         self.do(examples("Remove")[0])
         self.assertEqual(self.lab.tasks(), [])
-        self.assertEqual(self.lab.channel(), ("off", "1052672", "overwrites"))
+        self.assertEqual(self.lab.channel(), ("off", "2097152", "keeps the oldest"))
         self.assertEqual(self.rights(), [GUARDED] * 5)
-        self.assertFalse(self.kept())
+        self.assertFalse(self.kept() or self.kept("PalvoPrinterSetupFirst"))
 
     def test_remove_rolled_back(self):
         before, bags = self.installed(), self.lab.bags()

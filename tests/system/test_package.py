@@ -4,6 +4,7 @@ removes while the programs that it starts run in the lab."""
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -58,15 +59,15 @@ class PackedTest(unittest.TestCase):
     def test_the_zip_holds_the_program_and_what_belongs_to_it(self):
         self.assertEqual(package(self.folder)[0], 0)
         documents = [f"docs/{name}" for name in
-                     ("accounts.md", "doctor-json.md", "exit-codes.md", "installing.md", "log-viewer.md",
-                      "monitoring.md", "nothing-happens.md", "pictures/log-viewer-names-hidden.png",
+                     ("README.md", "accounts.md", "doctor-json.md", "exit-codes.md", "installing.md",
+                      "log-viewer.md", "monitoring.md", "nothing-happens.md", "pictures/log-viewer-names-hidden.png",
                       "pictures/log-viewer.png", "policies.md", "privacy.md", "reading-the-log.md",
                       "rollout.md", "switches.md", "troubleshooting.md", "trust.md")]
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0.zip") as packed:
             self.assertIsNone(packed.testzip())
             self.assertEqual(packed.namelist(), sorted(
                 [f"{NAME}.exe", "PalvoPrinterDoctor.exe", "PalvoPrinterSetup.exe", "log-viewer.html",
-                 "doctor-report.schema.json", *documents,
+                 "doctor-report.schema.json", "SECURITY.md", *documents,
                  "licences/README.txt", "licences/gcc-libstdc++.txt", "licences/gcc-runtime.txt",
                  "licences/mingw-w64.txt", "management/detect.cmd", "management/remediate.cmd",
                  "monitoring/palvo-printer-doctor.rules.yml", "monitoring/task-events.xml",
@@ -75,7 +76,14 @@ class PackedTest(unittest.TestCase):
             self.assertIn(b"Runtime Library Exception", packed.read("licences/gcc-runtime.txt"))
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0-symbols.zip") as packed:
             self.assertEqual(packed.namelist(), sorted(
-                [f"{NAME}.exe.debug", "PalvoPrinterDoctor.exe.debug"]))
+                [f"{NAME}.exe.debug", "PalvoPrinterDoctor.exe.debug", "PalvoPrinterSetup.exe.debug"]))
+
+    def test_every_program_names_the_version_in_its_resource(self):
+        for name in (NAME, "PalvoPrinterDoctor", "PalvoPrinterSetup"):
+            with self.subTest(program=name):
+                data = (BUILD / f"{name}.exe").read_bytes()
+                place = data.find(struct.pack("<II", 0xFEEF04BD, 0x10000))  # of VS_FIXEDFILEINFO
+                self.assertEqual(struct.unpack_from("<HHHH", data, place + 8), (0, 7, 0, 0))
 
     def test_pages_in_the_zip_refer_to_nothing_that_is_not_in_it(self):
         self.assertEqual(package(self.folder)[0], 0)
@@ -206,8 +214,10 @@ class MsiTest(LabTest):
         return {file.name: file.read_bytes() for file in self.installed.glob("*")}
 
     def kept(self):
-        """What the package still keeps for a roll-back."""
-        return self.values(KEYS[0] + r"\PrinterDriver\V6.0\PalvoPrinterSetup")
+        """What the package still keeps for a roll-back or, of what was never installed, for a removal."""
+        keys = ["PalvoPrinterSetup"] + ["PalvoPrinterSetupFirst"] * (self.products() == [])
+        return [line for key in keys
+                for line in self.values(KEYS[0] + rf"\PrinterDriver\V6.0\{key}")]
 
     def products(self):
         """(name, version) of what is listed as installed."""
@@ -250,11 +260,16 @@ class MsiTest(LabTest):
         self.assertEqual(self.msiexec("/x"), (DONE, CHANNEL_SET))
         after = self.machine()
         self.assertEqual((after[0], after[3]), ({}, {}))
-        # -UT switches it off, and does not know what it was before.
-        self.assertEqual(after[1], ("off", "1052672", "overwrites"))
+        self.assertEqual(after[1], before[1])
         self.assertEqual(self.products(), [])
         self.assertEqual([after[4][key] for key in KEYS[1:]], [before[4][key] for key in KEYS[1:]])
         self.assertEqual(self.kept(), [])
+
+    def test_an_upgrade_remembers_the_channel_of_before_the_first_installation(self):
+        before = self.lab.channel()
+        for arguments in (("/i",), ("/i", NEWER), ("/x", NEWER)):
+            self.assertEqual(self.msiexec(*arguments)[0], DONE)
+        self.assertEqual((self.lab.channel(), self.kept()), (before, []))
 
     def test_users_create_nothing_in_the_logs_folder_even_before_the_first_run(self):
         self.assertEqual(self.setup("folder"), (0, ""))
@@ -431,14 +446,15 @@ class MsiTest(LabTest):
         self.assertEqual({name for name, kind in types.items() if kind & rollback},
                          {"RestoreState", "RestoreTasks", "StopTakenBack", "TakeBackTasks"})
         self.assertEqual({name for name, kind in types.items() if kind & commit},
-                         {"ForgetState", "Refresh"})
+                         {"KeepChannel", "ForgetChannel", "ForgetState", "Refresh"})
         # Nobody waits for the siblings.
         self.assertEqual({name for name, kind in types.items() if kind & not_waited_for}, {"Refresh"})
         places = {name: int(row[1]) for name, row in rows["InstallExecuteSequence"].items()}
         order = ["InstallInitialize", "RestoreState", "KeepState", "SecureFolder", "StopCopies",
-                 "RestoreTasks", "RemoveTasks", "StopRemoved", "RemoveFiles", "InstallFiles",
-                 "StopTakenBack", "TakeBackTasks", "InstallTasks", "CheckTasks", "ForgetState", "Refresh",
-                 "InstallExecute", "RemoveExistingProducts", "InstallFinalize"]
+                 "RestoreTasks", "RemoveTasks", "RestoreChannel", "StopRemoved", "RemoveFiles",
+                 "InstallFiles", "StopTakenBack", "TakeBackTasks", "InstallTasks", "CheckTasks",
+                 "KeepChannel", "ForgetChannel", "ForgetState", "Refresh", "InstallExecute",
+                 "RemoveExistingProducts", "InstallFinalize"]
         self.assertEqual(sorted(order, key=places.get), order)
 
 

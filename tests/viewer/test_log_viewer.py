@@ -354,20 +354,21 @@ class Exports(ViewerTest):
     def test_the_json_is_exact(self):
         self.open(self.LOG, "one.log")
         self.browser.choose("f-outcome", "other")
+        self.browser.type("offset", "+01:00")
         caller = '=1+1"x'
-        lines = [{"number": i + 1, "time": "2026-11-21T00:00:00", "message": message, "meaning": meaning}
+        lines = [{"number": i + 1, "time": "2026-11-21T00:00:00+01:00", "message": message, "meaning": meaning}
                  for i, (message, meaning) in enumerate(zip((
                      f"# Called with 3 argument(s): -c -i {caller}",
                      f"#\tResolved Args: NoNgen, NoWarmup, DisplayHelp, NotNewOrChangedEvent, -i {caller}"), self.MEANINGS))]
         expected = {
-            "format": "PalvoPrinterConfiguration log", "version": 1, "utcOffset": None, "namesHidden": False,
+            "format": "PalvoPrinterConfiguration log", "version": 1, "utcOffset": "+01:00", "namesHidden": False,
             "logs": [{"name": "one.log", "lines": 7}],
             "findings": [
                 {"kind": "gap", "severity": "notice", "text": "No line from 11/21/2026 12:00:00 AM to 11/21/2026 1:05:09 PM: "
                                                               "13 h 5 min.", "line": 3},
                 {"kind": "queued", "severity": "note", "text": "PID 8 of 11/21/2026 1:05:09 PM queued behind a run that the "
                                                                "log does not show.", "line": 3}],
-            "runs": [{"log": "one.log", "pid": 4, "start": "2026-11-21T00:00:00", "end": "2026-11-21T00:00:00",
+            "runs": [{"log": "one.log", "pid": 4, "start": "2026-11-21T00:00:00+01:00", "end": "2026-11-21T00:00:00+01:00",
                       "name": "Usage (-?)", "caller": caller, "outcome": "other", "queuedBehind": None, "siblingsSeconds": 0,
                       "printers": [], "users": [], "lines": lines}]}
         saved = self.browser.download("json", "palvo-log.json")

@@ -43,11 +43,11 @@ def support(build):
 
 
 def documents():
-    """For whoever installs, administers and supports: the first list of docs/README.md. The rest is for
+    """For whoever installs, administers and supports: what docs/README.md lists. The rest is for
     maintainers."""
     folder = ROOT / "docs"
-    ours = (folder / "README.md").read_text().partition("\nFor maintainers:")[0]
-    pages = sorted(set(re.findall(r"\]\(([\w-]+\.md)\)", ours)))
+    listed = re.findall(r"\]\(([\w-]+\.md)\)", (folder / "README.md").read_text())
+    pages = sorted({"README.md", *listed})
     pictures = sorted((folder / "pictures").glob("*.png"))
     return ({f"docs/{name}": required(folder / name) for name in pages}
             | {f"docs/pictures/{file.name}": file for file in pictures})
@@ -59,11 +59,12 @@ def program_files(build):
 
 
 def package_files(build):
-    return program_files(build) | {SETUP: required(build / SETUP)} | support(build) | documents() | licences()
+    return (program_files(build) | {SETUP: required(build / SETUP), "SECURITY.md": ROOT / "SECURITY.md"}
+            | support(build) | documents() | licences())
 
 
 def symbol_files(build):
-    return {f"{name}.debug": required(build / f"{name}.debug") for name in program_files(build)}
+    return {f"{name}.debug": required(build / f"{name}.debug") for name in (*program_files(build), SETUP)}
 
 
 def sibling_files(folder):

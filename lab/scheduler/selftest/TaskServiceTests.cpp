@@ -60,6 +60,18 @@ HRESULT AskEnabled(const wchar_t* name, VARIANT_BOOL& enabled)
     return SUCCEEDED(result) ? task->get_Enabled(&enabled) : result;
 }
 
+HRESULT AskHistory(const wchar_t* name, TASK_STATE& state, LONG& result, DATE& run)
+{
+    Com<ITaskService> service;
+    Com<ITaskFolder> folder;
+    Com<IRegisteredTask> task;
+    HRESULT asked = OpenRoot(service, folder);
+    asked = SUCCEEDED(asked) ? folder->GetTask(Text(name), task.Receive()) : asked;
+    asked = SUCCEEDED(asked) ? task->get_State(&state) : asked;
+    asked = SUCCEEDED(asked) ? task->get_LastTaskResult(&result) : asked;
+    return SUCCEEDED(asked) ? task->get_LastRunTime(&run) : asked;
+}
+
 class ComForOne
 {
 public:
@@ -94,6 +106,21 @@ STATEMENT(ATaskThatWasEnabledWith1IsEnabled, "ITaskFolder::RegisterTaskDefinitio
     CHECK(AskEnabled(plan.name, enabled) == S_OK && enabled != VARIANT_FALSE);
     CHECK(SUCCEEDED(DeleteTaskNamed(plan.name)));
     CHECK(AskEnabled(plan.name, enabled) == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+}
+
+STATEMENT(ATaskThatHasNotRunIsReadyAndItsResultSaysSo,
+          "IRegisteredTask::get_State, get_LastTaskResult, get_LastRunTime", Caller::Administrator)
+{
+    const ComForOne com;
+    TaskPlan plan;
+    plan.name = L"PalvoContract";
+    TASK_STATE state = TASK_STATE_UNKNOWN;
+    LONG result = 0;
+    DATE run = 0;
+    CHECK(SUCCEEDED(MakeTask(plan)));
+    CHECK(SUCCEEDED(AskHistory(plan.name, state, result, run)));
+    CHECK(state == TASK_STATE_READY && result == SCHED_S_TASK_HAS_NOT_RUN);
+    CHECK(SUCCEEDED(DeleteTaskNamed(plan.name)));
 }
 
 LAB_TEST(FoldersAreThereOnlyAfterConnecting)

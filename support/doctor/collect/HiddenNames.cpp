@@ -260,20 +260,21 @@ std::wstring HiddenNames::InLog(const std::string& bytes)
     return log;
 }
 
-SuiteFacts HiddenNames::InSuite(const SuiteFacts& suite)
+RightsFacts HiddenNames::InRights(const RightsFacts& rights)
 {
-    SuiteFacts hidden = {suite.isWindows8,
-                         InPath(suite.folder),
-                         InPaths(suite.missing),
-                         InPaths(suite.onTheWay),
-                         {},
-                         InPaths(suite.unreadableRights)};
-    for (const WritableFolder& writable : suite.writable)
+    RightsFacts hidden = {{}, InPaths(rights.unreadable)};
+    for (const WritableFolder& writable : rights.writable)
     {
         // The accounts are four groups that the doctor names itself.
         hidden.writable.push_back({InPath(writable.folder), writable.account});
     }
     return hidden;
+}
+
+SuiteFacts HiddenNames::InSuite(const SuiteFacts& suite)
+{
+    return {suite.isWindows8, InPath(suite.folder), InPaths(suite.missing), InPaths(suite.onTheWay),
+            InRights(suite.rights)};
 }
 
 TaskFacts HiddenNames::InTasks(const TaskFacts& tasks)
@@ -299,8 +300,10 @@ LogFacts HiddenNames::InLogFacts(const LogFacts& log)
     hidden.isProper = log.isProper;
     hidden.size = log.size;
     hidden.hasLeftover = log.hasLeftover;
+    hidden.rights = InRights(log.rights);
     hidden.freeBytes = log.freeBytes;
     hidden.upTime = log.upTime;
+    hidden.asleep = log.asleep;
     hidden.liveProcesses = log.liveProcesses;
     hidden.foreignLines = log.foreignLines;
     for (const LogEntry& entry : log.entries)
@@ -346,7 +349,7 @@ SessionFacts HiddenNames::InSessions(const SessionFacts& sessions)
 
 WorkFacts HiddenNames::InWork(const WorkFacts& work)
 {
-    WorkFacts hidden = {{}, work.instances, work.isLogMutexHeld, {}};
+    WorkFacts hidden = {{}, work.instances, work.logMutex, {}};
     for (const WorkingProcess& process : work.processes)
     {
         hidden.processes.push_back({process.id, InPath(process.file), process.started});

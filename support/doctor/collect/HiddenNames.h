@@ -27,6 +27,7 @@ private:
     std::optional<std::wstring> InForm(std::wstring_view form, std::wstring_view message);
     std::optional<std::wstring> InField(std::wstring_view field, const std::wstring& value);
     std::vector<std::wstring> InPaths(const std::vector<std::wstring>& paths);
+    RightsFacts InRights(const RightsFacts& rights);
     SuiteFacts InSuite(const SuiteFacts& suite);
     TaskFacts InTasks(const TaskFacts& tasks);
     LogFacts InLogFacts(const LogFacts& log);

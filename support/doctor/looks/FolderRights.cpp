@@ -43,16 +43,30 @@ bool Grants(PACL list, PSID sid)
 }
 } // namespace
 
-void LookAtRights(const std::wstring& folder, SuiteFacts& facts)
+std::wstring FolderAbove(const std::wstring& folder)
+{
+    const std::size_t slash = folder.rfind(L'\\');
+    if (slash == std::wstring::npos || slash + 1 == folder.size())
+    {
+        return {};
+    }
+    return folder.substr(0, slash == 2 ? 3 : slash);
+}
+
+void LookAtRights(const std::wstring& folder, RightsFacts& facts)
 {
     PACL list = nullptr;
     LocalPointer<PSECURITY_DESCRIPTOR> descriptor;
     const DWORD error =
         GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
                               nullptr, &list, nullptr, descriptor.Receive());
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
+    {
+        return;
+    }
     if (!descriptor.KeepIf(error == ERROR_SUCCESS))
     {
-        facts.unreadableRights.push_back(folder);
+        facts.unreadable.push_back(folder);
         return;
     }
     for (const auto& [sidText, name] : Many)

@@ -1,3 +1,4 @@
+#include "FolderRights.h"
 #include "Looks.h"
 #include "ProcessList.h"
 #include "ProperFile.h"
@@ -8,6 +9,8 @@
 #include <knownfolders.h>
 #include <shlobj.h>
 
+#include <algorithm>
+
 namespace
 {
 constexpr wchar_t Leftover[] = L".plvold";
@@ -16,6 +19,9 @@ constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELET
 // A link itself; and whoever answers in the file's place may not act as this account.
 constexpr DWORD OpenFlags =
     FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+
+/// From the log's own folder up to the first one in ProgramData.
+constexpr int OwnFolders = 5;
 
 using ShellText = Owner<NullIsNothing<wchar_t*, &GiveBack::TaskMemory>>;
 
@@ -89,6 +95,29 @@ void LookAtFile(LogFacts& facts)
         ParseLog(facts.bytes, facts);
     }
 }
+/// QueryUnbiasedInterruptTime stands still while Windows sleeps; Vista does not have it.
+void LookAtUpTime(LogFacts& facts)
+{
+    using Query = BOOL(WINAPI*)(ULONGLONG*);
+    static const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "QueryUnbiasedInterruptTime")));
+    LookAtUpTime(facts);
+    ULONGLONG awake = 0;
+    if (query != nullptr && query(&awake))
+    {
+        facts.asleep = facts.upTime - std::min<std::uint64_t>(facts.upTime, awake);
+    }
+}
+
+void LookAtFolders(LogFacts& facts)
+{
+    std::wstring folder = facts.path;
+    for (int i = 0; i < OwnFolders; ++i)
+    {
+        folder = FolderAbove(folder);
+        LookAtRights(folder, facts.rights);
+    }
+}
 } // namespace
 
 LogFacts LookAtLog()
@@ -107,6 +136,7 @@ LogFacts LookAtLog()
     AddLiveProcesses(facts);
     facts.hasLeftover =
         GetFileAttributesW((facts.path + Leftover).c_str()) != INVALID_FILE_ATTRIBUTES;
+    LookAtFolders(facts);
     ULARGE_INTEGER free = {};
     if (GetDiskFreeSpaceExW(facts.path.substr(0, 3).c_str(), &free, nullptr, nullptr))
     {

@@ -11,17 +11,6 @@ bool IsFile(const std::wstring& path)
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
-
-/// "C:\" of "C:\Suite", and nothing of that.
-std::wstring FolderAbove(const std::wstring& folder)
-{
-    const std::size_t slash = folder.rfind(L'\\');
-    if (slash == std::wstring::npos || slash + 1 == folder.size())
-    {
-        return {};
-    }
-    return folder.substr(0, slash == 2 ? 3 : slash);
-}
 } // namespace
 
 SuiteFacts LookAtSuite(const std::wstring& folder)
@@ -46,7 +35,7 @@ SuiteFacts LookAtSuite(const std::wstring& folder)
     }
     for (std::wstring above = folder; above.size() >= 3; above = FolderAbove(above))
     {
-        LookAtRights(above, facts);
+        LookAtRights(above, facts.rights);
     }
     return facts;
 }

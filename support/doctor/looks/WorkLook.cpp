@@ -20,17 +20,24 @@ struct MutantState
     BOOLEAN isAbandoned;
 };
 
-/// Whether somebody holds the mutex. It is not waited for: a copy that came just then would take
-/// itself for redundant. The right to ask is all that it is opened with.
-bool IsHeld(const std::wstring& name)
+/// It is not waited for: a copy that came just then would take itself for redundant. The right to
+/// ask is all that it is opened with.
+MutexFact LookAtMutex(const std::wstring& scheme, const std::wstring& name)
 {
     using Query = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
     static const auto query = reinterpret_cast<Query>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryMutant")));
     const KernelHandle mutex(OpenMutexW(QueryMutant, FALSE, name.c_str()));
+    if (!mutex)
+    {
+        const DWORD error = GetLastError();
+        return {scheme, false, error == ERROR_FILE_NOT_FOUND ? 0 : error};
+    }
     MutantState state = {};
-    return mutex && query != nullptr && query(mutex.Get(), 0, &state, sizeof state, nullptr) == 0 &&
-           state.count <= 0;
+    return {scheme,
+            query != nullptr && query(mutex.Get(), 0, &state, sizeof state, nullptr) == 0 &&
+                state.count <= 0,
+            0};
 }
 
 /// Tells one state of the log from the next; 0 when there is none. The file is not opened.
@@ -41,28 +48,31 @@ std::uint64_t SizeOf(const std::wstring& path)
     return std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
 }
 
-/// Whether nobody gets to write. A line's writer holds the mutex for a moment only, but in a burst
-/// some writer always does, and the log grows.
-bool IsLogBlocked(const std::wstring& logPath)
+/// Held when nobody gets to write. A line's writer holds the mutex for a moment only, but in a
+/// burst some writer always does, and the log grows.
+MutexFact LookAtLogMutex(const std::wstring& logPath)
 {
     const std::wstring name = LogMutexName(DirectoryOf(logPath));
     const std::uint64_t size = SizeOf(logPath);
+    MutexFact mutex;
     for (int i = 0; i < LooksAtLogMutex; ++i)
     {
-        if (!IsHeld(name) || SizeOf(logPath) != size)
+        mutex = LookAtMutex(L"the log", name);
+        if (!mutex.isHeld || SizeOf(logPath) != size)
         {
-            return false;
+            mutex.isHeld = false;
+            return mutex;
         }
         Sleep(BetweenLooks);
     }
-    return true;
+    return mutex;
 }
 
 std::vector<MutexFact> LookAtInstances()
 {
-    return {{L"printer events and logons",
-             IsHeld(MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex))},
-            {L"refreshes", IsHeld(MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex))}};
+    return {LookAtMutex(L"printer events and logons",
+                        MakeGlobalObjectName(GlobalObjects::NewOrChangedInstanceMutex)),
+            LookAtMutex(L"refreshes", MakeGlobalObjectName(GlobalObjects::RefreshInstanceMutex))};
 }
 
 std::optional<std::uint64_t> StartOf(DWORD id)
@@ -105,7 +115,7 @@ WorkFacts LookAtWork(const std::wstring& logPath)
     }
     if (!logPath.empty())
     {
-        facts.isLogMutexHeld = IsLogBlocked(logPath);
+        facts.logMutex = LookAtLogMutex(logPath);
         facts.logHolders = HoldersOf(logPath);
     }
     return facts;

@@ -49,9 +49,19 @@ void JudgePosition(const ChannelFacts& channel, Report& report)
     }
     else if (channel.position < channel.oldest.record)
     {
-        report.Find(FindingKinds::ChannelLostPosition,
-                    Format(L"The channel begins with event %I64u; event %I64u was dealt with last.",
-                           channel.oldest.record, channel.position));
+        const std::wstring text =
+            Format(L"The channel begins with event %I64u; event %I64u was dealt with last.",
+                   channel.oldest.record, channel.position);
+        // Jobs alone push the position out of a channel that is as -IT left it, and nobody can
+        // tell whether a printer's event went with them.
+        if (channel.enabled && channel.maximumSize >= SizeOfInstallation)
+        {
+            report.Tell(L"channel", text);
+        }
+        else
+        {
+            report.Find(FindingKinds::ChannelLostPosition, text);
+        }
     }
 }
 } // namespace

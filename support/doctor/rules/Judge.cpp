@@ -18,6 +18,7 @@ std::wstring ValueFact::Text() const
 Report Judge(const Facts& facts)
 {
     Report report;
+    report.asSystem = facts.services.isSystem;
     JudgeSettings(facts.settings, report);
     JudgeSuite(facts.suite, report);
     JudgeTasks(facts, report);

@@ -1,5 +1,6 @@
 #include "FindingKinds.h"
 #include "Format.h"
+#include "ReportText.h"
 #include "Rules.h"
 
 #include <algorithm>
@@ -131,7 +132,7 @@ void JudgeRedundancy(const Entries& entries, std::uint64_t hungAfter, Report& re
     }
 }
 
-void JudgeTimes(const Entries& entries, const Facts& facts, Report& report)
+void JudgeClock(const Entries& entries, Report& report)
 {
     std::uint64_t previous = 0;
     std::uint64_t largest = 0;
@@ -149,13 +150,34 @@ void JudgeTimes(const Entries& entries, const Facts& facts, Report& report)
                     Format(L"The log's time goes back by %I64u minutes within a week.",
                            static_cast<std::uint64_t>(largest / Minute)));
     }
-    const std::vector<LogEntry>& all = facts.log.entries;
-    if (!all.empty() && facts.log.upTime >= LongSilence &&
-        all.back().time + LongSilence < facts.localTime)
+}
+
+/// Windows was up all the time, and awake for long: nobody knows when it slept.
+bool IsSilence(std::uint64_t begin, std::uint64_t end, const LogFacts& log)
+{
+    return end > begin && end - begin > LongSilence + log.asleep;
+}
+
+void JudgeSilence(const Facts& facts, Report& report)
+{
+    const LogFacts& log = facts.log;
+    const std::uint64_t start = facts.localTime - std::min(facts.localTime, log.upTime);
+    std::optional<std::uint64_t> previous;
+    for (const LogEntry& entry : log.entries)
+    {
+        const std::uint64_t begin = std::max(previous.value_or(entry.time), start);
+        if (IsSilence(begin, entry.time, log) && entry.time + Recent >= facts.localTime)
+        {
+            report.Find(FindingKinds::LogSilent, Format(L"The log has no line from %s to %s.",
+                                                        TimeText(begin), TimeText(entry.time)));
+        }
+        previous = entry.time;
+    }
+    if (previous && IsSilence(std::max(*previous, start), facts.localTime, log))
     {
         report.Find(FindingKinds::LogSilent,
                     Format(L"The log's last line is %I64u hours old.",
-                           static_cast<std::uint64_t>((facts.localTime - all.back().time) / Hour)));
+                           static_cast<std::uint64_t>((facts.localTime - *previous) / Hour)));
     }
 }
 
@@ -184,7 +206,8 @@ void JudgeLines(const Facts& facts, Report& report)
     JudgeErrors(recent, report);
     JudgeEnds(recent, facts.log.liveProcesses, report);
     JudgeRedundancy(recent, facts.hungAfter, report);
-    JudgeTimes(recent, facts, report);
+    JudgeClock(recent, report);
+    JudgeSilence(facts, report);
     JudgeDeviceId(recent, report);
 }
 
@@ -218,6 +241,7 @@ void JudgeLog(const Facts& facts, Report& report)
         report.Find(FindingKinds::LogUnknownFolder, L"The log's folder cannot be had.");
         return;
     }
+    JudgeRights(log.rights, FindingKinds::LogFolderWritable, report);
     JudgeFile(log, report);
     if (log.isFolder || !log.isProper)
     {

@@ -15,6 +15,18 @@ std::vector<std::wstring> PathsOnTheWay(const std::wstring& path)
     return paths;
 }
 
+void JudgeRights(const RightsFacts& rights, const FindingKind& kind, Report& report)
+{
+    for (const WritableFolder& writable : rights.writable)
+    {
+        report.Find(kind, Format(L"%s may write into %s.", writable.account, writable.folder));
+    }
+    for (const std::wstring& folder : rights.unreadable)
+    {
+        report.NotSeen(L"rights", Format(L"The rights of %s cannot be read.", folder));
+    }
+}
+
 void JudgeSuite(const SuiteFacts& suite, Report& report)
 {
     if (!suite.isWindows8)
@@ -29,13 +41,5 @@ void JudgeSuite(const SuiteFacts& suite, Report& report)
     {
         report.Find(FindingKinds::ProgramOnTheWay, Format(L"There is a file %s.", path));
     }
-    for (const WritableFolder& writable : suite.writable)
-    {
-        report.Find(FindingKinds::FolderWritable,
-                    Format(L"%s may write into %s.", writable.account, writable.folder));
-    }
-    for (const std::wstring& folder : suite.unreadableRights)
-    {
-        report.NotSeen(L"rights", Format(L"The rights of %s cannot be read.", folder));
-    }
+    JudgeRights(suite.rights, FindingKinds::FolderWritable, report);
 }

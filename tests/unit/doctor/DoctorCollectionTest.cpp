@@ -31,8 +31,8 @@ Facts TellingFacts()
     facts.suite.folder = L"C:\\" + name + L"\\Suite of " + name;
     facts.suite.missing = {facts.suite.folder + L"\\PalvoPrinterQuery.exe"};
     facts.suite.onTheWay = {L"C:\\" + name + L"\\Suite.exe"};
-    facts.suite.writable = {{L"C:\\" + name, L"Everyone"}};
-    facts.suite.unreadableRights = {L"C:\\" + name};
+    facts.suite.rights = {{{L"C:\\" + name, L"Everyone"}}, {L"C:\\" + name}};
+    facts.log.rights = facts.suite.rights;
     facts.tasks.tasks[0].program = L"\"D:\\" + name + L"\\x.exe\"";
     facts.tasks.tasks[0].arguments = L"-c -i " + name;
     facts.tasks.tasks[0].account = L"CORP\\" + name;
@@ -95,7 +95,7 @@ TEST(DoctorCollection, HasTheSameFindingsWithAndWithoutNames)
     HiddenNames names;
     const auto kinds = KindsOf(facts);
     EXPECT_EQ(KindsOf(names.In(facts)), kinds);
-    EXPECT_EQ(kinds.size(), 20U);
+    EXPECT_EQ(kinds.size(), 21U);
     EXPECT_EQ(FindingsOf(names.In(WellFacts())), L"");
 }
 

@@ -96,11 +96,31 @@ TEST(DoctorLogRules, MissLinesOnlyWhileWindowsRan)
 {
     Facts facts = WellFacts();
     facts.log.entries = {Line(facts, 26 * 60 + 1, L"a")};
-    facts.log.upTime = 26 * 60 * Minute - 1;
-    EXPECT_EQ(FindingsOf(facts), L"");
     facts.log.upTime = 26 * 60 * Minute;
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.log.upTime = 26 * 60 * Minute + 1;
     EXPECT_EQ(FindingsOf(facts), L"log-silent: The log's last line is 26 hours old.\n");
     facts.log.entries[0].time += Minute;
+    EXPECT_EQ(FindingsOf(facts), L"");
+}
+
+TEST(DoctorLogRules, FindAGapInWhichWindowsWasUpAndAwake)
+{
+    constexpr wchar_t Gap[] = L"log-silent: The log has no line from 1603-09-26T00:00:00 to "
+                              L"1603-09-27T02:01:00.\n";
+    Facts facts = WellFacts(); // 1603-09-28T00:00:00
+    facts.log.entries = {Line(facts, 48 * 60, L"a"), Line(facts, 22 * 60, L"b")};
+    facts.log.upTime = 49 * 60 * Minute;
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.log.entries[1].time += Minute;
+    EXPECT_EQ(FindingsOf(facts), Gap);
+    facts.log.asleep = Minute;
+    EXPECT_EQ(FindingsOf(facts), L"");
+    facts.log.asleep = 0;
+    facts.log.entries[0].time -= 60 * Minute;
+    facts.log.upTime = 48 * 60 * Minute;
+    EXPECT_EQ(FindingsOf(facts), Gap) << "began when Windows had started";
+    facts.log.upTime -= Minute;
     EXPECT_EQ(FindingsOf(facts), L"");
 }
 

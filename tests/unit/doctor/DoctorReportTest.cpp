@@ -11,6 +11,9 @@ TEST(DoctorReport, SaysWhatNeedsAttentionBeforeWhatWasNotSeen)
     report.NotSeen(L"area", L"Reason.");
     EXPECT_EQ(report.ExitCode(), 2);
     EXPECT_EQ(ReportAsText(report),
+              L"not seen: area: Reason.\nNot everything could be looked at.\n");
+    report.asSystem = false;
+    EXPECT_EQ(ReportAsText(report),
               L"not seen: area: Reason.\nNot everything could be looked at. Run the doctor as "
               L"SYSTEM.\n");
     report.Find(Kind, L"What.");

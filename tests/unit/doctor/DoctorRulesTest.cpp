@@ -98,10 +98,6 @@ TEST(DoctorRules, CompareThePositionWithWhatTheChannelHolds)
     facts.channel.position = 3;
     facts.channel.newestPrinterEvent.record = 3;
     EXPECT_EQ(FindingsOf(facts), L"") << "the oldest event";
-    facts.channel.position = 2;
-    facts.channel.newestPrinterEvent.record = 0;
-    EXPECT_EQ(FindingsOf(facts), L"channel-lost-position: The channel begins with event 3; event "
-                                 L"2 was dealt with last.\n");
     facts.channel.position = 9;
     EXPECT_EQ(FindingsOf(facts), L"") << "the newest event";
     facts.channel.position = 10;
@@ -109,6 +105,34 @@ TEST(DoctorRules, CompareThePositionWithWhatTheChannelHolds)
               L"position-beyond: The stored position 10 is beyond the newest event 9.\n");
     facts.channel.position = 0;
     EXPECT_EQ(FindingsOf(facts), L"") << "just installed";
+}
+
+TEST(DoctorRules, LetJobsPushThePositionOutOfAChannelThatIsAsInstalled)
+{
+    constexpr wchar_t Lost[] = L"The channel begins with event 3; event 2 was dealt with last.";
+    const std::wstring finding = std::wstring(L"channel-lost-position: ") + Lost + L"\n";
+    Facts facts = WellFacts();
+    facts.channel.position = 2;
+    facts.channel.newestPrinterEvent.record = 0;
+    const Report report = Judge(facts);
+    ASSERT_EQ(report.notes.size(), 1U);
+    EXPECT_EQ(report.notes[0].text, Lost);
+    EXPECT_EQ(report.ExitCode(), 0);
+    facts.channel.maximumSize = 1052671;
+    EXPECT_EQ(FindingsOf(facts), L"channel-small: The channel holds only 1052671 bytes.\n" + finding);
+    facts = WellFacts();
+    facts.channel.position = 2;
+    facts.channel.enabled = false;
+    facts.channel.newestPrinterEvent.record = 0;
+    EXPECT_EQ(FindingsOf(facts), L"channel-off: The channel "
+                                 L"Microsoft-Windows-PrintService/Operational is off.\n" +
+                                     finding);
+    facts = WellFacts();
+    facts.channel.oldest = {};
+    facts.channel.newest = {};
+    facts.channel.newestPrinterEvent = {};
+    EXPECT_EQ(FindingsOf(facts),
+              L"channel-lost-position: The channel is empty; event 7 was dealt with last.\n");
 }
 
 TEST(DoctorRules, LetAnEventWaitForAnHour)
@@ -145,6 +169,34 @@ TEST(DoctorRules, TakeAnEventForDealtWithByALaterPassForAllPrinters)
                   L"events-waiting: Printer event 8 has been waiting for 90 minutes.\n")
             << pass;
     }
+}
+
+TEST(DoctorRules, TellOfEachPrinterWhetherItsEventWaitsAndWhenARunCame)
+{
+    Facts facts = WellFacts();
+    PrinterFact printer;
+    printer.name = L"A";
+    printer.driverVersion = 4;
+    printer.manifest = L"m";
+    printer.platform = L"PV6P2.0";
+    facts.printers.printers = {printer};
+    facts.channel.lastEvents = {{L"A", 7}, {L"B", 9}};
+    const auto note = [&facts] { return Judge(facts).notes.at(0).text; };
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 7 and was dealt with; the log has no "
+                      L"run for it.");
+    facts.channel.lastEvents[L"A"] = 8;
+    const std::uint64_t noon = 1000ULL * 24 * 60 * Minute;
+    facts.log.entries = {{noon - 9 * Minute, 1, L"# Processing a x event for multiple printers."},
+                         {noon - 8 * Minute, 1, L"# Processing a x event for 'B'."},
+                         {noon - 8 * Minute, 1, L"NewOrChanged event done...exiting."}};
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-27T23:51:00.");
+    facts.log.entries.push_back({noon - 7 * Minute, 1, L"# Processing a x event for 'A'."});
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-27T23:53:00.");
+    facts.log.entries.push_back({noon, 1, L"Processing queued configuration request from a x."});
+    EXPECT_EQ(note(), L"\"A\" is supported; its last event is 8 and waits; the last run for it or "
+                      L"for all began at 1603-09-28T00:00:00.");
 }
 
 TEST(DoctorRules, BlameAHeldMutexOnNobodyWhileACopyRuns)
