@@ -44,7 +44,7 @@ void CopyBytes(const std::wstring& from, const std::wstring& to)
         DeleteFileW(to.c_str());
         return;
     }
-    const OwnedHandle file(CreateFileW(to.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+    const FileHandle file(CreateFileW(to.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     WriteFile(file.Get(), bytes->data(), static_cast<DWORD>(bytes->size()), &written, nullptr);
@@ -91,7 +91,7 @@ void Restore()
 std::vector<DWORD> ProcessesOf(const std::wstring& program)
 {
     std::vector<DWORD> ids;
-    const OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more;
@@ -114,7 +114,7 @@ bool EndProcesses()
     {
         for (const DWORD id : ProcessesOf(program))
         {
-            const OwnedHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+            const KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
             ended |= process && TerminateProcess(process.Get(), kKilled) &&
                      WaitForSingleObject(process.Get(), INFINITE) == WAIT_OBJECT_0;
         }

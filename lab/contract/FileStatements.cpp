@@ -66,7 +66,7 @@ DWORD Names(HANDLE file)
 
 std::wstring FileList(const wchar_t* path)
 {
-    const KernelHandle file(Open(path, READ_CONTROL));
+    const FileHandle file(Open(path, READ_CONTROL));
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     GetSecurityInfo(file.Get(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                     nullptr, nullptr, &descriptor);
@@ -116,7 +116,7 @@ bool Mount(const wchar_t* folder, const std::wstring& target)
     point.targetSize = static_cast<WORD>(target.size() * sizeof(wchar_t));
     point.shownOffset = static_cast<WORD>(point.targetSize + sizeof(wchar_t));
     point.size = static_cast<WORD>(8 + point.shownOffset + sizeof(wchar_t));
-    const OwnedHandle opened(OpenFolder(folder, GENERIC_WRITE, FILE_FLAG_OPEN_REPARSE_POINT));
+    const FileHandle opened(OpenFolder(folder, GENERIC_WRITE, FILE_FLAG_OPEN_REPARSE_POINT));
     DWORD returned = 0;
     return DeviceIoControl(opened.Get(), FSCTL_SET_REPARSE_POINT, &point, 8 + point.size, nullptr,
                            0, &returned, nullptr);
@@ -130,7 +130,7 @@ STATEMENT(AnyHandleTellsItsPathAndItsNames,
     const Folder folder;
     for (const DWORD access : {DWORD{DELETE}, DWORD{FILE_APPEND_DATA | SYNCHRONIZE}, DWORD{0}})
     {
-        const KernelHandle file(Open(kFile, access));
+        const FileHandle file(Open(kFile, access));
         BY_HANDLE_FILE_INFORMATION information = {};
         CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
         CHECK(Names(file.Get()) == 1);
@@ -146,7 +146,7 @@ STATEMENT(AHardLinkHasAPathOfItsOwnAndItsFilesList, "CreateHardLinkW, GetSecurit
     CHECK(SetFileList(kFile, L"D:P(A;;FA;;;WD)(A;;0x1;;;AN)"));
     CHECK(CreateHardLinkW(kOther, kFile, nullptr));
     {
-        const KernelHandle link(Open(kOther, GENERIC_READ));
+        const FileHandle link(Open(kOther, GENERIC_READ));
         CHECK(FinalPath(link.Get()) == std::wstring(L"\\\\?\\") + kOther);
         CHECK(Names(link.Get()) == 2);
     }
@@ -180,7 +180,7 @@ STATEMENT(AFileThatIsNotSharedIsNeitherOpenedNorDeleted, "CreateFileW, DeleteFil
           Caller::Anybody)
 {
     const Folder folder;
-    const KernelHandle held(Open(kFile, GENERIC_READ, OPEN_EXISTING, 0));
+    const FileHandle held(Open(kFile, GENERIC_READ, OPEN_EXISTING, 0));
     CHECK_FAILS(Opens(kFile, FILE_APPEND_DATA), ERROR_SHARING_VIOLATION);
     CHECK_FAILS(DeleteFileW(kFile), ERROR_SHARING_VIOLATION);
     // Who reads nothing but the file's attributes is no hindrance and has none.
@@ -232,10 +232,10 @@ STATEMENT(AHandleThatMayOnlyAppendWritesAtTheEnd, "CreateFileW, WriteFile", Call
     DWORD written = 0;
     for (const char* text : {"one", "two"})
     {
-        const OwnedHandle file(Open(kFile, FILE_APPEND_DATA | SYNCHRONIZE));
+        const FileHandle file(Open(kFile, FILE_APPEND_DATA | SYNCHRONIZE));
         CHECK(WriteFile(file.Get(), text, 3, &written, nullptr));
     }
-    const OwnedHandle file(Open(kFile, GENERIC_READ));
+    const FileHandle file(Open(kFile, GENERIC_READ));
     std::array<char, 10> bytes = {};
     CHECK(ReadFile(file.Get(), bytes.data(), 10, &written, nullptr));
     CHECK(std::string(bytes.data(), written) == "onetwo");
@@ -246,13 +246,13 @@ STATEMENT(AFileMarkedForDeletionGoesWithItsLastHandle, "SetFileInformationByHand
 {
     const Folder folder;
     {
-        const OwnedHandle file(Open(kFile, DELETE));
+        const FileHandle file(Open(kFile, DELETE));
         CHECK(MarkForDeletion(file.Get(), TRUE));
         CHECK(MarkForDeletion(file.Get(), FALSE));
     }
     CHECK(Opens(kFile, GENERIC_READ));
     {
-        const OwnedHandle file(Open(kFile, DELETE));
+        const FileHandle file(Open(kFile, DELETE));
         CHECK(MarkForDeletion(file.Get(), TRUE));
     }
     CHECK_FAILS(Opens(kFile, GENERIC_READ), ERROR_FILE_NOT_FOUND);
@@ -262,7 +262,7 @@ WINDOWS_STATEMENT(ANameDeletedByHandleIsFreeAtOnceSinceWindows10, "SetFileInform
                   Caller::Anybody)
 {
     const Folder folder;
-    const OwnedHandle file(Open(kFile, DELETE));
+    const FileHandle file(Open(kFile, DELETE));
     CHECK(DeleteAtOnce(file.Get()));
     CHECK(Opens(kFile, GENERIC_WRITE, CREATE_NEW));
 }
@@ -272,8 +272,8 @@ WINDOWS_STATEMENT(ANameMarkedForDeletionDoesNotCount, "GetFileInformationByHandl
 {
     const Folder folder;
     CHECK(CreateHardLinkW(kOther, kFile, nullptr));
-    const OwnedHandle file(Open(kFile, DELETE));
-    const OwnedHandle link(Open(kOther, 0));
+    const FileHandle file(Open(kFile, DELETE));
+    const FileHandle link(Open(kOther, 0));
     CHECK(MarkForDeletion(file.Get(), TRUE));
     FILE_STANDARD_INFO information = {};
     CHECK(GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &information,
@@ -289,10 +289,10 @@ WINDOWS_STATEMENT(AMountPointThatLeadsToNothingIsOpenedItselfAlone, "CreateFileW
     const wchar_t* const point = L"C:\\ProgramData\\PalvoContract\\point";
     CHECK(CreateDirectoryW(point, nullptr));
     CHECK(Mount(point, L"\\??\\C:\\ProgramData\\PalvoContract\\not there"));
-    CHECK(!OwnedHandle(OpenFolder(point, 0, 0)));
+    CHECK(!FileHandle(OpenFolder(point, 0, 0)));
     CHECK(!CreateDirectoryW(L"C:\\ProgramData\\PalvoContract\\point\\below", nullptr));
     {
-        const OwnedHandle itself(OpenFolder(point, 0, FILE_FLAG_OPEN_REPARSE_POINT));
+        const FileHandle itself(OpenFolder(point, 0, FILE_FLAG_OPEN_REPARSE_POINT));
         BY_HANDLE_FILE_INFORMATION information = {};
         CHECK(GetFileInformationByHandle(itself.Get(), &information));
         CHECK((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0);
@@ -309,7 +309,7 @@ WINDOWS_STATEMENT(WhatIsReachedThroughAMountPointHasThePathBehindIt, "GetFinalPa
     CHECK(CreateDirectoryW(point, nullptr));
     CHECK(Mount(point, std::wstring(L"\\??\\") + kFolder));
     {
-        const OwnedHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
+        const FileHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
                                            kShareAll, nullptr, OPEN_EXISTING,
                                            FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
         CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);

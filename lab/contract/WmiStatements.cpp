@@ -78,13 +78,13 @@ STATEMENT(WmiRefusesWhomItMayOnlyIdentify, "IWbemServices::ExecQuery", Caller::A
 
 LAB_TEST(WmiRefusesACloakedCallersTokenThatOnlyIdentifies)
 {
-    const OwnedHandle own(OwnToken(MAXIMUM_ALLOWED));
+    const KernelHandle own(OwnToken(MAXIMUM_ALLOWED));
     for (const auto level : {SecurityIdentification, SecurityImpersonation})
     {
         HANDLE made = nullptr;
         CHECK(DuplicateTokenEx(own.Get(), MAXIMUM_ALLOWED, nullptr, level, TokenImpersonation,
                                &made));
-        const OwnedHandle token(made);
+        const KernelHandle token(made);
         CHECK(Query(0, RPC_C_IMP_LEVEL_IMPERSONATE, token.Get()) ==
               (level == SecurityImpersonation ? S_OK : static_cast<HRESULT>(WBEM_E_ACCESS_DENIED)));
     }

@@ -1,7 +1,7 @@
 #include "SiblingStore.h"
 
+#include "LabLock.h"
 #include "LabState.h"
-#include "Owners.h"
 #include "Text.h"
 
 #include <map>

@@ -64,7 +64,7 @@ HMODULE WINAPI DoubleGetModuleHandleW(LPCWSTR name)
 VOID WINAPI DoubleGetLocalTime(LPSYSTEMTIME time)
 {
     constexpr std::uint64_t ticks = 10'000'000; // 100 ns units in a second
-    const KeepLastError keep;
+    const LastErrorKeeper keep;
     GetLocalTime(time);
     FILETIME local = {};
     SystemTimeToFileTime(time, &local);
