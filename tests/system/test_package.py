@@ -25,8 +25,8 @@ CMD = r"C:\windows\system32\cmd.exe"
 NEEDED = ("wixl", "msibuild", "msiinfo")
 NEWER = "7.1.0.0"
 
-# Exit codes of Wine's msiexec.
-DONE, FAILED = 0, 1627    # Windows says 1603
+# Exit codes of msiexec. Where Windows says 1603, Wine says 1627.
+DONE, FAILED, WINES_FAILED = 0, 1603, 1627
 
 # The third task of -IT cannot be registered: it ends with 1.
 FAILING = ("--fault", "ITaskFolder::RegisterTaskDefinition 3 0x80070005")
@@ -179,7 +179,8 @@ class MsiTest(LabTest):
             *properties, check=False)
         found = re.search(r"(?:palvo-lab: )?exit (\d+) pid \d+\n$", output)
         self.assertTrue(found, output)
-        return int(found[1]), output[:found.start()]
+        code = int(found[1])
+        return FAILED if code == WINES_FAILED else code, output[:found.start()]
 
     def program_data(self):
         return self.lab.prefix / "drive_c" / "ProgramData"

@@ -220,10 +220,8 @@ class PlantedDll
 public:
     explicit PlantedDll(const std::filesystem::path& folder) : path(folder / L"NoSuchDll.dll")
     {
-        // A failed run may have left one there.
-        EXPECT_TRUE(std::filesystem::copy_file(ProgramFolder() / L"missing" / L"NoSuchDll.dll",
-                                               path,
-                                               std::filesystem::copy_options::overwrite_existing));
+        const std::filesystem::path dll = ProgramFolder() / L"missing" / L"NoSuchDll.dll";
+        EXPECT_TRUE(CopyFileW(dll.c_str(), path.c_str(), FALSE)) << GetLastError();
     }
     ~PlantedDll()
     {
