@@ -76,6 +76,8 @@ class Installing(LabTest):
         self.assertEqual(self.lab.run("-UT").code, 0)
         counts = self.lab.counts()
         self.assertEqual(counts["ITaskFolder::RegisterTaskDefinition"], 3)
+        # Imports are counted too: three tasks are registered, four deleted.
+        self.assertEqual(counts["CoCreateInstance"], 3 + 4)
         self.assertEqual([name for name in counts if STARTING.search(name)], [])
         self.assertEqual(self.lab.siblings(), [])
 
