@@ -25,6 +25,9 @@ TOOLS = Path(os.environ.get("PALVO_LAB_BIN", ROOT / "build/release")) / "tests" 
 NOT_OUTSIDE = ("ProgramData/Palvo/PrinterDriver/V6.0/PalvoPrinterConfiguration/PalvoOrvela",
                "ProgramData/PalvoLab", "windows/temp", "windows/Logs")
 
+# Whose lists are the lab's, and nowhere on the machine's drive. Beside these: the suite's files.
+LISTED = ("windows/win.ini", "ProgramData/theirs.txt")
+
 # Names that mean something to somebody: to formats, to command lines, to the log, to the spooler.
 ODD_NAMES = (
     "%s%s%n%x %1 %PATH% 100%", '" -x "', 'a\\', 'a\\" -c "', "-e", "-DL", "/?", "a*b?",
@@ -83,6 +86,8 @@ class AttackTest(unittest.TestCase):
         self.lab("printer", "add", "Office", SUPPORTED)
         self.drive = self.lab.prefix / "drive_c"
         self.log = self.lab.log_path()
+        (self.drive / LISTED[1]).write_bytes(b"theirs")
+        self.addCleanup((self.drive / LISTED[1]).unlink)
         self.attacker = Attacker(self.lab.prefix)
         self.addCleanup(self.end_attack)
 
@@ -117,6 +122,8 @@ class AttackTest(unittest.TestCase):
                         found[entry.path] = of.st_mode
                 else:
                     found[entry.path] = (of.st_mode, of.st_nlink, of.st_size, of.st_mtime_ns)
+        for path in (*(self.drive / file for file in LISTED), *self.lab.suite().glob("*.exe")):
+            found[f"list of {path}"] = self.lab("rights", str(path))
         return found
 
     @contextmanager

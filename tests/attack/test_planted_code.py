@@ -45,14 +45,32 @@ class PlantedCode(AttackTest):
             shutil.copy(TOOLS / tool, path)
             self.addCleanup(self.remove, path)
 
+    def test_what_is_planted_tells_that_it_ran(self):
+        self.attacker.do("run", r"C:\Elsewhere", r"C:\Elsewhere\Palvo.exe", "")
+        # It has no such entry point: rundll32 loads it and gives up.
+        self.attacker.tell("run", r"C:\Elsewhere", r"rundll32.exe C:\Elsewhere\wbemcomn.dll,None", "")
+        marks = [self.drive / f"planted-ran-{name}" for name in ("Palvo.exe", "wbemcomn.dll")]
+        self.assertEqual(sorted(self.drive.glob("planted-ran-*")), marks)
+        for mark in marks:
+            mark.unlink()
+
     def run_there(self, arguments, variables=()):
         """A run to its end, whose current folder and PATH are the user's."""
         lab = "Z:" + str(TOOLS.parents[1] / "lab" / "palvo-lab.exe").replace("/", "\\")
         before = len(self.lab.siblings())
+        starts = self.starts()
+        self.lab("record", "on", "CreateProcessW", "CreateProcessAsUserW")
         with self.nothing_changes_outside():
             self.attacker.do("run", r"C:\Elsewhere", f'"{lab}" run --output NUL -- {" ".join(arguments)}',
                              " ".join(variables))
-        return [s.name for s in self.lab.siblings()[before:]]
+        self.lab("record", "off")
+        siblings = [s.name for s in self.lab.siblings()[before:]]
+        self.assertEqual(self.starts() - starts, len(siblings), "none but siblings")
+        return siblings
+
+    def starts(self):
+        """How many programs were started while that was recorded."""
+        return len(re.findall(r" CreateProcess(AsUser)?W\(", self.lab("show", "calls")))
 
     def test_neither_the_current_folder_nor_path_is_searched(self):
         self.add_user("anna")

@@ -1,5 +1,5 @@
 // Computes users' identifiers as the program does, and prints the name of every DLL that is loaded
-// meanwhile, a line each.
+// meanwhile, a line each, also of those that are unloaded again.
 //
 //     IdentifierProbe             without a user, after the program's preparation
 //     IdentifierProbe unprepared  the same without it
@@ -15,9 +15,6 @@
 
 #include "../../lab/core/ImportPatch.h"
 
-#include <psapi.h>
-
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -25,24 +22,57 @@
 
 namespace
 {
-using Names = std::set<std::string>;
-
-Names LoadedDlls()
+/// UNICODE_STRING; no header declares what comes here.
+struct SystemText
 {
-    std::array<HMODULE, 1024> modules = {};
-    DWORD size = 0;
-    EnumProcessModules(GetCurrentProcess(), modules.data(), sizeof modules, &size);
-    Names names;
-    for (std::size_t i = 0; i < size / sizeof(HMODULE); ++i)
+    USHORT bytes;
+    USHORT room;
+    const wchar_t* text;
+};
+
+/// LDR_DLL_NOTIFICATION_DATA
+struct LoadedDll
+{
+    ULONG reserved;
+    const SystemText* path;
+    const SystemText* name;
+    void* base;
+    ULONG size;
+};
+
+using NoteFunction = void CALLBACK(ULONG reason, const LoadedDll* dll, void*);
+
+std::set<std::string> loaded;
+
+void CALLBACK Note(ULONG reason, const LoadedDll* dll, void*)
+{
+    constexpr ULONG Loaded = 1;
+    if (reason == Loaded)
     {
-        std::array<char, MAX_PATH> name = {};
-        GetModuleBaseNameA(GetCurrentProcess(), modules[i], name.data(), MAX_PATH);
-        names.insert(name.data());
+        const wchar_t* const end = dll->name->text + dll->name->bytes / sizeof(wchar_t);
+        std::string name;
+        for (const wchar_t* at = dll->name->text; at != end; ++at)
+        {
+            name += static_cast<char>(*at);
+        }
+        loaded.insert(name);
     }
-    return names;
 }
 
-Names loadedBefore;
+/// From now on every load is noted. Ends the process when Windows does not tell of loads.
+void NoteLoads()
+{
+    using Register = LONG NTAPI(ULONG, NoteFunction*, void*, void**);
+    const auto registerNote = reinterpret_cast<Register*>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "LdrRegisterDllNotification")));
+    void* cookie = nullptr;
+    if (registerNote == nullptr || registerNote(0, &Note, nullptr, &cookie) != 0)
+    {
+        std::printf("no loads are told of\n");
+        std::exit(1);
+    }
+}
+
 unsigned impersonations = 0;
 
 const PalvoLab::StandIn<decltype(&ImpersonateLoggedOnUser)>* impersonation = nullptr;
@@ -51,7 +81,7 @@ BOOL WINAPI Impersonate(HANDLE token)
 {
     if (impersonations++ == 0)
     {
-        loadedBefore = LoadedDlls();
+        NoteLoads();
     }
     return impersonation->Original()(token);
 }
@@ -91,26 +121,24 @@ int main(int count, char** arguments)
     {
         LoadDllsOfIdentifiers();
     }
-    loadedBefore = LoadedDlls();
     if (mode == "sessions")
     {
         UpdateSessions();
     }
     else if (mode == "users")
     {
+        NoteLoads();
         ComputeForUsers(std::atoi(arguments[2]));
     }
     else
     {
+        NoteLoads();
         ComputeUserId(L"user");
         ComputeDeviceId();
     }
-    for (const std::string& dll : LoadedDlls())
+    for (const std::string& dll : loaded)
     {
-        if (!loadedBefore.contains(dll))
-        {
-            std::printf("%s\n", dll.c_str());
-        }
+        std::printf("%s\n", dll.c_str());
     }
     if (mode == "sessions")
     {

@@ -85,6 +85,8 @@ class Story:
             lines = choose(self.random, weights, size)
             bursts.append([self.mix(line) for line in lines] if mixed else lines)
             copies -= size
+        if any(line.startswith("@") for lines in bursts for line in lines):
+            self.nemeses.figures["accounts are mixed"] += 1
         return [bursts[lane::LANES] for lane in range(LANES)]
 
     def mix(self, line):
@@ -380,7 +382,8 @@ def main():
     if proof.long:
         findings.go_on()
     wanted = LONG if proof.long else SHORT
-    share(proof, findings, lambda figures: figures["requests"] >= wanted,
+    share(proof, findings,
+          lambda figures: figures["requests"] >= wanted and findings.struck["accounts are mixed"],
           lambda lab, random: Story(lab, random).tell())
     findings.end()
 

@@ -90,6 +90,18 @@ class FileRights(unittest.TestCase):
                 self.assertFalse(self.write("bob", rf"{SUITE}\{name}"))
         self.assertTrue(self.write("Administrator", SUITE + r"\version.dll"))
 
+    def test_a_list_counts_for_the_file_and_not_for_a_link_that_leads_to_it(self):
+        self.run_as("SYSTEM", "-?", fault="SetSecurityInfo 1 5 always")
+        log, link = self.lab.log_path(), self.lab.prefix / "drive_c" / "ProgramData" / "link.log"
+        link.symlink_to(log)
+        self.addCleanup(link.unlink)
+        self.assertEqual(self.lab("rights", str(link)).strip(), self.rights())
+        before = log.read_bytes()
+        self.cmd("bob", r'echo theirs>>"C:\ProgramData\link.log"')
+        self.assertEqual(log.read_bytes(), before)
+        self.cmd("Administrator", r'echo theirs>>"C:\ProgramData\link.log"')
+        self.assertEqual(log.read_bytes(), before + b"theirs\r\n")
+
     def test_a_log_whose_list_shuts_the_system_out_costs_the_lines_and_no_more(self):
         self.run_as("SYSTEM", "-?")
         self.lab("rights", str(self.lab.log_path()), "O:" + self.sid("bob") + "D:")

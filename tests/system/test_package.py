@@ -321,6 +321,18 @@ class MsiTest(LabTest):
         self.assertEqual(self.setup("restore"), (0, ""))
         self.assertEqual(self.rights(), before)
 
+    def test_lists_are_put_back_when_a_call_failed(self):
+        self.lab.run("-?")
+        before = self.rights()
+        # A folder whose owner is not told is renamed.
+        for fault, code in (("SetKernelObjectSecurity 1 5", 1), ("SetKernelObjectSecurity 3 5", 1),
+                            ("GetSecurityInfo 1 5", 0), ("CreateFileW 2 32", 1),
+                            ("CreateFileW 2 5 always", 1)):
+            with self.subTest(fault=fault):
+                self.assertEqual(self.setup("folder", fault=fault)[0], code)
+                self.assertEqual(self.setup("restore"), (0, ""))
+                self.assertEqual(self.rights(), before)
+
     def test_what_was_renamed_comes_back_though_nothing_could_take_its_place(self):
         self.assertEqual(self.as_user(r"mkdir C:\ProgramData\Palvo"), 0)
         theirs = self.program_data() / "Palvo" / "theirs"
