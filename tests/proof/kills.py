@@ -8,6 +8,7 @@ has everything.
 
 import re
 import threading
+from itertools import chain
 
 import lab as system
 from proof.history import SECONDS, Broken, Findings, share
@@ -22,8 +23,10 @@ from proof.wine_faults import NOT_BROUGHT_UP
 
 LONG = 5000                 # kills; the short form has those of its calls
 TRIMS = 24                  # kills within a trim, in the short form
-ROUNDS = 4                  # of one history
-KILLERS = 8                 # copies of a round that are to be killed at a call
+ROUNDS = 2                  # of one history
+ALONE = 2                   # of each scheme that are killed in a round one after the other, beside nobody
+KILLERS = 8                 # lanes of a round with copies that are to be killed at a call
+EACH = 3                    # of these in a lane that need not work, one after the other
 BAG_VALUES = {"DesktopAppGUIDs", "UserId", "DeviceId", "IsAdmin"}
 
 
@@ -66,46 +69,60 @@ class KillStory:
         self.printers.add(f"Office {number}", SUPPORTED)
         for sibling in ("query", "writer"):
             lab("sibling", sibling, "--take", f"0-{random.choice([1, 20, 80])}")
-        before = len(record_path(lab).read_bytes()) if record_path(lab).is_file() else 0
-        doomed = self.choose()
+        for _ in range(ALONE):
+            self.printers.change(f"Office {number}")
+            self.strike(self.alone(), [], [])
+        leaders = self.leaders() if random.random() < 0.9 else []
         # Chosen here, so that the seed says what is done.
         burst = random.choices(CHANGED + REFRESHING + ["-UT"], [3, 3, 1, 1, 2, 2, 1, 1], k=4)
-        jobs = {one: threading.Thread(target=self.run_doomed, args=(lane, one))
-                for lane, one in zip(self.lanes, doomed)}
+        self.strike(leaders, self.crowd(KILLERS - len(leaders)), burst)
+        self.check_bags(complete=False)
+        self.next_copies(number)
+
+    def strike(self, leaders, crowd, burst):
+        """Kills the leaders, and beside them the copies of the crowd, while a burst of others comes."""
+        before = len(record_path(self.lab).read_bytes()) if record_path(self.lab).is_file() else 0
+        queues = [[one] for one in leaders] + crowd
+        jobs = [threading.Thread(target=self.run_doomed, args=each) for each in zip(self.lanes, queues)]
+        if burst:
+            jobs.append(threading.Thread(target=self.bystanders, args=(self.lanes[-1], burst)))
         try:
-            self.let_lead(jobs, before)
-            rest = [job for one, job in jobs.items() if not one.scheme]
-            others = threading.Thread(target=self.bystanders, args=(self.lanes[-1], burst))
-            for job in [*rest, others]:
+            self.let_lead({one.scheme: job for one, job in zip(leaders, jobs)}, before)
+            for job in jobs[len(leaders):]:
                 job.start()
-            for job in [*jobs.values(), others]:
+            for job in jobs:
                 job.join()
             if self.failures:
                 raise self.failures[0]
         finally:
-            for one in doomed:
+            for one in chain(*queues):
                 if one.call:
                     self.plan.settle(one.call, one.was_killed(),
                                      one.scheme is not None or one.arguments in NO_SIBLINGS)
-        self.check_bags(complete=False)
-        self.next_copies(number)
 
-    def choose(self):
-        """The round's doomed copies. Of each scheme the first one works, which the plan's deep calls
-        need; the others are mostly redundant, and get the plan's first calls or any."""
-        random, plan, doomed = self.random, self.plan, []
-        leading, installing = random.random() < 0.9, random.random() < 0.15
-        for scheme, group in (("changed", CHANGED), ("refresh", REFRESHING)) if leading else ():
-            if call := plan.take(group, deepest=True):
-                doomed.append(self.planned(call, scheme))
-        while len(doomed) < KILLERS:
-            call = None
-            if installing:
-                call = plan.take(NO_SIBLINGS, deepest=True)
-            elif random.random() < 0.85:
-                call = plan.take(CHANGED + REFRESHING, deepest=False)
-            doomed.append(self.planned(call) if call else self.anywhere())
-        return doomed
+    def leaders(self):
+        """Of each scheme a copy that works, which the plan's deep calls need."""
+        calls = {scheme: self.plan.take(group, deepest=True)
+                 for scheme, group in (("changed", CHANGED), ("refresh", REFRESHING))}
+        return [self.planned(call, scheme) for scheme, call in calls.items() if call]
+
+    def alone(self):
+        """Leaders, or a copy that needs no scheme, for what no crowd let it come to."""
+        call = None if (leaders := self.leaders()) else self.plan.take(NO_SIBLINGS, deepest=True)
+        return [self.planned(call)] if call else leaders
+
+    def crowd(self, lanes):
+        """Copies that are mostly redundant, and get the plan's first calls or any."""
+        installing = self.random.random() < 0.15
+        queues = []
+        for _ in range(lanes):
+            calls = [self.next_call(installing) for _ in range(EACH)] if self.random.random() < 0.85 else []
+            queues.append([self.planned(call) for call in calls if call] or [self.anywhere()])
+        return queues
+
+    def next_call(self, installing):
+        call = None if installing else self.plan.take(CHANGED + REFRESHING, deepest=False)
+        return call or self.plan.take(NO_SIBLINGS, deepest=True)
 
     def planned(self, call, scheme=None):
         return Doomed(call[0], ["--kill-after", str(call[1])], call, scheme)
@@ -119,9 +136,8 @@ class KillStory:
         name, number = self.reference.any_call(random, arguments)
         return Doomed(arguments, ["--fault", f"{name} {number} kill"])
 
-    def let_lead(self, jobs, before):
+    def let_lead(self, leading, before):
         """Starts the copies that are to work, and waits until they do, or were killed."""
-        leading = {one.scheme: job for one, job in jobs.items() if one.scheme}
         for job in leading.values():
             job.start()
 
@@ -133,10 +149,11 @@ class KillStory:
 
         self.lab.wait_for(work, "the copies that are to work")
 
-    def run_doomed(self, lane, one):
+    def run_doomed(self, lane, queue):
         try:
-            one.ended = lane.run(one.arguments, one.options)
-            self.ended.append(one.ended)
+            for one in queue:
+                one.ended = lane.run(one.arguments, one.options)
+                self.ended.append(one.ended)
         except Exception as error:  # Told in the main thread.
             self.failures.append(error)
 
