@@ -43,8 +43,8 @@ class Loop(threading.Thread):
 
 
 def split_record(record):
-    """Its lines with those of doctors made dumb, so that each keeps its place; and how the doctors ended, of whom
-    nobody asks more than that they did."""
+    """Its lines with those of doctors made dumb, so that each keeps its place; and how the doctors ended, of
+    whom nobody asks more than that they did."""
     doctors, living, lines = [], set(), []
     for line in record:
         time, pid, text = line.split(" ", 2)

@@ -60,7 +60,8 @@ class PackedTest(unittest.TestCase):
         self.assertEqual(package(self.folder)[0], 0)
         documents = [f"docs/{name}" for name in
                      ("README.md", "accounts.md", "doctor-json.md", "exit-codes.md", "installing.md",
-                      "log-viewer.md", "monitoring.md", "nothing-happens.md", "pictures/log-viewer-names-hidden.png",
+                      "log-viewer.md", "monitoring.md", "nothing-happens.md",
+                      "pictures/log-viewer-names-hidden.png",
                       "pictures/log-viewer.png", "policies.md", "privacy.md", "reading-the-log.md",
                       "rollout.md", "switches.md", "troubleshooting.md", "trust.md")]
         with zipfile.ZipFile(self.folder / f"{NAME}-7.0.0.0.zip") as packed:
