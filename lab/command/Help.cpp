@@ -53,20 +53,23 @@ const std::vector<Command>& Commands()
         {L"clock", &RunClock, kClockHelp},
         {L"run", &RunProgram,
          L"run [--account A] [--timeout MS] [--output FILE] [--print-exit]\n"
-         L"    [--no-wait|--suspended|--in-turns] [--kill-after N] [--fault \"F N ERROR [always]\"]...\n"
+         L"    [--no-wait|--suspended|--in-turns] [--kill-after N] [--fault \"F N ERROR "
+         L"[always]\"]...\n"
          L"    [--program PATH] (-- ARGUMENT... | --raw TEXT [--escapes])\n"
          L"                               run the program; ends with its exit code.\n"
          L"                               --suspended makes it, with the lab in it, prints its\n"
          L"                               process id and leaves it before its first instruction;\n"
          L"                               --in-turns holds it before each call that others can\n"
-         L"                               notice, as long as this process lives (serve): see turn;\n"
+         L"                               notice, as long as this process lives (serve): see "
+         L"turn;\n"
          L"                               --kill-after ends it after its N-th recorded call;\n"
          L"                               --raw takes the command line as it is, with --escapes\n"
          L"                               backslash, u, XXXX in it\n"},
         {L"resume", &RunResume, L"resume PID                     let a suspended copy run\n"},
         {L"kill", &RunKill, L"kill PID                       end a copy of the program at once\n"},
         {L"turn", &RunTurn,
-         L"turn PID [COUNT]               let a copy that is held go on past COUNT calls, or to its\n"
+         L"turn PID [COUNT]               let a copy that is held go on past COUNT calls, or to "
+         L"its\n"
          L"                               end; each call before which it stops is told; it stops\n"
          L"                               for good at a wait that got nothing: \"blocked\"\n"},
         {L"burst", &RunBurst,
@@ -87,7 +90,8 @@ const std::vector<Command>& Commands()
          L"                               --changes: each of the next N, else of the next one,\n"
          L"                               changes the printer; the next command starts its task\n"},
         {L"power", &RunPower,
-         L"power flush                    what is in the program's registry and log is on the disk\n"
+         L"power flush                    what is in the program's registry and log is on the "
+         L"disk\n"
          L"power off                      end all copies and siblings at once; no task starts\n"
          L"power on                       what was not flushed is lost; tasks start again\n"},
         {L"fault", &RunFault,

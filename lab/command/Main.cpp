@@ -4,8 +4,8 @@
 #include "ServerRegistration.h"
 
 #include "Hives.h"
-#include "LabState.h"
 #include "LabLock.h"
+#include "LabState.h"
 #include "Text.h"
 
 namespace

@@ -45,7 +45,7 @@ void CopyBytes(const std::wstring& from, const std::wstring& to)
         return;
     }
     const FileHandle file(CreateFileW(to.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     WriteFile(file.Get(), bytes->data(), static_cast<DWORD>(bytes->size()), &written, nullptr);
 }

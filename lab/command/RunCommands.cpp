@@ -47,8 +47,8 @@ FileHandle CreateOutput(const std::wstring& path)
     inheritable.nLength = sizeof inheritable;
     inheritable.bInheritHandle = TRUE;
     return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                   &inheritable, path == L"NUL" ? OPEN_EXISTING : CREATE_ALWAYS,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+                                  &inheritable, path == L"NUL" ? OPEN_EXISTING : CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 // A process id is used again once its process is gone, by any other.

@@ -145,7 +145,7 @@ int SetMachineValue(const Arguments& arguments)
     const std::uint64_t number = ParseNumber(text).value_or(0);
     const bool isText = type->second == REG_SZ;
     const void* data = isText ? static_cast<const void*>(text.c_str()) : &number;
-    const std::size_t size = isText                       ? (text.size() + 1) * sizeof(wchar_t)
+    const std::size_t size = isText                      ? (text.size() + 1) * sizeof(wchar_t)
                              : type->second == REG_QWORD ? sizeof number
                                                          : sizeof(DWORD);
     return RegSetKeyValueW(HKEY_LOCAL_MACHINE, arguments[1].c_str(), arguments[2].c_str(),

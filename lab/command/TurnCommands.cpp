@@ -58,8 +58,8 @@ FileHandle MakeTurnPipe(LaunchRequest& request)
     constexpr DWORD size = 4096;
     request.environment.emplace_back(kTurnVariable, name);
     return FileHandle(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX,
-                                        PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, size, size, 0,
-                                        nullptr));
+                                       PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, size, size, 0,
+                                       nullptr));
 }
 
 void HoldInTurns(FileHandle pipe, Launched copy)

@@ -6,7 +6,8 @@
 namespace PalvoLab
 {
 
-// The pipe on which the program to be launched will be told; it learns the pipe's name by the request.
+// The pipe on which the program to be launched will be told; it learns the pipe's name by the
+// request.
 FileHandle MakeTurnPipe(LaunchRequest& request);
 
 // Takes it over until its end.

@@ -35,7 +35,10 @@ bool Opens(const wchar_t* path, DWORD access, DWORD disposition = OPEN_EXISTING)
 class Folder
 {
 public:
-    Folder() { CHECK(CreateDirectoryW(kFolder, nullptr) && Opens(kFile, GENERIC_WRITE, CREATE_NEW)); }
+    Folder()
+    {
+        CHECK(CreateDirectoryW(kFolder, nullptr) && Opens(kFile, GENERIC_WRITE, CREATE_NEW));
+    }
 
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
@@ -310,8 +313,8 @@ WINDOWS_STATEMENT(WhatIsReachedThroughAMountPointHasThePathBehindIt, "GetFinalPa
     CHECK(Mount(point, std::wstring(L"\\??\\") + kFolder));
     {
         const FileHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
-                                           kShareAll, nullptr, OPEN_EXISTING,
-                                           FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+                                          kShareAll, nullptr, OPEN_EXISTING,
+                                          FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
         CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
     }
     CHECK(RemoveDirectoryW(point));

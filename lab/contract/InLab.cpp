@@ -62,9 +62,9 @@ bool Matches(const char* pattern, const char* name)
 
 bool IsAskedFor(const Statement& statement, const std::vector<std::string>& patterns)
 {
-    return patterns.empty() ||
-           std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern)
-                       { return Matches(pattern.c_str(), statement.name); });
+    return patterns.empty() || std::any_of(patterns.begin(), patterns.end(),
+                                           [&](const std::string& pattern)
+                                           { return Matches(pattern.c_str(), statement.name); });
 }
 
 bool HoldsForAll(const Statement& statement)

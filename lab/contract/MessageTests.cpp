@@ -131,9 +131,8 @@ STATEMENT(AUsersProgramHasAScreen, "ProcessIdToSessionId, GetUserObjectInformati
 STATEMENT(AStationsFlagsNeedTheirSizeAndAStation, "GetUserObjectInformationW", Caller::Anybody)
 {
     USEROBJECTFLAGS flags = {};
-    CHECK_FAILS(
-        GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, 4, nullptr),
-        ERROR_INSUFFICIENT_BUFFER);
+    CHECK_FAILS(GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, 4, nullptr),
+                ERROR_INSUFFICIENT_BUFFER);
     CHECK_FAILS(GetUserObjectInformationW(nullptr, UOI_FLAGS, &flags, sizeof flags, nullptr),
                 ERROR_INVALID_HANDLE);
 }

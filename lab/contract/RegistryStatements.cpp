@@ -10,9 +10,8 @@ namespace
 {
 
 constexpr wchar_t kOutside[] = L"S-1-5-21-9-9-9-9999";
-constexpr DWORD kTypes[] = {REG_NONE,     REG_SZ,    REG_EXPAND_SZ, REG_BINARY,
-                            REG_DWORD,    REG_LINK,  REG_MULTI_SZ,  REG_QWORD,
-                            REG_DWORD + 70};
+constexpr DWORD kTypes[] = {REG_NONE, REG_SZ,       REG_EXPAND_SZ, REG_BINARY,    REG_DWORD,
+                            REG_LINK, REG_MULTI_SZ, REG_QWORD,     REG_DWORD + 70};
 
 LSTATUS Open(HKEY root, const std::wstring& path, REGSAM access, HKEY* key = nullptr)
 {

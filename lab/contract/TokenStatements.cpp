@@ -65,9 +65,8 @@ STATEMENT(ATokenIsGoodForWhatItWasOpenedFor, "GetTokenInformation, DuplicateToke
     const KernelHandle duplicate(OwnToken(TOKEN_DUPLICATE));
     TOKEN_ELEVATION_TYPE type = TokenElevationTypeDefault;
     DWORD size = 0;
-    CHECK_FAILS(
-        GetTokenInformation(duplicate.Get(), TokenElevationType, &type, sizeof type, &size),
-        ERROR_ACCESS_DENIED);
+    CHECK_FAILS(GetTokenInformation(duplicate.Get(), TokenElevationType, &type, sizeof type, &size),
+                ERROR_ACCESS_DENIED);
 }
 
 STATEMENT(ATokenForLookingAtIsNoGoodForActing, "ImpersonateLoggedOnUser, DuplicateTokenEx",

@@ -55,18 +55,18 @@ namespace
 
 struct ThunkRecord
 {
-    void* target;  // first: the stub jumps through it
+    void* target; // first: the stub jumps through it
     CallDecision* decision;
     std::uint8_t code[32];
 };
 
-}  // namespace
-}  // namespace PalvoLab
+} // namespace
+} // namespace PalvoLab
 
 extern "C"
 {
-void PalvoLabThunkEntry();
-int PalvoLabThunkDecide(PalvoLab::ThunkRecord* record, std::uint64_t* result);
+    void PalvoLabThunkEntry();
+    int PalvoLabThunkDecide(PalvoLab::ThunkRecord* record, std::uint64_t* result);
 }
 
 int PalvoLabThunkDecide(PalvoLab::ThunkRecord* record, std::uint64_t* result)
@@ -91,13 +91,13 @@ void* CreateCallThunk(void* target, CallDecision* decision)
         std::memcpy(code + 2, &address, sizeof address);
         code += 2 + sizeof address;
     };
-    put(0x49, 0xBA, record);                                                // mov r10, record
-    put(0x49, 0xBB, reinterpret_cast<const void*>(&PalvoLabThunkEntry));    // mov r11, entry
-    code[0] = 0x41;                                                         // jmp r11
+    put(0x49, 0xBA, record);                                             // mov r10, record
+    put(0x49, 0xBB, reinterpret_cast<const void*>(&PalvoLabThunkEntry)); // mov r11, entry
+    code[0] = 0x41;                                                      // jmp r11
     code[1] = 0xFF;
     code[2] = 0xE3;
     FlushInstructionCache(GetCurrentProcess(), record, sizeof(ThunkRecord));
     return record->code;
 }
 
-}  // namespace PalvoLab
+} // namespace PalvoLab

@@ -1,8 +1,8 @@
 #include "Hives.h"
 
 #include "Accounts.h"
-#include "LabState.h"
 #include "LabLock.h"
+#include "LabState.h"
 #include "Text.h"
 
 #include <winternl.h>

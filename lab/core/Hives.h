@@ -9,8 +9,8 @@
 namespace PalvoLab
 {
 
-// Whether Wine's own user has the hive that the lab knows. Where it has another, the lab would take that
-// one for a left-over and delete what is in it.
+// Whether Wine's own user has the hive that the lab knows. Where it has another, the lab would take
+// that one for a left-over and delete what is in it.
 bool HasWinesUser();
 
 // Makes every hive that should be mounted appear in HKEY_USERS, and the others disappear. Cheap

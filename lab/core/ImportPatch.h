@@ -37,8 +37,9 @@ bool IsCode(const void* address);
 // Writes a slot, whatever the protection of its page.
 void WriteImportSlot(void** slot, void* address);
 
-// True when two DLL names mean the same DLL: case and a missing ".dll" do not matter, and every name of
-// a C runtime means the C runtime: "msvcrt" also what Visual C++ imports from "api-ms-win-crt-*.dll".
+// True when two DLL names mean the same DLL: case and a missing ".dll" do not matter, and every
+// name of a C runtime means the C runtime: "msvcrt" also what Visual C++ imports from
+// "api-ms-win-crt-*.dll".
 bool IsSameDll(const std::string& left, const std::string& right);
 
 // True when the import is this function of its DLL. One by number, as Visual C++ imports those of

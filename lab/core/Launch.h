@@ -46,8 +46,8 @@ private:
 // Makes the program, suspended, with the lab inside. On failure the last-error value says why.
 std::optional<Launched> Launch(const LaunchRequest& request);
 
-// Lets a program run that another process has made with Launch() and not started. False when it is not
-// there, or is not suspended.
+// Lets a program run that another process has made with Launch() and not started. False when it is
+// not there, or is not suspended.
 bool ResumeSuspended(DWORD processId);
 
 // The full path of the lab's DLL: beside the running program.

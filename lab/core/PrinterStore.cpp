@@ -2,8 +2,8 @@
 
 #include "Accounts.h"
 #include "EventChannel.h"
-#include "LabState.h"
 #include "LabLock.h"
+#include "LabState.h"
 #include "Owners.h"
 #include "Text.h"
 
@@ -65,7 +65,7 @@ std::wstring_view WithoutOwnServer(std::wstring_view name)
 void WriteBytes(const std::wstring& path, const std::string& bytes)
 {
     const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }

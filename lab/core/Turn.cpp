@@ -22,8 +22,7 @@ void StartTurns()
     }
     // Not for the programs that this one starts.
     SetEnvironmentVariableW(kTurnVariable, nullptr);
-    holder =
-        CreateFileW(pipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    holder = CreateFileW(pipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 bool IsInTurns()

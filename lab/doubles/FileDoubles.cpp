@@ -109,7 +109,8 @@ BOOL WINAPI DoubleCopyFileW(LPCWSTR from, LPCWSTR to, BOOL onlyNew)
 {
     Call call(L"CopyFileW", from, to, onlyNew);
     const auto target = FindFile(PathOf(to));
-    DWORD error = CheckOpening(PathOf(from), FindFile(PathOf(from)), GENERIC_READ, OPEN_EXISTING, 0);
+    DWORD error =
+        CheckOpening(PathOf(from), FindFile(PathOf(from)), GENERIC_READ, OPEN_EXISTING, 0);
     if (error == ERROR_SUCCESS)
     {
         error = CheckOpening(PathOf(to), target, GENERIC_WRITE,
@@ -141,8 +142,7 @@ BOOL WINAPI DoubleDeleteFileW(LPCWSTR path)
 bool HasItsName(HANDLE file)
 {
     const auto opened = FileOf(file);
-    const auto there =
-        opened ? FindFile(opened->path, FILE_FLAG_OPEN_REPARSE_POINT) : std::nullopt;
+    const auto there = opened ? FindFile(opened->path, FILE_FLAG_OPEN_REPARSE_POINT) : std::nullopt;
     return there && there->id == opened->id;
 }
 

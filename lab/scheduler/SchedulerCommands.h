@@ -16,7 +16,8 @@ inline constexpr wchar_t kTasksHelp[] =
     L"tasks stop NAME                terminate what runs of it\n"
     L"tasks delete NAME              delete one\n"
     L"tasks copy NAME NAME           register it once more, under another name\n"
-    L"tasks put NAME PROPERTY VALUE  edit one: Settings.Enabled 0, Action0.Path ..., Registration.UserId\n"
+    L"tasks put NAME PROPERTY VALUE  edit one: Settings.Enabled 0, Action0.Path ..., "
+    L"Registration.UserId\n"
     L"                               ...\n"
     L"tasks protect|release NAME     make one that nobody can delete or replace\n"
     L"tasks history                  what the scheduler did: registered, started, ignored, ...\n";

@@ -74,11 +74,12 @@ inline constexpr DllFunctions ImportsSinceVista[] = {
 /// What the doctor may import beside that.
 inline constexpr DllFunctions DoctorImportsSinceVista[] = {
     {"ADVAPI32.DLL", "GetNamedSecurityInfoW OpenProcessToken"},
-    {"KERNEL32.DLL", "CreateToolhelp32Snapshot FileTimeToDosDateTime FileTimeToSystemTime GetACP "
-                     "GetCurrentProcess GetDiskFreeSpaceExW GetFileAttributesExW GetFileAttributesW "
-                     "GetFullPathNameW GetProcessTimes GetSystemDirectoryW GetSystemTime GetTickCount64 "
-                     "MoveFileExW OpenMutexW OpenProcess Process32FirstW Process32NextW "
-                     "SystemTimeToFileTime"},
+    {"KERNEL32.DLL",
+     "CreateToolhelp32Snapshot FileTimeToDosDateTime FileTimeToSystemTime GetACP "
+     "GetCurrentProcess GetDiskFreeSpaceExW GetFileAttributesExW GetFileAttributesW "
+     "GetFullPathNameW GetProcessTimes GetSystemDirectoryW GetSystemTime GetTickCount64 "
+     "MoveFileExW OpenMutexW OpenProcess Process32FirstW Process32NextW "
+     "SystemTimeToFileTime"},
     {"MSVCRT.DLL", "fgetwc iswctype towlower ungetwc wcstol wcstoul"},
     {"OLEAUT32.DLL", "VariantTimeToSystemTime"},
     {"RSTRTMGR.DLL", "RmEndSession RmGetList RmRegisterResources RmStartSession"},

@@ -156,8 +156,8 @@ TEST_F(Imports, AskForNothingThatAUserDecides)
     {
         for (const Import& import : imports)
         {
-            // The block that is made for a child holds what Windows knows of the account. Some builds'
-            // C++ runtime library imports getenv for itself; src would take _wgetenv.
+            // The block that is made for a child holds what Windows knows of the account. Some
+            // builds' C++ runtime library imports getenv for itself; src would take _wgetenv.
             if (import.function.ends_with("EnvironmentBlock") || import.function == "getenv")
             {
                 continue;
@@ -192,8 +192,8 @@ TEST_F(DoctorImports, AreFunctionsThatEveryWindowsSinceVistaHas)
     EXPECT_EQ(unknown, std::set<std::string>()) << "not in ImportsSinceVista.h";
 }
 
-// What comes with the program's libraries and is not called, such as the log's own mutex, is imported
-// all the same; the system tests look at the calls.
+// What comes with the program's libraries and is not called, such as the log's own mutex, is
+// imported all the same; the system tests look at the calls.
 TEST_F(DoctorImports, HaveNothingThatMakesOrSetsAnEvent)
 {
     const std::set<std::string> disturbing = {"CreateEventW", "OpenEventW", "SetEvent",

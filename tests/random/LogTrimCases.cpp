@@ -79,8 +79,8 @@ public:
         const auto expected =
             LogTrimModel::FirstKept(Ended(tried.bytes), KeptBytes + tried.droppedBytes);
         return "EXPECT_EQ(FirstKept(" + std::to_string(tried.droppedBytes) + ", " +
-               CodeText(Ended(tried.bytes)) + ", " +
-               std::to_string(tried.blockSize) + "), " + Named(expected) + ");";
+               CodeText(Ended(tried.bytes)) + ", " + std::to_string(tried.blockSize) + "), " +
+               Named(expected) + ");";
     }
 
 private:

@@ -1,8 +1,8 @@
 #pragma once
 
-// GoogleTest's Notification is made of std::mutex and std::condition_variable, which the win32 thread
-// model lacks. This one, of the same interface, is included before GoogleTest's headers, which are
-// told by GTEST_HAS_NOTIFICATION_ that there is one already.
+// GoogleTest's Notification is made of std::mutex and std::condition_variable, which the win32
+// thread model lacks. This one, of the same interface, is included before GoogleTest's headers,
+// which are told by GTEST_HAS_NOTIFICATION_ that there is one already.
 
 #ifdef __cplusplus
 #include <windows.h>

@@ -3,11 +3,11 @@
 #include <bit>
 #include <cstddef>
 
-// The place of virtual operations in their class's table, in the C++ ABI of GCC and in that of Visual
-// C++, which puts overloads in the reverse order.
+// The place of virtual operations in their class's table, in the C++ ABI of GCC and in that of
+// Visual C++, which puts overloads in the reverse order.
 
-/// The slot of the first virtual operation after a destructor that stands first: GCC has two entries
-/// for a destructor.
+/// The slot of the first virtual operation after a destructor that stands first: GCC has two
+/// entries for a destructor.
 #ifdef _MSC_VER
 inline constexpr std::size_t FirstSlotAfterDestructor = 1;
 #else
@@ -43,8 +43,8 @@ template <class Function> std::size_t VirtualSlot(Function operation)
 {
     using namespace VirtualSlotDetail;
     Witness witness;
-    // The caller of a 64-bit function takes its arguments off the stack itself: one that has some can
-    // be called without any.
+    // The caller of a 64-bit function takes its arguments off the stack itself: one that has some
+    // can be called without any.
     (reinterpret_cast<AnyClass&>(witness).*std::bit_cast<void (AnyClass::*)()>(operation))();
     return called;
 }

@@ -41,7 +41,8 @@ Facts TellingFacts()
     facts.log.isReadOnly = true;
     facts.log.hasLeftover = true;
     facts.log.entries = {{facts.localTime, 7, L"ERROR: " + name}};
-    facts.log.bytes = "[3/7/2024 1:05:09 PM Muriel] PalvoPrinterConfiguration(PID4): Muriel\r\nMuriel\r\n";
+    facts.log.bytes =
+        "[3/7/2024 1:05:09 PM Muriel] PalvoPrinterConfiguration(PID4): Muriel\r\nMuriel\r\n";
     PrinterFact printer;
     printer.name = name;
     printer.driver = name;
@@ -85,7 +86,8 @@ TEST(DoctorCollection, HidesANameWhereverItStands)
 {
     const Facts facts = TellingFacts();
     EXPECT_EQ(CollectionOf(facts, false).find("Muriel"), std::string::npos);
-    EXPECT_EQ(CollectionOf(facts, false).find("4d 00 75 00"), std::string::npos) << "in hexadecimal";
+    EXPECT_EQ(CollectionOf(facts, false).find("4d 00 75 00"), std::string::npos)
+        << "in hexadecimal";
     EXPECT_NE(CollectionOf(facts, true).find("Muriel"), std::string::npos);
 }
 
@@ -127,13 +129,15 @@ TEST(DoctorCollection, LeavesOfAMessageWhatNamesNobody)
     EXPECT_EQ(Shown(L"Refresh event done...exiting. "), L"(hidden: 30 characters)");
     EXPECT_EQ(Shown(L"# Called with 4 argument(s): -c Muriel -IN -i UserLogonTask"),
               L"# Called with 4 argument(s): -c (hidden) -IN -i UserLogonTask");
-    EXPECT_EQ(Shown(L"#\tResolved Args: NoNgen, Muriel, NewOrChangedEvent, UserLogonEvent, -i Muriel"),
-              L"#\tResolved Args: NoNgen, (hidden), NewOrChangedEvent, UserLogonEvent, -i Caller 1");
+    EXPECT_EQ(
+        Shown(L"#\tResolved Args: NoNgen, Muriel, NewOrChangedEvent, UserLogonEvent, -i Muriel"),
+        L"#\tResolved Args: NoNgen, (hidden), NewOrChangedEvent, UserLogonEvent, -i Caller 1");
     EXPECT_EQ(Shown(L"Found 2 '300/306' events with IDs from 7 to 8."),
               L"Found 2 '300/306' events with IDs from 7 to 8.");
     EXPECT_EQ(Shown(L"Found x '300/306' events with IDs from 7 to 8."), L"(hidden: 46 characters)");
-    EXPECT_EQ(Shown(L"Updated UserPropertyBag for 'CORP\\Muriel': UserId='1f0a9c10', Src='Muriel : pc'"),
-              L"Updated UserPropertyBag for 'User 1': UserId='(hidden)', Src='(hidden)'");
+    EXPECT_EQ(
+        Shown(L"Updated UserPropertyBag for 'CORP\\Muriel': UserId='1f0a9c10', Src='Muriel : pc'"),
+        L"Updated UserPropertyBag for 'User 1': UserId='(hidden)', Src='(hidden)'");
     EXPECT_EQ(Shown(L"Updated UserPropertyBags: DeviceId='00000000-0000-0000-0000-000000000000', "
                     L"Src=' :  : pc.corp'"),
               L"Updated UserPropertyBags: DeviceId='00000000-0000-0000-0000-000000000000', "
@@ -148,7 +152,8 @@ TEST(DoctorCollection, GivesANameOneTokenInWhateverCase)
     const auto printer = [&names](const std::wstring& name)
     {
         return names.InMessage(L"# Processing a configuration request from a NewOrChanged event "
-                               L"event for '" + name + L"'.");
+                               L"event for '" +
+                               name + L"'.");
     };
     EXPECT_EQ(printer(L"Front"), printer(L"FRONT"));
     EXPECT_NE(printer(L"Front"), printer(L"Back"));
@@ -156,11 +161,12 @@ TEST(DoctorCollection, GivesANameOneTokenInWhateverCase)
 
 TEST(DoctorCollection, WritesALogsLinesAnew)
 {
-    EXPECT_EQ(HiddenNames().InLog("[3/7/2024 1:05:09 PM Muriel] PalvoPrinterConfiguration(PID4): \r\n"
-                                  "x\n[12/7/2024 12:00:00 AM] PalvoPrinterConfiguration(PID41): # y\r\n"
-                                  "[unfinished"),
-              L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4): \n(hidden: 1 characters)\n"
-              L"[12/7/2024 12:00:00 AM] PalvoPrinterConfiguration(PID41): (hidden: 3 characters)\n");
+    EXPECT_EQ(
+        HiddenNames().InLog("[3/7/2024 1:05:09 PM Muriel] PalvoPrinterConfiguration(PID4): \r\n"
+                            "x\n[12/7/2024 12:00:00 AM] PalvoPrinterConfiguration(PID41): # y\r\n"
+                            "[unfinished"),
+        L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4): \n(hidden: 1 characters)\n"
+        L"[12/7/2024 12:00:00 AM] PalvoPrinterConfiguration(PID41): (hidden: 3 characters)\n");
 }
 
 TEST(DoctorCollection, HasTheChecksumsOfZips)
@@ -188,7 +194,8 @@ TEST(DoctorMetrics, LeaveOutWhatCouldNotBeSeen)
     facts.channel.queryError = 5;
     facts.log.freeBytes.reset();
     const std::wstring some = ReportAsMetrics(facts, Judge(facts), L"7");
-    for (const wchar_t* name : {L"channel_enabled", L"channel_newest_record", L"log_disk_free_bytes"})
+    for (const wchar_t* name :
+         {L"channel_enabled", L"channel_newest_record", L"log_disk_free_bytes"})
     {
         EXPECT_NE(all.find(name), std::wstring::npos) << name;
         EXPECT_EQ(some.find(name), std::wstring::npos) << name;

@@ -11,8 +11,8 @@ inline Facts WellFacts()
     facts.localTime = 1000 * 24 * 60 * Minute;
     facts.utcTime = facts.localTime;
     facts.suite.folder = L"C:\\Suite";
-    facts.tasks.tasks = {{L"Task", L"-c", S_OK, true,
-                          L"C:\\Suite\\PalvoPrinterConfiguration.exe", L"-c", L"S-1-5-18", S_OK}};
+    facts.tasks.tasks = {{L"Task", L"-c", S_OK, true, L"C:\\Suite\\PalvoPrinterConfiguration.exe",
+                          L"-c", L"S-1-5-18", S_OK}};
     facts.channel.maximumSize = 1052672;
     facts.channel.position = 7;
     facts.channel.oldest = {3, facts.utcTime};

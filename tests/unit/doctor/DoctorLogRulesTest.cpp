@@ -10,21 +10,22 @@ LogEntry Line(const Facts& facts, std::uint64_t minutes, const wchar_t* message,
 
 TEST(DoctorLogLines, AreThoseOfTheProgramAlone)
 {
-    const auto entry = ParseLogLine(L"[3/7/2024 12:05:09 PM] PalvoPrinterConfiguration(PID41): # x");
+    const auto entry =
+        ParseLogLine(L"[3/7/2024 12:05:09 PM] PalvoPrinterConfiguration(PID41): # x");
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->process, 41U);
     EXPECT_EQ(entry->message, L"# x");
-    const auto midnight = ParseLogLine(L"[3/7/2024 12:05:09 AM] PalvoPrinterConfiguration(PID41): ");
+    const auto midnight =
+        ParseLogLine(L"[3/7/2024 12:05:09 AM] PalvoPrinterConfiguration(PID41): ");
     ASSERT_TRUE(midnight);
     EXPECT_EQ(entry->time - midnight->time, 12 * 60 * Minute);
     EXPECT_EQ(midnight->message, L"");
-    for (const wchar_t* other :
-         {L"", L"]", L"hello", L"[3/7/2024 12:05:09 PM] Other(PID41): x",
-          L"[3/7/2024 13:05:09 PM] PalvoPrinterConfiguration(PID41): x",
-          L"[13/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID41): x",
-          L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID): x",
-          L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4x): x",
-          L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID41)x"})
+    for (const wchar_t* other : {L"", L"]", L"hello", L"[3/7/2024 12:05:09 PM] Other(PID41): x",
+                                 L"[3/7/2024 13:05:09 PM] PalvoPrinterConfiguration(PID41): x",
+                                 L"[13/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID41): x",
+                                 L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID): x",
+                                 L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4x): x",
+                                 L"[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID41)x"})
     {
         EXPECT_FALSE(ParseLogLine(other)) << other;
     }
@@ -33,7 +34,8 @@ TEST(DoctorLogLines, AreThoseOfTheProgramAlone)
 TEST(DoctorLogLines, AreCountedToTheLastLineEnd)
 {
     LogFacts log;
-    ParseLog("[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4): a\r\n\0x\r\n[3/7/2024 1:0", log);
+    ParseLog("[3/7/2024 1:05:09 PM] PalvoPrinterConfiguration(PID4): a\r\n\0x\r\n[3/7/2024 1:0",
+             log);
     EXPECT_EQ(log.entries.size(), 1U);
     LogFacts odd;
     ParseLog(std::string("\0\r\n\n\r\n", 6), odd);
@@ -89,7 +91,8 @@ TEST(DoctorLogRules, AllowLinesOfSeveralCopiesToCrossForTwoMinutes)
     facts.log.entries = {Line(facts, 10, L"a"), Line(facts, 12, L"b")};
     EXPECT_EQ(FindingsOf(facts), L"");
     facts.log.entries = {Line(facts, 10, L"a"), Line(facts, 13, L"b")};
-    EXPECT_EQ(FindingsOf(facts), L"clock-back: The log's time goes back by 3 minutes within a week.\n");
+    EXPECT_EQ(FindingsOf(facts),
+              L"clock-back: The log's time goes back by 3 minutes within a week.\n");
 }
 
 TEST(DoctorLogRules, MissLinesOnlyWhileWindowsRan)

@@ -1,8 +1,8 @@
 #include "DoctorFacts.h"
 
 #include "DoctorOptions.h"
-#include "ProgramPaths.h"
 #include "Looks.h"
+#include "ProgramPaths.h"
 
 namespace
 {
@@ -119,7 +119,8 @@ TEST(DoctorRules, LetJobsPushThePositionOutOfAChannelThatIsAsInstalled)
     EXPECT_EQ(report.notes[0].text, Lost);
     EXPECT_EQ(report.ExitCode(), 0);
     facts.channel.maximumSize = 1052671;
-    EXPECT_EQ(FindingsOf(facts), L"channel-small: The channel holds only 1052671 bytes.\n" + finding);
+    EXPECT_EQ(FindingsOf(facts),
+              L"channel-small: The channel holds only 1052671 bytes.\n" + finding);
     facts = WellFacts();
     facts.channel.position = 2;
     facts.channel.enabled = false;
@@ -147,11 +148,10 @@ TEST(DoctorRules, LetAnEventWaitForAnHour)
 
 TEST(DoctorRules, TakeAnEventForDealtWithByALaterPassForAllPrinters)
 {
-    for (const wchar_t* pass :
-         {L"# Procesing a special NewOrChanged event.",
-          L"# Procesing a queued special NewOrChanged event.",
-          L"# Processing on-demand auto-configuration: setup",
-          L"# Processing a periodic refresh event: PeriodicRefreshTask"})
+    for (const wchar_t* pass : {L"# Procesing a special NewOrChanged event.",
+                                L"# Procesing a queued special NewOrChanged event.",
+                                L"# Processing on-demand auto-configuration: setup",
+                                L"# Processing a periodic refresh event: PeriodicRefreshTask"})
     {
         Facts facts = WellFacts();
         facts.channel.position = 0; // as -IT leaves it

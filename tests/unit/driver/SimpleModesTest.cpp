@@ -7,8 +7,8 @@ namespace
 {
 using Install = Replaced<"WINSPOOL.DRV", "InstallPrinterDriverFromPackageW",
                          decltype(InstallPrinterDriverFromPackageW)>;
-using Delete = Replaced<"KERNEL32", "SetFileInformationByHandle",
-                        decltype(SetFileInformationByHandle)>;
+using Delete =
+    Replaced<"KERNEL32", "SetFileInformationByHandle", decltype(SetFileInformationByHandle)>;
 
 constexpr wchar_t DeletedLine[] = L"# Invoked to delete log file. Done...exiting.";
 

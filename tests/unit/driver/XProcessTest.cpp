@@ -191,10 +191,10 @@ TEST_F(XProcessTest, UserWithoutAnEnvironmentGetsTheCallers)
 {
     children.failing = {L"CreateEnvironmentBlock"};
     RunAsUser(L"q");
-    EXPECT_EQ(journal, (Journal{L"DuplicateTokenEx user", L"CreateEnvironmentBlock user/copy",
-                                L"start as user/copy: q", L"CloseHandle user/copy", L"exit code 0",
-                                L"CloseHandle thread", L"CloseHandle process",
-                                L"CloseHandle user"}));
+    EXPECT_EQ(journal,
+              (Journal{L"DuplicateTokenEx user", L"CreateEnvironmentBlock user/copy",
+                       L"start as user/copy: q", L"CloseHandle user/copy", L"exit code 0",
+                       L"CloseHandle thread", L"CloseHandle process", L"CloseHandle user"}));
 }
 
 TEST_F(XProcessTest, ChildThatCannotBeStartedAsAnotherUserGivesZeroAndGivesAllBack)
