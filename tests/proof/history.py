@@ -121,11 +121,13 @@ class Story:
             for sibling, most in (("query", 40), ("writer", 150)):
                 self.lab("sibling", sibling, "--take", f"0-{self.random.randint(1, most)}")
             time.sleep(self.random.uniform(0.02, 0.4))
+        if self.fate not in self.nemeses.figures:
+            self.meet_fate(surely=True)
 
-    def meet_fate(self):
-        if self.fate == "the clock is set back" and self.random.random() < 0.2:
+    def meet_fate(self, surely=False):
+        if self.fate == "the clock is set back" and (surely or self.random.random() < 0.2):
             self.nemeses.set_clock_back()
-        elif self.fate == "the scheduler is stopped" and self.random.random() < 0.1:
+        elif self.fate == "the scheduler is stopped" and (surely or self.random.random() < 0.1):
             self.nemeses.stop_scheduler(self.live_without_scheduler)
             self.change_first()     # It starts who reads all.
         else:
