@@ -99,7 +99,7 @@ HANDLE OpenFolder(const wchar_t* path, DWORD access, DWORD flags)
 }
 
 // REPARSE_DATA_BUFFER of a mount point, which no header for programs declares.
-struct MountPoint
+struct MountData
 {
     DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
     WORD size = 0;
@@ -114,7 +114,7 @@ struct MountPoint
 // Makes a mount point of an empty folder. The target begins with \??\.
 bool Mount(const wchar_t* folder, const std::wstring& target)
 {
-    MountPoint point;
+    MountData point;
     target.copy(point.target.data(), target.size());
     point.targetSize = static_cast<WORD>(target.size() * sizeof(wchar_t));
     point.shownOffset = static_cast<WORD>(point.targetSize + sizeof(wchar_t));
@@ -124,6 +124,28 @@ bool Mount(const wchar_t* folder, const std::wstring& target)
     return DeviceIoControl(opened.Get(), FSCTL_SET_REPARSE_POINT, &point, 8 + point.size, nullptr,
                            0, &returned, nullptr);
 }
+
+// A mount point, which goes with it, and what was made through it.
+class MountPoint
+{
+public:
+    MountPoint(const wchar_t* path, const wchar_t* target) : m_path(path)
+    {
+        CHECK(CreateDirectoryW(path, nullptr) && Mount(path, std::wstring(L"\\??\\") + target));
+    }
+
+    MountPoint(const MountPoint&) = delete;
+    MountPoint& operator=(const MountPoint&) = delete;
+
+    ~MountPoint()
+    {
+        RemoveDirectoryW((m_path + L"\\below").c_str());
+        RemoveDirectoryW(m_path.c_str());
+    }
+
+private:
+    std::wstring m_path;
+};
 
 } // namespace
 
@@ -290,8 +312,7 @@ WINDOWS_STATEMENT(AMountPointThatLeadsToNothingIsOpenedItselfAlone, "CreateFileW
 {
     const Folder folder;
     const wchar_t* const point = L"C:\\ProgramData\\PalvoContract\\point";
-    CHECK(CreateDirectoryW(point, nullptr));
-    CHECK(Mount(point, L"\\??\\C:\\ProgramData\\PalvoContract\\not there"));
+    const MountPoint made(point, L"C:\\ProgramData\\PalvoContract\\not there");
     CHECK(!FileHandle(OpenFolder(point, 0, 0)));
     CHECK(!CreateDirectoryW(L"C:\\ProgramData\\PalvoContract\\point\\below", nullptr));
     {
@@ -301,21 +322,15 @@ WINDOWS_STATEMENT(AMountPointThatLeadsToNothingIsOpenedItselfAlone, "CreateFileW
         CHECK((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0);
         CHECK(FinalPath(itself.Get()) == std::wstring(L"\\\\?\\") + point);
     }
-    CHECK(RemoveDirectoryW(point));
 }
 
 WINDOWS_STATEMENT(WhatIsReachedThroughAMountPointHasThePathBehindIt, "GetFinalPathNameByHandleW",
                   Caller::Anybody)
 {
     const Folder folder;
-    const wchar_t* const point = L"C:\\ProgramData\\PalvoContractPoint";
-    CHECK(CreateDirectoryW(point, nullptr));
-    CHECK(Mount(point, std::wstring(L"\\??\\") + kFolder));
-    {
-        const FileHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
-                                          kShareAll, nullptr, OPEN_EXISTING,
-                                          FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-        CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
-    }
-    CHECK(RemoveDirectoryW(point));
+    const MountPoint made(L"C:\\ProgramData\\PalvoContractPoint", kFolder);
+    const FileHandle file(CreateFileW(L"C:\\ProgramData\\PalvoContractPoint\\file.txt", 0,
+                                      kShareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    CHECK(FinalPath(file.Get()) == std::wstring(L"\\\\?\\") + kFile);
 }
