@@ -147,7 +147,8 @@ class Proofs(unittest.TestCase):
 
     def test_what_the_lab_writes_to_standard_error_is_known_while_it_runs(self):
         with tempfile.TemporaryDirectory() as folder:
-            script_in(folder, "wine", "while read -r command; do "
+            script_in(folder, "wine", '[ "$1" != --version ] || { echo wine-8.0; exit; }\n'
+                      "while read -r command; do "
                       "echo 'wine client error:1: gone' >&2; printf '\\0360\\n'; done")
             for name in ("bin/lab/palvo-lab.exe", "prefix/system.reg"):
                 Path(folder, name).parent.mkdir(parents=True)
