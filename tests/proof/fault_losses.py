@@ -209,10 +209,7 @@ CAUGHT = """
     may + no position
 """
 # It ends at once rather than go on as somebody else.
-ENDS_SILENTLY = """
-    the code is 1
-    may - *
-"""
+ENDS_SILENTLY = "the code is 1" + UNDONE
 KILLED = "the code is 57005" + UNDONE
 # Without any more memory there is no line either.
 CAUGHT_SILENTLY = """
