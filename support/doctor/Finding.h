@@ -22,7 +22,7 @@ struct Finding
 /// What is worth knowing and needs no attention, such as which printers are supported.
 struct Note
 {
-    const wchar_t* topic;
+    std::wstring topic;
     std::wstring text;
 };
 
@@ -49,9 +49,9 @@ struct Report
     {
         unseen.push_back({std::move(area), std::move(reason)});
     }
-    void Tell(const wchar_t* topic, std::wstring text)
+    void Tell(std::wstring topic, std::wstring text)
     {
-        notes.push_back({topic, std::move(text)});
+        notes.push_back({std::move(topic), std::move(text)});
     }
 
     /// 1 when something needs attention; else 2 when not everything could be looked at; else 0.
