@@ -95,13 +95,14 @@ void LookAtFile(LogFacts& facts)
         ParseLog(facts.bytes, facts);
     }
 }
+
 /// QueryUnbiasedInterruptTime stands still while Windows sleeps; Vista does not have it.
 void LookAtUpTime(LogFacts& facts)
 {
     using Query = BOOL(WINAPI*)(ULONGLONG*);
     static const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
         GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "QueryUnbiasedInterruptTime")));
-    LookAtUpTime(facts);
+    facts.upTime = std::uint64_t{GetTickCount64()} * (Second / 1000);
     ULONGLONG awake = 0;
     if (query != nullptr && query(&awake))
     {
@@ -128,7 +129,7 @@ LogFacts LookAtLog()
     {
         return facts;
     }
-    facts.upTime = std::uint64_t{GetTickCount64()} * (Second / 1000);
+    LookAtUpTime(facts);
     // Before and after: a copy that ends while the log is read was alive when it wrote its last
     // line.
     AddLiveProcesses(facts);
