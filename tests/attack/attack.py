@@ -141,7 +141,8 @@ class AttackTest(unittest.TestCase):
         before = len(self.lab.siblings())
         with self.nothing_changes_outside():
             self.lab("run", "--", *arguments, check=False)
-        return self.lab.code, self.lab.siblings()[before:]
+            code = self.lab.code    # before the lab is asked for lists
+        return code, self.lab.siblings()[before:]
 
     def peak(self, *arguments):
         """How many KiB a run had at most; its siblings ran if they had to."""
