@@ -44,12 +44,13 @@ __attribute__((no_stack_protector)) int MakeStackGuard()
     QueryPerformanceCounter(&counter);
     FILETIME time = {};
     GetSystemTimeAsFileTime(&time);
-    __stack_chk_guard =
-        StackGuardOf({.counter = static_cast<std::uint64_t>(counter.QuadPart),
-                      .time = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime,
-                      .processId = GetCurrentProcessId(),
-                      .threadId = GetCurrentThreadId(),
-                      .address = reinterpret_cast<std::uintptr_t>(&counter)});
+    StackGuardSources sources = {};
+    sources.counter = static_cast<std::uint64_t>(counter.QuadPart);
+    sources.time = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+    sources.processId = GetCurrentProcessId();
+    sources.threadId = GetCurrentThreadId();
+    sources.address = reinterpret_cast<std::uintptr_t>(&counter);
+    __stack_chk_guard = StackGuardOf(sources);
     return 0;
 }
 
