@@ -157,9 +157,14 @@ class Shop:
             shutil.copytree(build.root / name, folder / name)
         for kind in ("original", "mutant"):  # a folder each: tests know their program's name
             (folder / kind).mkdir(exist_ok=True)
-        (folder / "lab").unlink(missing_ok=True)
-        (folder / "lab").symlink_to(build.root / "lab")
+            self._lay(folder / kind / "missing", build.folder / "tests" / "missing")   # of LateLoadingTest
+        self._lay(folder / "lab", build.root / "lab")
         self.renew_prefix()
+
+    @staticmethod
+    def _lay(link, target):
+        link.unlink(missing_ok=True)
+        link.symlink_to(target)
 
     def renew_prefix(self):
         fresh, own = self.fresh_prefix.folder, self.prefix.folder
