@@ -175,6 +175,20 @@ NOT_SKIPPED = """
     may - the position is REG_QWORD, *
     may + the position is REG_QWORD, *
 """
+# The pass for every printer notes none by its name: the queued request is for none of those.
+EVERY_PRINTER_NOT_SKIPPED = """
+    - line # Processing a configuration request from a NewOrChanged event event for 'One'.
+    + line # Processing a configuration request from a NewOrChanged event event for multiple printers.
+    - line ## Skipping queued *
+    + line # Processing a Queued configuration request from a NewOrChanged event event for *
+    + program query as {account}: -c
+    + program writer as SYSTEM: -c {tag}
+    may - line Found *
+    may + line Found *
+    may + line Updated UserPropertyBag*
+    may - the position is REG_QWORD, *
+    may + the position is REG_QWORD, *
+"""
 # And one that needs a pass is.
 SKIPPED = """
     - line # Processing *
